@@ -1,0 +1,32 @@
+/// Entries that the kernel's folders and the toolkit's sibling modules share. They check less than the public calls.
+#ifndef R_INT_H
+#define R_INT_H
+
+#include "../R_Kernel.h"
+
+/// R_AccessBitmap that also tells through pbAccessed whether there is something to release.
+/// ERROR_NULL_PTR for a null bitmap or pbAccessed.
+R_API R_INT R_IntAccessBitmap(BITMAPHANDLE* pBitmap, R_INT* pbAccessed) R_NOEXCEPT;
+/// Passes nStatus through; with bRelease it releases first, and a failing release speaks where nStatus is SUCCESS.
+/// ERROR_NULL_PTR for a null bitmap.
+R_API R_INT R_IntReleaseBitmap(BITMAPHANDLE* pBitmap, R_INT bRelease, R_INT nStatus) R_NOEXCEPT;
+
+/// The bracket around a copy of a bitmap that has callbacks. pInfo is filled for the source's callback, which may
+/// install callbacks in the destination.
+R_API R_INT R_IntBeginCopyBitmap(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uFlags,
+                                 ALLOCATIONINFO* pInfo) R_NOEXCEPT;
+/// Tells the source's callback that the copy has ended with nStatus; returns nStatus, or the callback's failure
+/// where nStatus is SUCCESS.
+R_API R_INT R_IntEndCopyBitmap(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_INT nStatus) R_NOEXCEPT;
+
+/// Flush what start-up has left pending; 1 when there is nothing left.
+R_API R_INT R_IntFlushStartupBuffers(R_UINT uFlags) R_NOEXCEPT;
+
+/// Flip the stored rows, mirror each stored row; the perspective's field alone. ERROR_INV_BITMAP for null (the first
+/// two: or without pixels).
+R_API R_INT R_IntFlipBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
+R_API R_INT R_IntReverseBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
+R_API R_INT R_IntFlipBitmapViewPerspective(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
+R_API R_INT R_IntReverseBitmapViewPerspective(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
+
+#endif

@@ -1,0 +1,19 @@
+# Warnings and instrumentation, for everything that is built here.
+add_library(rv_options INTERFACE)
+target_compile_options(rv_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-qual -Wundef
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor -Wextra-semi>)
+if(RV_WERROR)
+  target_compile_options(rv_options INTERFACE -Werror)
+endif()
+if(RV_SANITIZE)
+  target_compile_options(rv_options INTERFACE -fsanitize=${RV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(rv_options INTERFACE -fsanitize=${RV_SANITIZE})
+endif()
+
+# ccache makes a second build of the same text free.
+find_program(RV_CCACHE ccache)
+if(RV_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_C_COMPILER_LAUNCHER ${RV_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${RV_CCACHE})
+endif()

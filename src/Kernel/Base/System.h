@@ -1,0 +1,97 @@
+/// The kernel's state: settings of each thread, and what the process shares. Nothing else is mutable at namespace
+/// scope.
+#pragma once
+
+#include "Kernel/Base/Status.h"
+#include "Platform/Platform.h"
+#include "R_Bitmap.h"
+#include "R_Geometry.h"
+#include "R_Services.h"
+
+namespace rv {
+
+/// Settings that each thread has for itself. Value-initialised, it holds the defaults.
+struct ThreadSettings {
+    R_INT ditheringMethod = 7;
+    R_INT xResolution = 150;
+    R_INT yResolution = 150;
+    R_UINT memoryType = MEM_CONVENTIONAL;
+    R_INT64 maxConvSize = 2147483647;
+    R_INT reserve = 0;
+    R_INT64 tileSize = 0; ///< 0 means kDefaultTileSize
+    R_INT convTiles = -100;
+    R_INT convBuffers = 1;
+    STATUSCALLBACK statusCallback = nullptr;
+    void* statusUserData = nullptr;
+    STATUSCALLBACK copyStatusCallback = nullptr;
+    void* copyStatusUserData = nullptr;
+};
+
+inline constexpr R_INT64 kDefaultTileSize = 16777216;
+inline constexpr R_INT kDefaultResolution = 150;
+
+/// The calling thread's settings, made on first use; the process's own block where a thread can have none.
+ThreadSettings& threadSettings() noexcept;
+
+/// A system lock that is made on first use and given back when the library is detached.
+class LazyLock {
+public:
+    constexpr LazyLock() noexcept = default;
+    LazyLock(const LazyLock&) = delete;
+    LazyLock& operator=(const LazyLock&) = delete;
+    void enter() noexcept;
+    void leave() noexcept;
+
+private:
+    friend void detach() noexcept;
+    std::atomic<int> state_{0}; // 0 not made, 1 being made, 2 ready
+    LazyLock* next_ = nullptr;  // the list of locks to give back
+    LockStorage storage_{};
+};
+
+/// Holds a lock for the length of a scope.
+class LockGuard {
+public:
+    explicit LockGuard(LazyLock& lock) noexcept : lock_(lock) { lock_.enter(); }
+    ~LockGuard() { lock_.leave(); }
+    LockGuard(const LockGuard&) = delete;
+    LockGuard& operator=(const LockGuard&) = delete;
+
+private:
+    LazyLock& lock_;
+};
+
+/// Takes `wanted` bytes of the process's conventional memory, or says ERROR_MEMORY_LIMIT.
+Status reserveConventional(R_UINT64 bytes) noexcept;
+void returnConventional(R_UINT64 bytes) noexcept;
+
+/// The size above which one bitmap goes to disk; 0 is none.
+R_INT64 globalBitmapThreshold() noexcept;
+
+struct AllocateHook {
+    ALLOCATECALLBACK callback = nullptr;
+    void* userData = nullptr;
+};
+AllocateHook allocateHook() noexcept;
+
+/// The display module's hooks; all null where no module has installed any.
+const DISDISPATCH& displayHooks() noexcept;
+
+/// Whether lock counts out of order are traced.
+bool lockCountDiagnostics() noexcept;
+
+/// The place of the check that the library has been started.
+Status checkStarted() noexcept;
+/// The place of the licence checks.
+enum class Feature { bitmap, gray, extendedColour };
+Status checkLicence(Feature feature) noexcept;
+
+/// Library entry: called when the library is loaded, before it is unloaded, and (where the system tells the library
+/// and not the slot) when a thread ends.
+void attach() noexcept;
+void detach() noexcept;
+void threadEnded(void* settings) noexcept;
+/// The slot's value of the calling thread, without making one.
+void* currentThreadBlock() noexcept;
+
+} // namespace rv

@@ -1,0 +1,65 @@
+/// Progress of an operation over a number of steps, told to the calling thread's callback.
+#pragma once
+
+#include "Kernel/Base/System.h"
+
+namespace rv {
+
+/// Reports 0 before the first step and whole percents after; integers only, no percentage twice, exactly 100 after
+/// the last step. Any answer but 1 ends the operation and is its result.
+class Progress {
+public:
+    /// The general callback; the copy family has one of its own.
+    static Progress ofThread(R_INT64 steps) noexcept
+    {
+        const ThreadSettings& s = threadSettings();
+        return Progress(s.statusCallback, s.statusUserData, steps);
+    }
+    static Progress ofCopy(R_INT64 steps) noexcept
+    {
+        const ThreadSettings& s = threadSettings();
+        return Progress(s.copyStatusCallback, s.copyStatusUserData, steps);
+    }
+
+    /// Before the first step. Without steps there is nothing between 0 and 100.
+    Status begin() noexcept
+    {
+        if (callback_ == nullptr) return SUCCESS;
+        R_TRY(callback_(0, userData_));
+        return steps_ > 0 ? Status(SUCCESS) : Status(callback_(100, userData_));
+    }
+    /// After each step.
+    Status step() noexcept
+    {
+        if (callback_ == nullptr) return SUCCESS;
+        percent_ += whole_;
+        carry_ += rest_;
+        if (carry_ >= steps_) {
+            ++percent_;
+            carry_ -= steps_;
+        } else if (whole_ == 0) {
+            return SUCCESS;
+        }
+        return callback_(percent_, userData_);
+    }
+
+private:
+    Progress(STATUSCALLBACK callback, void* userData, R_INT64 steps) noexcept
+        : callback_(callback), userData_(userData), steps_(steps > 0 ? steps : 0)
+    {
+        if (steps_ > 0) {
+            whole_ = static_cast<R_INT>(100 / steps_);
+            rest_ = 100 % steps_;
+        }
+    }
+
+    STATUSCALLBACK callback_;
+    void* userData_;
+    R_INT64 steps_;
+    R_INT whole_ = 0;
+    R_INT percent_ = 0;
+    R_INT64 rest_ = 0;
+    R_INT64 carry_ = 0;
+};
+
+} // namespace rv

@@ -1,0 +1,71 @@
+/// Where pixels live. A store knows sizes and rows, not records; its state is in two address slots and an offset,
+/// which the record carries for it.
+#pragma once
+
+#include "Kernel/Base/Status.h"
+#include "R_Types.h"
+
+namespace rv {
+
+/// The slots in which a store keeps its state.
+struct StoreSlots {
+    void* handle = nullptr;
+    void* pointer = nullptr;
+    R_UINT64 dataOffset = 0;
+};
+
+/// What a store holds.
+struct StoreShape {
+    R_INT width = 0;
+    R_INT height = 0;
+    R_INT bits = 0;
+    R_UINT rowBytes = 0;
+    R_UINT64 bytes = 0; ///< of all rows
+};
+
+/// What the placement decision asks of a store beyond its shape.
+struct StoreRequest {
+    R_UINT64 tileBytes = 0;    ///< size of a tile
+    R_UINT64 conventional = 0; ///< bytes that may live in conventional memory
+    R_INT convTiles = 0;
+    R_INT convBuffers = 0;
+    bool memoryOnly = false; ///< temporary files may not be used
+    bool noDisk = false;
+};
+
+/// One way of holding rows. Stateless objects: one of each, for the whole process.
+class RowStore {
+public:
+    RowStore(const RowStore&) = delete;
+    RowStore& operator=(const RowStore&) = delete;
+
+    /// Whether bitmaps of this shape can be placed here at all.
+    virtual bool usable(const StoreShape& shape) const noexcept = 0;
+    /// Places zeroed rows and fills the slots; they are untouched when it fails.
+    virtual Status create(StoreSlots& slots, const StoreShape& shape, const StoreRequest& request) const noexcept = 0;
+    /// Gives everything back. The slots become null.
+    virtual void destroy(StoreSlots& slots, const StoreShape& shape) const noexcept = 0;
+    /// Keeps the rows that remain; new ones are zero. The slots and rows are untouched when it fails.
+    virtual Status changeHeight(StoreSlots& slots, const StoreShape& shape, R_INT height) const noexcept = 0;
+    /// Move count bytes from byte `first` of a row on. Row, byte and count are the caller's to keep inside.
+    virtual Status read(const StoreSlots& slots, const StoreShape& shape, void* bytes, R_INT64 row, R_INT64 first,
+                        R_SIZE count) const noexcept = 0;
+    virtual Status write(StoreSlots& slots, const StoreShape& shape, const void* bytes, R_INT64 row, R_INT64 first,
+                         R_SIZE count) const noexcept = 0;
+    /// The whole row where the store has it in memory, to be read and written in place until the next call to the
+    /// store; else null.
+    virtual uint8_t* borrow(const StoreSlots& slots, const StoreShape& shape, R_INT64 row) const noexcept = 0;
+
+protected:
+    constexpr RowStore() noexcept = default;
+    ~RowStore() = default;
+};
+
+/// Rows in one block of memory: the kernel's own, the caller's or a callback's.
+const RowStore& linearStore() noexcept;
+const RowStore& diskStore() noexcept;
+const RowStore& tileStore() noexcept;
+const RowStore& compressedStore() noexcept;
+const RowStore& superCompressedStore() noexcept;
+
+} // namespace rv
