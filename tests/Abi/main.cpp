@@ -1,0 +1,8 @@
+// The shared library attaches itself; nothing to prepare.
+#include <gtest/gtest.h>
+
+int main(int argc, char** argv)
+{
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
