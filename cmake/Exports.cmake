@@ -1,3 +1,48 @@
-# Placeholder until the export list is written: everything marked R_EXPORT leaves the library.
+# What leaves the library is one list, tools/exports.txt. From it come the version script of the shared library and
+# exports.inc, which the sweeps over all calls are checked against.
+set(RV_EXPORT_LIST ${PROJECT_SOURCE_DIR}/tools/exports.txt)
+set(RV_GENERATED_DIR ${PROJECT_BINARY_DIR}/generated)
+set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${RV_EXPORT_LIST})
+
+# The lines of the list without comments and blanks: "name tag…".
+file(STRINGS ${RV_EXPORT_LIST} RV_EXPORT_LINES REGEX "^[A-Za-z_]")
+
+# exports.inc: RV_EXPORT(name, takes a bitmap record, takes a bitmap with pixels), with 0 or 1.
+set(text "")
+foreach(line IN LISTS RV_EXPORT_LINES)
+  separate_arguments(words UNIX_COMMAND "${line}")
+  list(POP_FRONT words name)
+  set(bitmap 0)
+  set(pixels 0)
+  foreach(tag IN LISTS words)
+    if(tag STREQUAL "bitmap")
+      set(bitmap 1)
+    elseif(tag STREQUAL "pixels")
+      set(pixels 1)
+    else()
+      message(FATAL_ERROR "${RV_EXPORT_LIST}: ${name} has the unknown tag '${tag}'")
+    endif()
+  endforeach()
+  string(APPEND text "RV_EXPORT(${name}, ${bitmap}, ${pixels})\n")
+endforeach()
+file(CONFIGURE OUTPUT ${RV_GENERATED_DIR}/exports.inc CONTENT "${text}" @ONLY)
+
+# Lets the names of the list out of a shared library, and nothing else. (Windows: the declarations say it.)
 function(rv_exports target)
+  if(WIN32)
+    return()
+  endif()
+  set(script ${RV_GENERATED_DIR}/${target}.map)
+  set(text "{\nglobal:\n")
+  foreach(line IN LISTS RV_EXPORT_LINES)
+    string(REGEX MATCH "^[A-Za-z0-9_]+" name "${line}")
+    string(APPEND text "  ${name};\n")
+  endforeach()
+  string(APPEND text "local:\n  *;\n};\n")
+  file(CONFIGURE OUTPUT ${script} CONTENT "${text}" @ONLY)
+  target_link_options(${target} PRIVATE LINKER:--version-script=${script})
+  if(NOT RV_SANITIZE) # a sanitizer's run-time library may come with the program
+    target_link_options(${target} PRIVATE LINKER:--no-undefined)
+  endif()
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
 endfunction()
