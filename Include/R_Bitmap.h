@@ -155,22 +155,21 @@ typedef R_INT (*ENDCOPYBITMAPDATACALLBACK)(BITMAPHANDLE* pSrc, BITMAPHANDLE* pDs
 typedef R_INT (*ACCESSBITMAPCALLBACK)(BITMAPHANDLE* pBitmap, void* pUserData);
 typedef R_INT (*BITMAPROWCOLCALLBACK)(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow, R_INT nCol, R_SIZE uBytes,
                                       void* pUserData);
-typedef R_INT (*GETBITMAPSCRATCHBUFFERCALLBACK)(BITMAPHANDLE* pBitmap, void** ppBuffer, R_SIZE uBytes,
-                                                void* pUserData);
+typedef R_INT (*GETBITMAPSCRATCHBUFFERCALLBACK)(BITMAPHANDLE* pBitmap, void** ppBuffer, R_SIZE uBytes, void* pUserData);
 
 /// Takes over the storage of one bitmap. Byte-packed. A null member is a step that the kernel does alone.
 R_PACK_BEGIN
 typedef struct BITMAPHANDLEDATACALLBACKS {
     R_UINT uStructSize; ///< 84
     void* pUserData;
-    ALLOCATEBITMAPDATACALLBACK AllocateBitmapDataCallback;       ///< before the pixels are placed
-    FREEBITMAPDATACALLBACK FreeBitmapDataCallback;               ///< before the pixels are freed
-    BEGINCOPYBITMAPDATACALLBACK BeginCopyBitmapDataCallback;     ///< when a copy begins
-    ENDCOPYBITMAPDATACALLBACK EndCopyBitmapDataCallback;         ///< when that copy ends
-    ACCESSBITMAPCALLBACK AccessBitmapCallback;                   ///< on the outermost access
-    ACCESSBITMAPCALLBACK ReleaseBitmapCallback;                  ///< on the outermost release
-    BITMAPROWCOLCALLBACK GetBitmapRowColCallback;                ///< before every row read
-    BITMAPROWCOLCALLBACK PutBitmapRowColCallback;                ///< before every row write
+    ALLOCATEBITMAPDATACALLBACK AllocateBitmapDataCallback;         ///< before the pixels are placed
+    FREEBITMAPDATACALLBACK FreeBitmapDataCallback;                 ///< before the pixels are freed
+    BEGINCOPYBITMAPDATACALLBACK BeginCopyBitmapDataCallback;       ///< when a copy begins
+    ENDCOPYBITMAPDATACALLBACK EndCopyBitmapDataCallback;           ///< when that copy ends
+    ACCESSBITMAPCALLBACK AccessBitmapCallback;                     ///< on the outermost access
+    ACCESSBITMAPCALLBACK ReleaseBitmapCallback;                    ///< on the outermost release
+    BITMAPROWCOLCALLBACK GetBitmapRowColCallback;                  ///< before every row read
+    BITMAPROWCOLCALLBACK PutBitmapRowColCallback;                  ///< before every row write
     GETBITMAPSCRATCHBUFFERCALLBACK GetBitmapScratchBufferCallback; ///< scratch memory for a row operation
 } R_PACKED BITMAPHANDLEDATACALLBACKS;
 R_PACK_END
@@ -302,9 +301,8 @@ R_API R_INT R_ManageMemory(R_UINT uCommand, R_UINT64 uValue, R_UINT64* pResult) 
 /// Tells where a bitmap's pixels live: *puMemory is 1 conventional, 4 tiled, 128 disk, 512 compressed,
 /// 1024 super-compressed. For tiled ones also the tile's bytes, the tiles, those in conventional memory, the most
 /// views that may be open at once and those open now. Every pointer but puMemory may be null.
-R_API R_INT R_GetBitmapMemoryInfo(BITMAPHANDLE* pBitmap, R_UINT* puMemory, R_UINT64* puTileSize,
-                                  R_UINT* puTotalTiles, R_UINT* puConvTiles, R_UINT* puMaxTileViews,
-                                  R_UINT* puTileViews) R_NOEXCEPT;
+R_API R_INT R_GetBitmapMemoryInfo(BITMAPHANDLE* pBitmap, R_UINT* puMemory, R_UINT64* puTileSize, R_UINT* puTotalTiles,
+                                  R_UINT* puConvTiles, R_UINT* puMaxTileViews, R_UINT* puTileViews) R_NOEXCEPT;
 
 /// Attaches a copy of pCallbacks to a bitmap that has a size; null removes them.
 /// Errors: ERROR_INV_PARAMETER null bitmap; ERROR_INV_STRUCT_SIZE either record, or a 228-byte bitmap, which has no

@@ -40,8 +40,7 @@ R_API R_INT R_CreateBitmapFixedPalette(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 /// are fewer.
 R_API R_INT R_GetBitmapColors(BITMAPHANDLE* pBitmap, R_INT nFirst, R_UINT uCount, RGBQUAD* pPalette) R_NOEXCEPT;
 /// Overwrites entries of the palette, which is made if there is none.
-R_API R_INT R_PutBitmapColors(BITMAPHANDLE* pBitmap, R_INT nFirst, R_UINT uCount,
-                              const RGBQUAD* pPalette) R_NOEXCEPT;
+R_API R_INT R_PutBitmapColors(BITMAPHANDLE* pBitmap, R_INT nFirst, R_UINT uCount, const RGBQUAD* pPalette) R_NOEXCEPT;
 /// Copies entries out; returns how many there were.
 R_API R_UINT R_GetBitmapPaletteEntries(BITMAPHANDLE* pBitmap, R_INT nFirst, R_UINT uCount,
                                        RGBQUAD* pPalette) R_NOEXCEPT;
@@ -77,8 +76,7 @@ R_API RGBQUAD* R_CreateNewPalette(const RGBQUAD* pPalette, R_UINT uCount) R_NOEX
 R_API R_UINT R_GetPaletteSize(HPALETTE hPalette) R_NOEXCEPT;
 /// Return the number of entries moved; 0 for a null array or a negative start.
 R_API R_UINT R_GetPaletteEntries(HPALETTE hPalette, R_INT nStart, R_UINT uCount, RGBQUAD* pPalette) R_NOEXCEPT;
-R_API R_UINT R_SetPaletteEntries(HPALETTE hPalette, R_INT nStart, R_UINT uCount,
-                                 const RGBQUAD* pPalette) R_NOEXCEPT;
+R_API R_UINT R_SetPaletteEntries(HPALETTE hPalette, R_INT nStart, R_UINT uCount, const RGBQUAD* pPalette) R_NOEXCEPT;
 R_API HPALETTE R_DupPalette(HPALETTE hPalette) R_NOEXCEPT;
 R_API HPALETTE R_DupBitmapPalette(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 /// Gives the bitmap the entries of an object of 2 to 256.

@@ -13,10 +13,8 @@
 /// ERROR_INV_BITMAP no pixels; a store's own. A row callback's answer other than 0 is returned unchanged.
 R_API R_SSIZE R_GetBitmapRow(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow, R_SIZE uBytes) R_NOEXCEPT;
 R_API R_SSIZE R_PutBitmapRow(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow, R_SIZE uBytes) R_NOEXCEPT;
-R_API R_SSIZE R_GetBitmapRowCol(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow, R_INT nCol,
-                                R_SIZE uBytes) R_NOEXCEPT;
-R_API R_SSIZE R_PutBitmapRowCol(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow, R_INT nCol,
-                                R_SIZE uBytes) R_NOEXCEPT;
+R_API R_SSIZE R_GetBitmapRowCol(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow, R_INT nCol, R_SIZE uBytes) R_NOEXCEPT;
+R_API R_SSIZE R_PutBitmapRowCol(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow, R_INT nCol, R_SIZE uBytes) R_NOEXCEPT;
 
 /// Writes pieces of a row; pixels between the pieces keep their value, at every depth.
 /// pRow       pixels packed as in the bitmap; the first is that of column nCol

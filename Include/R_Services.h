@@ -44,10 +44,10 @@ R_API R_INT R_GetLibName(R_UINT uFlags, R_INT nLibId, R_INT nFormatId, R_WCHAR* 
 
 /// What a display module does for the kernel. A null member is a step that is left out.
 typedef struct DISDISPATCH {
-    R_UINT uStructSize;                           ///< sizeof(DISDISPATCH)
-    void (*DeleteRegion)(void* pRgnInfo);         ///< frees BITMAPHANDLE.pRgnInfo
-    void (*DeleteOverlays)(void* pOverlays);      ///< frees BITMAPHANDLE.pOverlays
-    R_INT (*FlipRegion)(BITMAPHANDLE* pBitmap);   ///< the bitmap's rows have been flipped
+    R_UINT uStructSize;                         ///< sizeof(DISDISPATCH)
+    void (*DeleteRegion)(void* pRgnInfo);       ///< frees BITMAPHANDLE.pRgnInfo
+    void (*DeleteOverlays)(void* pOverlays);    ///< frees BITMAPHANDLE.pOverlays
+    R_INT (*FlipRegion)(BITMAPHANDLE* pBitmap); ///< the bitmap's rows have been flipped
 } DISDISPATCH;
 
 /// Installs the hooks, process-wide; null removes them. The record is copied.

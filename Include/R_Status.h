@@ -13,20 +13,20 @@
 #define SUCCESS_ABORT 2 ///< a data callback has done the step itself
 #define FAILURE 0
 
-#define ERROR_FAILURE (-1)                 ///< a memory block or system object could not be had
-#define ERROR_INV_BITMAP (-2)              ///< no bitmap, or one without pixels
-#define ERROR_NO_MEMORY (-3)               ///< a size that the record cannot express
+#define ERROR_FAILURE (-1)    ///< a memory block or system object could not be had
+#define ERROR_INV_BITMAP (-2) ///< no bitmap, or one without pixels
+#define ERROR_NO_MEMORY (-3)  ///< a size that the record cannot express
 #define ERROR_FILE_LSEEK (-4)
 #define ERROR_FILE_WRITE (-5)
 #define ERROR_FILE_READ (-7)
-#define ERROR_INV_SIZE (-11)               ///< invalid width or height
-#define ERROR_INV_PARAMETER (-13)          ///< a null pointer or a value outside its range
+#define ERROR_INV_SIZE (-11)      ///< invalid width or height
+#define ERROR_INV_PARAMETER (-13) ///< a null pointer or a value outside its range
 #define ERROR_FEATURE_NOT_SUPPORTED (-16)
 #define ERROR_INV_BITS_PER_PIXEL (-27)
-#define ERROR_FEATURE_LOCKED (-143)        ///< start-up buffers could not be flushed, or a feature is locked
+#define ERROR_FEATURE_LOCKED (-143) ///< start-up buffers could not be flushed, or a feature is locked
 #define ERROR_INV_STRUCT_SIZE (-789)
 #define ERROR_NULL_PTR (-814)
-#define ERROR_MEMORY_LIMIT (-1905)         ///< the conventional-memory limit would be passed
+#define ERROR_MEMORY_LIMIT (-1905) ///< the conventional-memory limit would be passed
 
 /// Writes the message of a status into pszBuffer (uBufferChars units, terminator included), cut to fit.
 /// Every code has a message; an unknown one gets the general text. uFlags is reserved.

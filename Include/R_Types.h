@@ -20,13 +20,13 @@
 #include <uchar.h>
 #endif
 
-typedef int32_t R_INT;        ///< signed 32-bit
-typedef uint32_t R_UINT;      ///< unsigned 32-bit
-typedef int64_t R_INT64;      ///< signed 64-bit
-typedef uint64_t R_UINT64;    ///< unsigned 64-bit
-typedef uint16_t R_UINT16;    ///< unsigned 16-bit
-typedef uint64_t R_SIZE;      ///< byte count
-typedef int64_t R_SSIZE;      ///< byte count, or a negative status
+typedef int32_t R_INT;     ///< signed 32-bit
+typedef uint32_t R_UINT;   ///< unsigned 32-bit
+typedef int64_t R_INT64;   ///< signed 64-bit
+typedef uint64_t R_UINT64; ///< unsigned 64-bit
+typedef uint16_t R_UINT16; ///< unsigned 16-bit
+typedef uint64_t R_SIZE;   ///< byte count
+typedef int64_t R_SSIZE;   ///< byte count, or a negative status
 typedef unsigned char R_UCHAR;
 
 #if defined(_WIN32)

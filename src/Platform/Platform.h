@@ -48,12 +48,13 @@ public:
 
     // --- Movable blocks: zero-filled, held by a handle, addressable while locked. A block's lock count may exceed 1.
     virtual void* allocateMovable(size_t bytes) noexcept; ///< a handle, or null
-    virtual void* reallocateMovable(void* handle, size_t bytes) noexcept; ///< unlocked; new bytes are zero; null: as it was
-    virtual void* lockMovable(void* handle) noexcept;     ///< the block's bytes, fixed until the last unlock
+    /// For an unlocked block: new bytes are zero. Null: the block is as it was.
+    virtual void* reallocateMovable(void* handle, size_t bytes) noexcept;
+    virtual void* lockMovable(void* handle) noexcept; ///< the block's bytes, fixed until the last unlock
     virtual void unlockMovable(void* handle) noexcept;
-    virtual void* movableHandle(void* locked) noexcept;   ///< the handle of a block from lockMovable's address
+    virtual void* movableHandle(void* locked) noexcept; ///< the handle of a block from lockMovable's address
     virtual size_t movableSize(void* handle) noexcept;
-    virtual void freeMovable(void* handle) noexcept;      ///< null is ignored; locked or not
+    virtual void freeMovable(void* handle) noexcept; ///< null is ignored; locked or not
 
     virtual MemoryStatus memoryStatus() noexcept;
 
@@ -83,7 +84,7 @@ public:
     virtual uint32_t threadId() noexcept; ///< the system's own id of the calling thread
 
     // --- Diagnostics
-    virtual void debugOutput(const char* text) noexcept;         ///< UTF-8 (Windows: the code page)
+    virtual void debugOutput(const char* text) noexcept; ///< UTF-8 (Windows: the code page)
     virtual void debugOutputWide(const R_WCHAR* text) noexcept;
     /// Whether the user has switched the lock-count diagnostics on; asked once, when the library is attached.
     virtual bool lockCountDiagnosticsWanted() noexcept;

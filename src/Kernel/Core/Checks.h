@@ -7,10 +7,19 @@
 
 namespace rv {
 
-constexpr bool isStructSize(R_UINT size) noexcept { return size == BITMAPHANDLE_SIZE || size == BITMAPHANDLE_SIZE_SHORT; }
-constexpr bool isViewPerspective(R_INT perspective) noexcept { return perspective >= TOP_LEFT && perspective <= LEFT_BOTTOM; }
+constexpr bool isStructSize(R_UINT size) noexcept
+{
+    return size == BITMAPHANDLE_SIZE || size == BITMAPHANDLE_SIZE_SHORT;
+}
+constexpr bool isViewPerspective(R_INT perspective) noexcept
+{
+    return perspective >= TOP_LEFT && perspective <= LEFT_BOTTOM;
+}
 /// Whether stored rows are displayed as columns.
-constexpr bool showsRowsAsColumns(R_INT perspective) noexcept { return perspective >= LEFT_TOP && perspective <= LEFT_BOTTOM; }
+constexpr bool showsRowsAsColumns(R_INT perspective) noexcept
+{
+    return perspective >= LEFT_TOP && perspective <= LEFT_BOTTOM;
+}
 
 inline Status checkStructSize(const BITMAPHANDLE* p) noexcept
 {
