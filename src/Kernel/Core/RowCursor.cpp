@@ -1,0 +1,92 @@
+#include "Kernel/Core/RowCursor.h"
+
+#include "Kernel/Core/Checks.h"
+#include "Kernel/Core/RowCol.h"
+
+namespace rv {
+
+const RowStore* storeOf(const BITMAPHANDLE* pBitmap) noexcept
+{
+    const R_UINT flags = pBitmap->Flags;
+    if ((flags & FLAG_COMPRESSED) != 0) return &compressedStore();
+    if ((flags & FLAG_TILED) != 0) return &tileStore();
+    if ((flags & FLAG_SUPER_COMPRESSED) != 0) return &superCompressedStore();
+    if ((flags & FLAG_CONVENTIONAL_MEMORY) != 0) return &linearStore();
+    if ((flags & FLAG_DISK_MEMORY) != 0) return &diskStore();
+    return nullptr;
+}
+
+StoreShape shapeOf(const BITMAPHANDLE* pBitmap) noexcept
+{
+    StoreShape shape;
+    shape.width = pBitmap->Width;
+    shape.height = pBitmap->Height;
+    shape.bits = pBitmap->BitsPerPixel;
+    shape.rowBytes = pBitmap->BytesPerLine;
+    shape.bytes = pixelBytes(pBitmap);
+    // A short record's size may be cut; what the rows take was not.
+    if (!hasSize64(pBitmap) && shape.bytes == kShortRecordMaxSize)
+        shape.bytes = static_cast<R_UINT64>(shape.rowBytes) * static_cast<R_UINT64>(shape.height) + pBitmap->DataOffset;
+    return shape;
+}
+
+StoreSlots slotsOf(const BITMAPHANDLE* pBitmap) noexcept
+{
+    return {pBitmap->Addr.Handle, pBitmap->Addr.Pointer, pBitmap->DataOffset};
+}
+
+void setSlots(BITMAPHANDLE* pBitmap, const StoreSlots& slots) noexcept
+{
+    pBitmap->Addr.Handle = slots.handle;
+    pBitmap->Addr.Pointer = slots.pointer;
+    pBitmap->DataOffset = slots.dataOffset;
+}
+
+namespace {
+
+bool hasRowCallback(const BITMAPHANDLE* pBitmap, RowMode mode) noexcept
+{
+    const BITMAPHANDLEDATACALLBACKS* const callbacks = dataCallbacks(pBitmap);
+    if (callbacks == nullptr) return false;
+    return (mode != RowMode::write && callbacks->GetBitmapRowColCallback != nullptr) ||
+           (mode != RowMode::read && callbacks->PutBitmapRowColCallback != nullptr);
+}
+
+} // namespace
+
+RowCursor::RowCursor(BITMAPHANDLE* pBitmap, RowMode mode) noexcept
+    : bitmap_(pBitmap), mode_(mode), rowBytes_(pBitmap->BytesPerLine)
+{
+    if (!hasRowCallback(pBitmap, mode)) {
+        const RowStore* const store = storeOf(pBitmap);
+        if (store == nullptr) {
+            status_ = ERROR_INV_BITMAP;
+            return;
+        }
+        base_ = store->borrow(slotsOf(pBitmap), shapeOf(pBitmap), 0);
+        if (base_ != nullptr) return;
+    }
+    staging_ = RowBuffer(pBitmap->BytesPerLine);
+    if (!staging_) status_ = ERROR_FAILURE;
+}
+
+Status RowCursor::open(R_INT row) noexcept
+{
+    R_TRY(status_);
+    open_ = row;
+    if (direct()) {
+        data_ = this->row(row);
+        return SUCCESS;
+    }
+    data_ = staging_.data();
+    if (mode_ == RowMode::write) return SUCCESS;
+    return rowMoved(readRow(bitmap_, data_, row, 0, bitmap_->BytesPerLine), bitmap_->BytesPerLine);
+}
+
+Status RowCursor::commit() noexcept
+{
+    if (direct()) return SUCCESS;
+    return rowMoved(writeRow(bitmap_, data_, open_, 0, bitmap_->BytesPerLine), bitmap_->BytesPerLine);
+}
+
+} // namespace rv

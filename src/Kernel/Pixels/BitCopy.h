@@ -1,0 +1,79 @@
+/// Copying a run of bits between rows at any two bit positions. Bit 0 of a row is the top bit of its first byte.
+#pragma once
+
+#include "R_Types.h"
+
+#include <bit>
+#include <cstring>
+
+namespace rv {
+
+namespace bits {
+
+inline uint64_t loadBigEndian(const uint8_t* bytes) noexcept
+{
+    uint64_t word;
+    std::memcpy(&word, bytes, sizeof word);
+    return std::endian::native == std::endian::little ? __builtin_bswap64(word) : word;
+}
+
+inline void storeBigEndian(uint8_t* bytes, uint64_t word) noexcept
+{
+    if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
+    std::memcpy(bytes, &word, sizeof word);
+}
+
+/// The byte of bits from `bit` on (0 to 7 bits into *bytes), of which `count` (1 to 8) are wanted, left-aligned. Only
+/// bytes that hold wanted bits are read.
+inline unsigned loadByte(const uint8_t* bytes, unsigned bit, unsigned count) noexcept
+{
+    unsigned value = static_cast<unsigned>(bytes[0]) << bit;
+    if (bit + count > 8) value |= static_cast<unsigned>(bytes[1]) >> (8 - bit);
+    return value & 0xFFu;
+}
+
+/// Replaces the bits of *byte under mask.
+inline void mergeByte(uint8_t* byte, unsigned value, unsigned mask) noexcept
+{
+    *byte = static_cast<uint8_t>((*byte & ~mask) | (value & mask));
+}
+
+} // namespace bits
+
+/// Copies `count` bits from bit `sourceBit` of source to bit `targetBit` of target; every other bit of target keeps
+/// its value, and no byte without bits of the run is read or written. The runs must not overlap.
+inline void copyBits(uint8_t* target, R_INT64 targetBit, const uint8_t* source, R_INT64 sourceBit,
+                     R_INT64 count) noexcept
+{
+    if (count <= 0) return;
+    target += targetBit >> 3;
+    source += sourceBit >> 3;
+    const auto into = static_cast<unsigned>(targetBit & 7);
+    auto from = static_cast<unsigned>(sourceBit & 7);
+
+    if (into != 0) { // up to the target's next whole byte
+        const auto head = static_cast<unsigned>(count < 8 - into ? count : 8 - into);
+        const unsigned mask = (0xFFu >> into) & (0xFFu << (8 - into - head));
+        bits::mergeByte(target++, bits::loadByte(source, from, head) >> into, mask);
+        count -= head;
+        from += head;
+        source += from >> 3;
+        from &= 7;
+    }
+    const R_INT64 whole = count >> 3;
+    R_INT64 done = 0;
+    if (from == 0) {
+        std::memcpy(target, source, static_cast<size_t>(whole));
+        done = whole;
+    } else {
+        for (; done + 8 <= whole; done += 8) { // a ninth source byte holds the last bits, so it may be read
+            const uint64_t word = bits::loadBigEndian(source + done) << from | source[done + 8] >> (8 - from);
+            bits::storeBigEndian(target + done, word);
+        }
+        for (; done < whole; ++done) target[done] = static_cast<uint8_t>(bits::loadByte(source + done, from, 8));
+    }
+    if (const auto tail = static_cast<unsigned>(count & 7); tail != 0)
+        bits::mergeByte(target + done, bits::loadByte(source + done, from, tail), 0xFFu << (8 - tail) & 0xFFu);
+}
+
+} // namespace rv

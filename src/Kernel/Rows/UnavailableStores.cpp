@@ -1,0 +1,37 @@
+// Placements that this build cannot serve. Asked first, they say so, and the placement decision goes on without them.
+
+#include "Kernel/Rows/RowStore.h"
+
+namespace rv {
+
+namespace {
+
+class UnavailableStore final : public RowStore {
+public:
+    constexpr UnavailableStore() noexcept = default;
+
+    bool usable(const StoreShape&) const noexcept override { return false; }
+    Status create(StoreSlots&, const StoreShape&, const StoreRequest&) const noexcept override { return ERROR_FAILURE; }
+    void destroy(StoreSlots&, const StoreShape&) const noexcept override {}
+    Status changeHeight(StoreSlots&, const StoreShape&, R_INT) const noexcept override { return ERROR_FAILURE; }
+    Status read(const StoreSlots&, const StoreShape&, void*, R_INT64, R_INT64, R_SIZE) const noexcept override
+    {
+        return ERROR_INV_BITMAP;
+    }
+    Status write(StoreSlots&, const StoreShape&, const void*, R_INT64, R_INT64, R_SIZE) const noexcept override
+    {
+        return ERROR_INV_BITMAP;
+    }
+    uint8_t* borrow(const StoreSlots&, const StoreShape&, R_INT64) const noexcept override { return nullptr; }
+};
+
+constinit const UnavailableStore gUnavailableStore;
+
+} // namespace
+
+const RowStore& diskStore() noexcept { return gUnavailableStore; }
+const RowStore& tileStore() noexcept { return gUnavailableStore; }
+const RowStore& compressedStore() noexcept { return gUnavailableStore; }
+const RowStore& superCompressedStore() noexcept { return gUnavailableStore; }
+
+} // namespace rv
