@@ -1,0 +1,198 @@
+#include "Support/World.h"
+
+#include "Platform/Platform.h"
+
+#include <cstring>
+#include <random>
+#include <stdexcept>
+
+namespace rv::test {
+
+const std::vector<R_INT>& allDepths()
+{
+    static const std::vector<R_INT> depths{1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64};
+    return depths;
+}
+
+const std::vector<Home>& allHomes()
+{
+    static const std::vector<Home> homes{Home::conventional, Home::user, Home::callbacks, Home::movable};
+    return homes;
+}
+
+std::string textOf(Home home)
+{
+    switch (home) {
+    case Home::conventional: return "conventional";
+    case Home::user: return "user";
+    case Home::callbacks: return "callbacks";
+    case Home::movable: return "movable";
+    }
+    return "?";
+}
+
+std::string Scene::text() const
+{
+    return std::to_string(bits) + " bits, " + textOf(home) + ", record of " + std::to_string(structSize) + ", " +
+           std::to_string(width) + " x " + std::to_string(height) + ", seed " + std::to_string(seed);
+}
+
+namespace {
+
+void require(R_INT64 status, R_INT64 wanted, const std::string& what)
+{
+    if (status != wanted) throw std::runtime_error(what + " gave " + std::to_string(status));
+}
+
+std::vector<uint8_t>& blockOf(void* userData) { return *static_cast<std::vector<uint8_t>*>(userData); }
+
+uint8_t* rowPiece(BITMAPHANDLE* p, R_INT row, R_INT column, void* userData)
+{
+    const auto firstByte = (R_INT64{column} * p->BitsPerPixel) >> 3;
+    return blockOf(userData).data() + R_INT64{row} * p->BytesPerLine + firstByte;
+}
+
+R_INT supplyPixels(BITMAPHANDLE*, ALLOCATIONINFO* info, void* userData)
+{
+    blockOf(userData).assign(info->Size, 0);
+    return SUCCESS_ABORT;
+}
+
+R_INT dropPixels(BITMAPHANDLE*, void*) { return SUCCESS_ABORT; }
+
+R_INT readPiece(BITMAPHANDLE* p, void* buffer, R_INT row, R_INT column, R_SIZE bytes, void* userData)
+{
+    std::memcpy(buffer, rowPiece(p, row, column, userData), bytes);
+    return static_cast<R_INT>(bytes);
+}
+
+R_INT writePiece(BITMAPHANDLE* p, void* buffer, R_INT row, R_INT column, R_SIZE bytes, void* userData)
+{
+    std::memcpy(rowPiece(p, row, column, userData), buffer, bytes);
+    return static_cast<R_INT>(bytes);
+}
+
+} // namespace
+
+TestBitmap::TestBitmap(const Scene& scene) : scene_(scene), record_(scene.structSize)
+{
+    require(R_InitBitmap(get(), scene.structSize, scene.width, scene.height, scene.bits), SUCCESS, "R_InitBitmap");
+    place();
+    if (scene.bits <= 8) {
+        std::vector<RGBQUAD> palette(size_t{1} << scene.bits);
+        std::mt19937 random(scene.seed + 77);
+        for (RGBQUAD& entry : palette)
+            entry = {static_cast<uint8_t>(random()), static_cast<uint8_t>(random()), static_cast<uint8_t>(random()), 0};
+        require(R_SetBitmapNewPalette(get(), palette.data(), static_cast<R_UINT>(palette.size())), SUCCESS, "palette");
+    }
+    setPixels(randomPixels(scene.width, scene.height, scene.bits, get()->BytesPerLine, scene.seed));
+}
+
+void TestBitmap::place()
+{
+    const R_UINT64 bytes = get()->Size;
+    switch (scene_.home) {
+    case Home::conventional: require(R_AllocateBitmap(get(), MEM_CONVENTIONAL), SUCCESS, "R_AllocateBitmap"); break;
+    case Home::user:
+        block_.resize(bytes);
+        require(R_AllocateBitmap(get(), MEM_USER), SUCCESS, "R_AllocateBitmap");
+        require(R_SetBitmapDataPointer(get(), block_.data(), bytes), SUCCESS, "R_SetBitmapDataPointer");
+        break;
+    case Home::callbacks: {
+        BITMAPHANDLEDATACALLBACKS callbacks{};
+        callbacks.uStructSize = BITMAPHANDLEDATACALLBACKS_SIZE;
+        callbacks.pUserData = &block_;
+        callbacks.AllocateBitmapDataCallback = supplyPixels;
+        callbacks.FreeBitmapDataCallback = dropPixels;
+        callbacks.GetBitmapRowColCallback = readPiece;
+        callbacks.PutBitmapRowColCallback = writePiece;
+        require(R_SetBitmapDataCallbacks(get(), &callbacks), SUCCESS, "R_SetBitmapDataCallbacks");
+        require(R_AllocateBitmap(get(), MEM_CONVENTIONAL), SUCCESS, "R_AllocateBitmap");
+        break;
+    }
+    case Home::movable:
+        get()->Addr.Handle = platform().allocateMovable(bytes);
+        get()->Flags |= FLAG_ALLOCATED | FLAG_CONVENTIONAL_MEMORY | FLAG_GLOBAL;
+        break;
+    }
+}
+
+TestBitmap::~TestBitmap() { R_FreeBitmap(get()); }
+
+std::vector<uint8_t> TestBitmap::pixels() const
+{
+    const R_UINT rowBytes = record_->BytesPerLine;
+    std::vector<uint8_t> pixels(size_t{rowBytes} * static_cast<size_t>(record_->Height));
+    require(R_AccessBitmap(get()), SUCCESS, "R_AccessBitmap");
+    for (R_INT row = 0; row < record_->Height; ++row)
+        require(R_GetBitmapRow(get(), pixels.data() + size_t{rowBytes} * static_cast<size_t>(row), row, rowBytes),
+                rowBytes, "R_GetBitmapRow");
+    require(R_ReleaseBitmap(get()), SUCCESS, "R_ReleaseBitmap");
+    return pixels;
+}
+
+void TestBitmap::setPixels(const std::vector<uint8_t>& pixels) const
+{
+    const R_UINT rowBytes = record_->BytesPerLine;
+    std::vector<uint8_t> copy = pixels; // a row is written from memory that the call could change
+    require(R_AccessBitmap(get()), SUCCESS, "R_AccessBitmap");
+    for (R_INT row = 0; row < record_->Height; ++row)
+        require(R_PutBitmapRow(get(), copy.data() + size_t{rowBytes} * static_cast<size_t>(row), row, rowBytes),
+                rowBytes, "R_PutBitmapRow");
+    require(R_ReleaseBitmap(get()), SUCCESS, "R_ReleaseBitmap");
+}
+
+std::vector<uint8_t> TestBitmap::record() const
+{
+    const auto* bytes = reinterpret_cast<const uint8_t*>(get());
+    return {bytes, bytes + record_.structSize()};
+}
+
+std::vector<uint8_t> TestBitmap::palette() const
+{
+    if (record_->pPalette == nullptr) return {};
+    const auto* bytes = reinterpret_cast<const uint8_t*>(record_->pPalette);
+    return {bytes, bytes + size_t{record_->nColors} * sizeof(RGBQUAD)};
+}
+
+std::vector<uint8_t> randomPixels(R_INT width, R_INT height, R_INT bits, R_UINT bytesPerLine, unsigned seed)
+{
+    std::mt19937 random(seed);
+    std::vector<uint8_t> pixels(size_t{bytesPerLine} * static_cast<size_t>(height));
+    for (uint8_t& byte : pixels) byte = static_cast<uint8_t>(random());
+    const R_INT64 rowBits = R_INT64{width} * bits;
+    for (R_INT row = 0; row < height; ++row) {
+        uint8_t* const bytes = pixels.data() + size_t{bytesPerLine} * static_cast<size_t>(row);
+        for (R_INT64 bit = rowBits; bit < R_INT64{bytesPerLine} * 8; ++bit)
+            bytes[bit >> 3] = static_cast<uint8_t>(bytes[bit >> 3] & ~(0x80 >> (bit & 7)));
+    }
+    return pixels;
+}
+
+uint64_t pixelAt(const uint8_t* row, R_INT64 column, R_INT bits)
+{
+    uint64_t value = 0;
+    if (bits % 8 == 0) {
+        std::memcpy(&value, row + column * (bits / 8), static_cast<size_t>(bits / 8));
+        return value;
+    }
+    for (R_INT64 bit = column * bits; bit < (column + 1) * bits; ++bit)
+        value = value << 1 | ((row[bit >> 3] >> (7 - (bit & 7))) & 1u);
+    return value;
+}
+
+void setPixelAt(uint8_t* row, R_INT64 column, R_INT bits, uint64_t value)
+{
+    if (bits % 8 == 0) {
+        std::memcpy(row + column * (bits / 8), &value, static_cast<size_t>(bits / 8));
+        return;
+    }
+    for (R_INT i = 0; i < bits; ++i) {
+        const R_INT64 bit = column * bits + i;
+        const int mask = 0x80 >> (bit & 7);
+        const bool set = (value >> (bits - 1 - i) & 1) != 0;
+        row[bit >> 3] = static_cast<uint8_t>(set ? row[bit >> 3] | mask : row[bit >> 3] & ~mask);
+    }
+}
+
+} // namespace rv::test

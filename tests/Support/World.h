@@ -1,0 +1,72 @@
+/// A pair of bitmaps of a given depth, record size and placement, with known pixels, for tests that sweep.
+#pragma once
+
+#include "R_Kernel.h"
+#include "Support/GuardedRecord.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace rv::test {
+
+/// Where a test bitmap's pixels live.
+enum class Home {
+    conventional,
+    user,      ///< the test's own block
+    callbacks, ///< row by row in the test's own store: the record has no pixels at all
+    movable,   ///< a movable block, addressable only inside an access
+};
+
+const std::vector<R_INT>& allDepths();
+const std::vector<Home>& allHomes();
+std::string textOf(Home home);
+
+/// How a bitmap is made.
+struct Scene {
+    R_INT bits = 8;
+    Home home = Home::conventional;
+    R_UINT structSize = BITMAPHANDLE_SIZE;
+    R_INT width = 37;
+    R_INT height = 11;
+    unsigned seed = 1;
+
+    std::string text() const;
+    /// Whether such a bitmap can exist: a short record has no room for callbacks.
+    bool possible() const { return home != Home::callbacks || structSize == BITMAPHANDLE_SIZE; }
+};
+
+/// A bitmap made by Scene, its padding bits zero, on a guard page; freed with everything it needs.
+class TestBitmap {
+public:
+    explicit TestBitmap(const Scene& scene);
+    ~TestBitmap();
+    TestBitmap(const TestBitmap&) = delete;
+    TestBitmap& operator=(const TestBitmap&) = delete;
+
+    BITMAPHANDLE* get() const { return record_.get(); }
+    BITMAPHANDLE* operator->() const { return record_.get(); }
+    /// All rows, BytesPerLine each, through the row calls.
+    std::vector<uint8_t> pixels() const;
+    void setPixels(const std::vector<uint8_t>& pixels) const;
+    /// The record's bytes as they stand.
+    std::vector<uint8_t> record() const;
+    /// The palette's entries, if there are any.
+    std::vector<uint8_t> palette() const;
+    const Scene& scene() const { return scene_; }
+
+private:
+    void place();
+    Scene scene_;
+    GuardedRecord record_;
+    std::vector<uint8_t> block_; // the test's own pixels
+};
+
+/// Random bytes whose bits behind `width` pixels of each row are zero.
+std::vector<uint8_t> randomPixels(R_INT width, R_INT height, R_INT bits, R_UINT bytesPerLine, unsigned seed);
+
+/// One pixel of a packed row, most significant bit first; whole-byte pixels as a little-endian number.
+uint64_t pixelAt(const uint8_t* row, R_INT64 column, R_INT bits);
+void setPixelAt(uint8_t* row, R_INT64 column, R_INT bits, uint64_t value);
+
+} // namespace rv::test
