@@ -20,20 +20,23 @@ FLOORS = [
     ["Kernel/Core"],
     ["Kernel/Colour", "Kernel/Geometry"],
     ["Kernel/Lists"],
+    ["Platform/Entry"],  # how the system calls the library when it loads it
 ]
 FLOOR_OF = {folder: number for number, floor in enumerate(FLOORS) for folder in floor}
 
 # The standard headers that neither throw nor own memory.
-STANDARD = set("""algorithm array atomic bit cerrno cfloat climits cmath compare concepts cstdarg cstddef cstdint cstdio
+STANDARD = set("""algorithm array atomic bit cerrno cfloat climits clocale cmath compare concepts cstdarg cstddef cstdint cstdio
 cstdlib cstring initializer_list iterator limits new numeric span string_view tuple type_traits utility
-float.h limits.h stdarg.h stddef.h stdint.h string.h""".split())
+float.h limits.h locale.h stdarg.h stddef.h stdint.h string.h""".split())
 KERNEL_STANDARD = {"stddef.h", "stdint.h", "string.h"}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)
 
 
 def folder_of(path):
-    """The folder on a floor that a path below src/ belongs to; null for others."""
+    """The folder on a floor that a path below src/ belongs to; None for others."""
+    if re.match(r"Platform/Entry\w+\.cpp$", path):
+        return "Platform/Entry"
     return next((folder for folder in FLOOR_OF if path.startswith(folder + "/")), None)
 
 

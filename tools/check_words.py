@@ -11,12 +11,12 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 # In pieces, so that this file does not hold what it looks for.
-SPEC = "sp" + "ec"
-WORDS = re.compile(rf"\b{SPEC}(s|ified|ification|ifications)?\b|\bPart [1-8]\.[0-9]|left to the imple" + r"menter|\bissues? #?\d",
+OUTSIDE = "s" + "pec"
+WORDS = re.compile(rf"\b{OUTSIDE}(s|ified|ification|ifications)?\b|\bPart [1-8]\.[0-9]|left to the imple" + r"menter|\bissues? #?\d",
                    re.IGNORECASE)
 PATHS = re.compile("/(wo" + "rk|fa" + "rm)/|/tmp/ba" + "sh_|/ho" + r"me/\w")
 # A file format's own published text may be named.
-PUBLISHED = re.compile(rf"(TIFF|PNG|JPEG|BMP|EXIF|Exif|Netpbm|ICC|ISO|RFC|IEEE|C\+\+)[^.;]* {SPEC}", re.IGNORECASE)
+PUBLISHED = re.compile(rf"(TIFF|PNG|JPEG|BMP|EXIF|Exif|Netpbm|ICC|ISO|RFC|IEEE|C\+\+)[^.;]* {OUTSIDE}", re.IGNORECASE)
 
 
 def problems(name):
