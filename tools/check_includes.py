@@ -20,7 +20,6 @@ FLOORS = [
     ["Kernel/Core"],
     ["Kernel/Colour", "Kernel/Geometry"],
     ["Kernel/Lists"],
-    ["Platform/Entry"],  # how the system calls the library when it loads it
 ]
 FLOOR_OF = {folder: number for number, floor in enumerate(FLOORS) for folder in floor}
 
@@ -35,8 +34,6 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)
 
 def folder_of(path):
     """The folder on a floor that a path below src/ belongs to; None for others."""
-    if re.match(r"Platform/Entry\w+\.cpp$", path):
-        return "Platform/Entry"
     return next((folder for folder in FLOOR_OF if path.startswith(folder + "/")), None)
 
 
