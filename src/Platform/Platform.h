@@ -52,9 +52,10 @@ public:
     virtual void* reallocateMovable(void* handle, size_t bytes) noexcept;
     virtual void* lockMovable(void* handle) noexcept; ///< the block's bytes, fixed until the last unlock
     virtual void unlockMovable(void* handle) noexcept;
-    virtual void* movableHandle(void* locked) noexcept; ///< the handle of a block from lockMovable's address
-    virtual size_t movableSize(void* handle) noexcept;
-    virtual void freeMovable(void* handle) noexcept; ///< null is ignored; locked or not
+    /// The handle of a block from lockMovable's address; null for memory that is no movable block.
+    virtual void* movableHandle(void* locked) noexcept;
+    virtual size_t movableSize(void* handle) noexcept; ///< 0 for null
+    virtual void freeMovable(void* handle) noexcept;   ///< null is ignored; locked or not
 
     virtual MemoryStatus memoryStatus() noexcept;
 
@@ -108,7 +109,7 @@ protected:
 inline constexpr uint32_t kWaitForever = 0xFFFFFFFFu;
 
 /// The system's own platform.
-extern Platform gSystemPlatform;
+extern Platform& gSystemPlatform;
 /// The platform in use: the system's, unless a test stands another before it.
 extern std::atomic<Platform*> gPlatform;
 
