@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Kernel/Base/Status.h"
+#include "Platform/Entry.h"
 #include "Platform/Platform.h"
 #include "R_Bitmap.h"
 #include "R_Geometry.h"
@@ -61,7 +62,7 @@ private:
     LazyLock& lock_;
 };
 
-/// Takes `wanted` bytes of the process's conventional memory, or says ERROR_MEMORY_LIMIT.
+/// Takes bytes of the process's conventional memory, or says ERROR_MEMORY_LIMIT.
 Status reserveConventional(R_UINT64 bytes) noexcept;
 void returnConventional(R_UINT64 bytes) noexcept;
 
@@ -75,7 +76,7 @@ struct AllocateHook {
 AllocateHook allocateHook() noexcept;
 
 /// The display module's hooks; all null where no module has installed any.
-const DISDISPATCH& displayHooks() noexcept;
+DISDISPATCH displayHooks() noexcept;
 
 /// Whether lock counts out of order are traced.
 bool lockCountDiagnostics() noexcept;
@@ -85,13 +86,5 @@ Status checkStarted() noexcept;
 /// The place of the licence checks.
 enum class Feature { bitmap, gray, extendedColour };
 Status checkLicence(Feature feature) noexcept;
-
-/// Library entry: called when the library is loaded, before it is unloaded, and (where the system tells the library
-/// and not the slot) when a thread ends.
-void attach() noexcept;
-void detach() noexcept;
-void threadEnded(void* settings) noexcept;
-/// The slot's value of the calling thread, without making one.
-void* currentThreadBlock() noexcept;
 
 } // namespace rv
