@@ -217,7 +217,8 @@ public:
 
     void* createEvent(bool manualReset, bool signalled) noexcept override
     {
-        return fails(kFailObjects) ? nullptr : born(&LiveCounts::objects, Platform::createEvent(manualReset, signalled));
+        return fails(kFailObjects) ? nullptr
+                                   : born(&LiveCounts::objects, Platform::createEvent(manualReset, signalled));
     }
     void closeEvent(void* event) noexcept override
     {

@@ -13,11 +13,11 @@ namespace rv::test {
 
 /// Kinds of calls that can be made to fail; a set of bits.
 enum FailKind : unsigned {
-    kFailHeap = 1,    ///< allocate, reallocate
-    kFailMovable = 2, ///< allocateMovable, reallocateMovable
-    kFailPages = 4,   ///< createPages, mapPages
-    kFailObjects = 8, ///< createEvent, createPalette
-    kFailSlots = 16,  ///< createSlot, setSlotValue
+    kFailHeap = 1,     ///< allocate, reallocate
+    kFailMovable = 2,  ///< allocateMovable, reallocateMovable
+    kFailPages = 4,    ///< createPages, mapPages
+    kFailObjects = 8,  ///< createEvent, createPalette
+    kFailSlots = 16,   ///< createSlot, setSlotValue
     kFailLocking = 32, ///< lockMovable
     kFailAllocations = kFailHeap | kFailMovable | kFailPages | kFailObjects,
 };
