@@ -42,6 +42,8 @@ R_API R_INT R_GetLibIdFromErrorCode(R_INT nCode, R_INT* pnFeature, R_INT* pnLibI
 
 /// Trace lines go to the debugger's output (standard error where there is none). A text that begins with a line
 /// feed starts a new line, with the time since the first trace and the thread's id in front.
+/// Formats are printf's. %s and %c take text of the call's own kind, %S and %C of the other; %hs is always 8-bit, %ls
+/// always R_WCHAR text. %n stores nothing. A text is cut to 2047 units.
 R_API void Trace(const char* pszFormat, ...) R_NOEXCEPT;
 /// The same under a function's name: "name: text".
 R_API void Trace1(const char* pszFunction, const char* pszFormat, ...) R_NOEXCEPT;
