@@ -1,0 +1,97 @@
+// Upside down: every row of a bitmap, or the perspective alone.
+
+#include "Internal/R_Int.h"
+#include "Kernel/Core/Access.h"
+#include "Kernel/Core/Checks.h"
+#include "Kernel/Core/Progress.h"
+#include "Kernel/Core/RowCursor.h"
+#include "Kernel/Pixels/Simd/Select.h"
+
+namespace rv {
+
+namespace {
+
+/// Exchanges two rows. When the second cannot be written, the first is put back: a row is never there twice.
+Status exchangeRows(RowCursor& upper, R_INT top, RowCursor& lower, R_INT bottom, size_t rowBytes) noexcept
+{
+    R_TRY(upper.open(top));
+    R_TRY(lower.open(bottom));
+    const simd::SwapBytes swap = rowKernels().swap;
+    swap(upper.data(), lower.data(), rowBytes);
+    R_TRY(lower.commit());
+    const Status status = upper.commit();
+    if (!status.ok()) {
+        swap(upper.data(), lower.data(), rowBytes);
+        (void)lower.commit();
+    }
+    return status;
+}
+
+Status flipRows(BITMAPHANDLE* pBitmap) noexcept
+{
+    RowCursor upper(pBitmap, RowMode::update);
+    R_TRY(upper.status());
+    RowCursor lower(pBitmap, RowMode::update);
+    R_TRY(lower.status());
+    const size_t rowBytes = pBitmap->BytesPerLine;
+
+    // The middle row of an odd height counts as a step that is never made.
+    Progress progress = Progress::ofThread((R_INT64{pBitmap->Height} + 1) / 2);
+    R_TRY(progress.begin());
+    for (R_INT top = 0, bottom = pBitmap->Height - 1; top < bottom; ++top, --bottom) {
+        R_TRY(exchangeRows(upper, top, lower, bottom, rowBytes));
+        R_TRY(progress.step());
+    }
+    return SUCCESS;
+}
+
+/// A region lies on the displayed rows, so it turns with them.
+Status flipRegion(BITMAPHANDLE* pBitmap) noexcept
+{
+    if (pBitmap->pRgnInfo == nullptr) return SUCCESS;
+    const auto hook = displayHooks().FlipRegion;
+    return hook != nullptr ? hook(pBitmap) : SUCCESS;
+}
+
+} // namespace
+
+} // namespace rv
+
+using namespace rv;
+
+R_INT R_FlipBitmap(BITMAPHANDLE* pBitmap) noexcept
+{
+    R_TRY(checkAllocated(pBitmap, ERROR_INV_PARAMETER));
+    R_TRY(checkStructSize(pBitmap));
+    return showsRowsAsColumns(pBitmap->ViewPerspective) ? R_IntReverseBitmap(pBitmap) : R_IntFlipBitmap(pBitmap);
+}
+
+R_INT R_IntFlipBitmap(BITMAPHANDLE* pBitmap) noexcept
+{
+    R_TRY(checkAllocated(pBitmap, ERROR_INV_BITMAP));
+    R_TRY(checkWalkable(pBitmap));
+    {
+        BitmapAccess access(pBitmap);
+        R_TRY(access.status());
+        R_TRY(access.finish(flipRows(pBitmap)));
+    }
+    return flipRegion(pBitmap);
+}
+
+R_INT R_FlipBitmapViewPerspective(BITMAPHANDLE* pBitmap) noexcept
+{
+    if (pBitmap == nullptr) return ERROR_INV_PARAMETER;
+    R_TRY(checkStructSize(pBitmap));
+    R_TRY(R_IntFlushStartupBuffers(0) == SUCCESS ? SUCCESS : ERROR_FEATURE_LOCKED);
+    return R_IntFlipBitmapViewPerspective(pBitmap);
+}
+
+R_INT R_IntFlipBitmapViewPerspective(BITMAPHANDLE* pBitmap) noexcept
+{
+    if (pBitmap == nullptr) return ERROR_INV_BITMAP;
+    constexpr R_INT flipped[] = {BOTTOM_LEFT, BOTTOM_RIGHT, TOP_RIGHT, TOP_LEFT,
+                                 LEFT_BOTTOM, RIGHT_BOTTOM, RIGHT_TOP, LEFT_TOP};
+    const R_INT perspective = pBitmap->ViewPerspective;
+    if (isViewPerspective(perspective)) pBitmap->ViewPerspective = flipped[perspective - TOP_LEFT];
+    return SUCCESS;
+}

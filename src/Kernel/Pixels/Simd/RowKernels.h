@@ -1,0 +1,61 @@
+/// The row kernels: loops over the bytes of one row, built once for each instruction set. They know no bitmaps.
+///
+/// All variants give the same bytes. They read and write exactly the bytes named here, at any alignment, and never
+/// one past them. This header is included where each instruction set is built, so it holds no inline code.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+namespace rv::simd {
+
+/// target[i] = ~source[i]. The two are the same array or apart.
+using InvertBytes = void (*)(uint8_t* target, const uint8_t* source, size_t bytes) noexcept;
+
+/// Exchanges two arrays, which are apart.
+using SwapBytes = void (*)(uint8_t* one, uint8_t* other, size_t bytes) noexcept;
+
+/// Moves a row of `bytes` bytes by `shift` (0 to 7) bits towards its first bit, the top one of byte 0; zeros follow.
+/// target is source, or the two are apart.
+using ShiftBits = void (*)(uint8_t* target, const uint8_t* source, size_t bytes, unsigned shift) noexcept;
+
+/// Reverses the order of `width` pixels. Pixels of less than 8 and of 12 bits are one stream, top bit first; the bits
+/// behind the last pixel in its byte become 0 in target and do not count in source.
+/// target, source  the bytes that hold the pixels, rounded up; the same array or apart
+/// next            what will be mirrored next and is fetched meanwhile; a hint, any address will do
+using MirrorRow = void (*)(uint8_t* target, const uint8_t* source, size_t width, const uint8_t* next) noexcept;
+
+/// One variant of every kernel.
+struct RowKernels {
+    const char* name;
+    InvertBytes invert;
+    SwapBytes swap;
+    ShiftBits shiftLeft;
+    MirrorRow mirror1;
+    MirrorRow mirror2;
+    MirrorRow mirror3;
+    MirrorRow mirror4;
+    MirrorRow mirror5;
+    MirrorRow mirror6;
+    MirrorRow mirror7;
+    MirrorRow mirror8;
+    MirrorRow mirror12;
+    MirrorRow mirror16;
+    MirrorRow mirror24;
+    MirrorRow mirror32;
+    MirrorRow mirror48;
+    MirrorRow mirror64;
+};
+
+// Which of them this machine can run is Select.h's business.
+namespace base {
+extern const RowKernels kRowKernels; ///< plain words; runs everywhere
+}
+namespace ssse3 {
+extern const RowKernels kRowKernels;
+}
+namespace avx2 {
+extern const RowKernels kRowKernels;
+}
+
+} // namespace rv::simd

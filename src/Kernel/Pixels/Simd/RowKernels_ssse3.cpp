@@ -1,0 +1,3 @@
+#define RV_SIMD ssse3
+#define RV_VECTOR_BYTES 16
+#include "Kernel/Pixels/Simd/RowKernels_inl.h"
