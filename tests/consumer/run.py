@@ -6,6 +6,7 @@ usage: run.py --build DIR --work DIR [--toolchain FILE --cc CC --cxx CXX --runne
 import argparse
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -65,8 +66,17 @@ def main():
     call(given.cc, "-std=c11", *warnings, HERE / "consumer.c", "-o", by_pc / f"consumer_c{suffix}", *flags, *static)
     call(given.cxx, "-std=c++20", *warnings, HERE / "consumer.cpp", "-o", by_pc / f"consumer_cpp{suffix}", *flags, *static)
 
-    for built in (by_cmake, by_pc):
-        for name in ("consumer_c", "consumer_cpp"):
+    # What the README shows must work as it stands there.
+    readme = (HERE.parent.parent / "README.md").read_text()
+    (by_pc / "readme.c").write_text(re.search(r"^```c\n(.*?)^```", readme, re.MULTILINE | re.DOTALL)[1])
+    (by_pc / "readme.cpp").write_text(re.search(r"^```cpp\n(.*?)^```", readme, re.MULTILINE | re.DOTALL)[1]
+                                      + "int main() { Bitmap bitmap; return bitmap.Flags == 0 ? 0 : 1; }\n")
+    for compiler, source in ((given.cc, "readme.c"), (given.cxx, "readme.cpp")):
+        call(compiler, *warnings, by_pc / source, "-o", by_pc / f"{source.replace('.', '_')}{suffix}", *flags, *static)
+
+    for built, names in ((by_cmake, ("consumer_c", "consumer_cpp")),
+                         (by_pc, ("consumer_c", "consumer_cpp", "readme_c", "readme_cpp"))):
+        for name in names:
             run(built / (name + suffix), root, runner)
 
 
