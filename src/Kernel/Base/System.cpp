@@ -1,6 +1,7 @@
 #include "Kernel/Base/System.h"
 
 #include "Internal/R_Int.h"
+#include "Kernel/Pixels/Simd/Select.h"
 
 #include <new>
 
