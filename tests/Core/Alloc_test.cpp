@@ -352,10 +352,11 @@ TEST(ChangeHeight, KeepsTheRowsThatRemain)
             R_UINT64 total = 0, now = 0;
             R_ManageMemory(MANAGE_GET_TOTAL, 0, &total);
 
+            const R_UINT64 offset = p->DataOffset;
             ASSERT_EQ(R_ChangeBitmapHeight(p.get(), 4), SUCCESS) << scene.text();
             std::vector<uint8_t> wanted(before.begin(), before.begin() + rowBytes * 4);
             EXPECT_EQ(p.pixels(), wanted) << scene.text();
-            EXPECT_EQ(p->Size, rowBytes * 4 + p->DataOffset);
+            EXPECT_EQ(p->Size, rowBytes * 4 + offset) << "the size takes in what row 0 was off by";
             ASSERT_EQ(R_ChangeBitmapHeight(p.get(), 2000), SUCCESS) << scene.text();
             wanted.resize(size_t{rowBytes} * 2000);
             EXPECT_EQ(p.pixels(), wanted) << scene.text();
