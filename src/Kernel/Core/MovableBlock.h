@@ -25,9 +25,10 @@ public:
     {
     }
     MovableBlock& operator=(MovableBlock&&) = delete;
-    ~MovableBlock()
+    ~MovableBlock() // which may have a handle and no address: a block can fail to lock
     {
-        if (handle_ != nullptr) free(data_);
+        if (data_ != nullptr) platform().unlockMovable(handle_);
+        platform().freeMovable(handle_);
     }
 
     explicit operator bool() const noexcept { return data_ != nullptr; }
