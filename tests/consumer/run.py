@@ -62,7 +62,8 @@ def main():
     pc_dir = next(root.glob("lib/**/rvkrn.pc")).parent
     flags = call("pkg-config", "--cflags", "--libs", "rvkrn", env={**os.environ, "PKG_CONFIG_PATH": str(pc_dir)}).split()
     warnings = ["-Wall", "-Wextra", "-Wpedantic", "-Werror"]
-    static = ["-static"] if runner else []
+    # The compiler's run-time libraries are not where Windows would look for them.
+    static = ["-static-libgcc", "-static-libstdc++", "-Wl,-Bstatic,-lstdc++,-lpthread,-Bdynamic"] if runner else []
     call(given.cc, "-std=c11", *warnings, HERE / "consumer.c", "-o", by_pc / f"consumer_c{suffix}", *flags, *static)
     call(given.cxx, "-std=c++20", *warnings, HERE / "consumer.cpp", "-o", by_pc / f"consumer_cpp{suffix}", *flags, *static)
 
