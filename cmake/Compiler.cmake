@@ -7,7 +7,8 @@ if(RV_WERROR)
   target_compile_options(rv_options INTERFACE -Werror)
 endif()
 if(RV_SANITIZE)
-  target_compile_options(rv_options INTERFACE -fsanitize=${RV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(rv_options INTERFACE
+    -fsanitize=${RV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(rv_options INTERFACE -fsanitize=${RV_SANITIZE})
 endif()
 

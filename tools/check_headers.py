@@ -30,8 +30,8 @@ def texts():
 
 def compile_one(language, compiler, title, headers):
     source = "".join(f'#include "{header}"\n' for header in headers)
-    done = subprocess.run([compiler, f"-std={STANDARD[language]}", "-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Wundef",
-                           "-Werror", "-fsyntax-only", "-I", ROOT / "Include", "-x", language, "-"],
+    done = subprocess.run([compiler, f"-std={STANDARD[language]}", "-Wall", "-Wextra", "-Wpedantic", "-Wshadow",
+                           "-Wundef", "-Werror", "-fsyntax-only", "-I", ROOT / "Include", "-x", language, "-"],
                           input=source, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     return None if done.returncode == 0 else f"{compiler}: {title}\n{done.stdout}"
 

@@ -12,8 +12,8 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 # In pieces, so that this file does not hold what it looks for.
 OUTSIDE = "s" + "pec"
-WORDS = re.compile(rf"\b{OUTSIDE}(s|ified|ification|ifications)?\b|\bPart [1-8]\.[0-9]|left to the imple" + r"menter|\bissues? #?\d",
-                   re.IGNORECASE)
+WORDS = re.compile(rf"\b{OUTSIDE}(s|ified|ification|ifications)?\b|\bPart [1-8]\.[0-9]|left to the imple"
+                   r"menter|\bissues? #?\d", re.IGNORECASE)
 PATHS = re.compile("/(wo" + "rk|fa" + "rm)/|/tmp/ba" + "sh_|/ho" + r"me/\w")
 # Messages to users stand as they always did, whatever their words.
 MESSAGES = "src/Kernel/Base/StatusTexts.inc"

@@ -60,12 +60,15 @@ def main():
     by_pc = work / "pkg-config"
     by_pc.mkdir()
     pc_dir = next(root.glob("lib/**/rvkrn.pc")).parent
-    flags = call("pkg-config", "--cflags", "--libs", "rvkrn", env={**os.environ, "PKG_CONFIG_PATH": str(pc_dir)}).split()
+    found_by = {**os.environ, "PKG_CONFIG_PATH": str(pc_dir)}
+    flags = call("pkg-config", "--cflags", "--libs", "rvkrn", env=found_by).split()
     warnings = ["-Wall", "-Wextra", "-Wpedantic", "-Werror"]
     # The compiler's run-time libraries are not where Windows would look for them.
     static = ["-static-libgcc", "-static-libstdc++", "-Wl,-Bstatic,-lstdc++,-lpthread,-Bdynamic"] if runner else []
-    call(given.cc, "-std=c11", *warnings, HERE / "consumer.c", "-o", by_pc / f"consumer_c{suffix}", *flags, *static)
-    call(given.cxx, "-std=c++20", *warnings, HERE / "consumer.cpp", "-o", by_pc / f"consumer_cpp{suffix}", *flags, *static)
+    flags += static
+    for compiler, standard, source in ((given.cc, "c11", "consumer.c"), (given.cxx, "c++20", "consumer.cpp")):
+        program = by_pc / f"{source.replace('.', '_')}{suffix}"
+        call(compiler, f"-std={standard}", *warnings, HERE / source, "-o", program, *flags)
 
     # What the README shows must work as it stands there.
     readme = (HERE.parent.parent / "README.md").read_text()
@@ -73,7 +76,7 @@ def main():
     (by_pc / "readme.cpp").write_text(re.search(r"^```cpp\n(.*?)^```", readme, re.MULTILINE | re.DOTALL)[1]
                                       + "int main() { Bitmap bitmap; return bitmap.Flags == 0 ? 0 : 1; }\n")
     for compiler, source in ((given.cc, "readme.c"), (given.cxx, "readme.cpp")):
-        call(compiler, *warnings, by_pc / source, "-o", by_pc / f"{source.replace('.', '_')}{suffix}", *flags, *static)
+        call(compiler, *warnings, by_pc / source, "-o", by_pc / f"{source.replace('.', '_')}{suffix}", *flags)
 
     for built, names in ((by_cmake, ("consumer_c", "consumer_cpp")),
                          (by_pc, ("consumer_c", "consumer_cpp", "readme_c", "readme_cpp"))):
