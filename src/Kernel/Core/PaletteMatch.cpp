@@ -3,6 +3,7 @@
 #include "Kernel/Core/Checks.h"
 #include "Kernel/Core/ColourValue.h"
 #include "Kernel/Core/Palette.h"
+#include "Kernel/Pixels/Simd/Select.h"
 
 #include <algorithm>
 #include <bit>
@@ -83,8 +84,32 @@ private:
     R_UINT index_ = 0;
 };
 
+/// A request of bytes has its distances taken many at a time; only entries that can change the answer are offered.
+R_UINT findNearestByte(const RGBQUAD* entries, R_UINT count, const Request& c) noexcept
+{
+    constexpr R_UINT kBlock = 64 * simd::kNearestMarks;
+    const uint8_t colour[] = {static_cast<uint8_t>(c.blue), static_cast<uint8_t>(c.green), static_cast<uint8_t>(c.red)};
+    const simd::NearestEntries markNearest = rowKernels().nearest;
+    Nearest nearest(c);
+    for (R_UINT first = 0, blockCount = 0; first < count; first += blockCount) {
+        uint64_t marks[simd::kNearestMarks];
+        const RGBQUAD* const block = entries + first;
+        blockCount = std::min(count - first, kBlock);
+        const R_UINT least = markNearest(reinterpret_cast<const uint8_t*>(block), blockCount, colour, marks);
+        for (R_UINT word = 0; word < simd::kNearestMarks; ++word) {
+            for (uint64_t rest = marks[word]; rest != 0; rest &= rest - 1) {
+                const R_UINT i = word * 64 + static_cast<R_UINT>(std::countr_zero(rest));
+                if (nearest.offer(first + i, block[i], least)) return nearest.index();
+            }
+        }
+    }
+    return nearest.index();
+}
+
 R_UINT findNearest(const RGBQUAD* entries, R_UINT count, const Request& c) noexcept
 {
+    const auto isByte = [](R_INT value) noexcept { return value >= 0 && value <= 255; };
+    if (isByte(c.red) && isByte(c.green) && isByte(c.blue)) return findNearestByte(entries, count, c);
     Nearest nearest(c);
     for (R_UINT i = 0; i < count; ++i)
         if (nearest.offer(i, entries[i], distance(c, entries[i]))) break;

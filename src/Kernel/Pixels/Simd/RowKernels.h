@@ -25,6 +25,15 @@ using ShiftBits = void (*)(uint8_t* target, const uint8_t* source, size_t bytes,
 /// next            what will be mirrored next and is fetched meanwhile; a hint, any address will do
 using MirrorRow = void (*)(uint8_t* target, const uint8_t* source, size_t width, const uint8_t* next) noexcept;
 
+/// Finds the palette entries nearest to a colour: those of the least squared distance over the first three bytes of an
+/// entry. Returns that distance.
+/// entries  4 * count bytes; count is 1 to 64 * kNearestMarks
+/// colour   three bytes, in the order of an entry's
+/// marks    out, kNearestMarks words: bit i % 64 of word i / 64 is set for each entry i at that distance
+using NearestEntries = uint32_t (*)(const uint8_t* entries, size_t count, const uint8_t* colour,
+                                    uint64_t* marks) noexcept;
+constexpr size_t kNearestMarks = 4;
+
 /// One variant of every kernel.
 struct RowKernels {
     const char* name;
@@ -45,6 +54,7 @@ struct RowKernels {
     MirrorRow mirror32;
     MirrorRow mirror48;
     MirrorRow mirror64;
+    NearestEntries nearest;
 };
 
 // Which of them this machine can run is Select.h's business.

@@ -8,8 +8,10 @@
 // What a step reads is loaded before the step stores. That lets target and source be one array, and lets a store
 // spill into bytes that a later store will fill.
 
-#include "Kernel/Pixels/Simd/Blocks_inl.h"
 #include "Kernel/Pixels/Simd/RowKernels.h"
+
+#include "Kernel/Pixels/Simd/Blocks_inl.h"
+#include "Kernel/Pixels/Simd/NearestEntries_inl.h"
 
 #define RV_NAME_OF(word) #word
 #define RV_NAME(macro) RV_NAME_OF(macro)
@@ -381,6 +383,7 @@ const RowKernels kRowKernels = {
     .mirror32 = mirrorUnits<4>,
     .mirror48 = mirrorLoose<6>,
     .mirror64 = mirrorUnits<8>,
+    .nearest = nearestEntries,
 };
 
 } // namespace rv::simd::RV_SIMD
