@@ -202,10 +202,9 @@ std::vector<Call> lifeCalls()
              if (borrowed) return as(status == ERROR_INV_PARAMETER);
              if (status != SUCCESS) return R_INT64{status};
              const std::vector<uint8_t> grown = w.a.pixels();
-             const auto fresh = static_cast<size_t>(rowBytes(w)) * 3;
-             const bool zero = std::vector<uint8_t>(fresh) ==
-                               std::vector<uint8_t>(grown.end() - static_cast<long>(fresh), grown.end());
-             return zero ? R_INT64{R_ChangeBitmapHeight(w.a.get(), w.a->Height - 3)} : ERROR_FAILURE;
+             const std::vector<uint8_t> fresh(grown.end() - static_cast<long>(rowBytes(w)) * 3, grown.end());
+             w.a->Height = w.a->Height - 3; // as tall as borrowed pixels, which cannot grow
+             return as(fresh == std::vector<uint8_t>(fresh.size()));
          }},
         {"R_CompareBitmapHandles",
          [](World& w) {
