@@ -25,6 +25,7 @@ void Platform::release(void* block) noexcept { std::free(block); }
 
 void* Platform::createPages(uint64_t bytes) noexcept
 {
+    if (bytes > INT64_MAX) return nullptr; // rounding up to pages must not wrap
     const uint64_t size = bytes != 0 ? bytes : 1;
     return CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, static_cast<DWORD>(size >> 32),
                               static_cast<DWORD>(size), nullptr);
