@@ -142,7 +142,11 @@ void threadEnded(void* threadBlock) noexcept
     freeBlock(static_cast<SettingsBlock*>(threadBlock));
 }
 
-void attach() noexcept { traceLockCounts.store(platform().lockCountDiagnosticsWanted(), std::memory_order_relaxed); }
+void attach() noexcept
+{
+    traceLockCounts.store(platform().lockCountDiagnosticsWanted(), std::memory_order_relaxed);
+    selectRowKernels();
+}
 
 void detach() noexcept
 {
