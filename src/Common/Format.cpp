@@ -225,12 +225,13 @@ private:
             print(directive, "", va_arg(arguments_.list, double));
     }
 
+    /// Without a precision, not even one that says "none": with one, Windows drops the leading zeros.
     void writePointer(const Directive& directive) noexcept
     {
-        Directive plain = directive; // a pointer has neither signs nor a precision
-        plain.flags[0] = 0;
-        plain.precision = -1;
-        print(plain, "", va_arg(arguments_.list, void*));
+        const char* const form = directive.leftAligned ? "%-*p" : "%*p";
+        char piece[kPieceChars];
+        if (std::snprintf(piece, sizeof(piece), form, directive.width, va_arg(arguments_.list, void*)) > 0)
+            out_.ascii(piece);
     }
 
     // --- Text
@@ -310,7 +311,7 @@ private:
             units[0] = '?';
             return 1;
         } else {
-            R_WCHAR pair[kMaxWideUnits];
+            R_WCHAR pair[kMaxWideUnits] = {};
             const size_t count = encodeCharacter(character, pair);
             units[0] = pair[0];
             units[1] = pair[1];
@@ -368,8 +369,11 @@ NarrowEncoding::~NarrowEncoding()
 char32_t NarrowEncoding::next(const char*& at, const char* end) const noexcept
 {
     wchar_t unit = 0;
-    const size_t available = end == nullptr ? 1 + textLength(at + 1, 1) : end - at > 1 ? 2 : 1;
-    const int bytes = _mbtowc_l(&unit, at, available, static_cast<_locale_t>(locale_));
+    const auto locale = static_cast<_locale_t>(locale_);
+    // The byte behind is looked at only where it belongs to the character: a text that a precision bounds may end here.
+    const bool isPair = _isleadbyte_l(static_cast<unsigned char>(*at), locale) != 0;
+    const size_t available = isPair && (end == nullptr ? at[1] != 0 : end - at > 1) ? 2 : 1;
+    const int bytes = isPair && available == 1 ? -1 : _mbtowc_l(&unit, at, available, locale);
     at += bytes > 1 ? bytes : 1;
     return bytes < 0 ? kInvalidCharacter : unit;
 }
