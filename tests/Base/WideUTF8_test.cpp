@@ -1,0 +1,143 @@
+// UTF-8 and UTF-16: every character both ways, broken text, cut text, and nothing read or written outside.
+#include "Common/WideUTF8.h"
+#include "Support/FailingPlatform.h"
+#include "Support/GuardedRecord.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using rv::test::GuardedBuffer;
+using Wide = std::basic_string<R_WCHAR>;
+
+std::string utf8(const Wide& text)
+{
+    std::string out(text.size() * 3 + 1, '?');
+    out.resize(rv::utf8FromWide(out.data(), out.size(), text.data(), text.size()).length);
+    return out;
+}
+
+Wide wide(const std::string& text)
+{
+    Wide out(text.size() + 1, RV_WIDE('?'));
+    out.resize(rv::wideFromUtf8(out.data(), out.size(), text.data(), text.size()).length);
+    return out;
+}
+
+TEST(WideUTF8, EveryCharacterSurvivesBothWays)
+{
+    for (char32_t c = 0; c <= 0x10FFFF; ++c) {
+        if (c == 0xD800) c = 0xE000;
+        char bytes[rv::kMaxUtf8Bytes];
+        const std::string narrow(bytes, rv::encodeCharacter(c, bytes));
+        ASSERT_EQ(narrow.size(), c < 0x80 ? 1u : c < 0x800 ? 2u : c < 0x10000 ? 3u : 4u) << std::hex << uint32_t{c};
+        const char* at = narrow.data();
+        ASSERT_TRUE(rv::nextCharacter(at, narrow.data() + narrow.size()) == c) << std::hex << uint32_t{c};
+        ASSERT_EQ(utf8(wide(narrow)), narrow) << std::hex << uint32_t{c};
+    }
+}
+
+TEST(WideUTF8, KnownBytes)
+{
+    EXPECT_EQ(utf8(RV_WIDE("a\u00E9\u20AC\U0001F600")), "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
+    EXPECT_EQ(wide("\xF0\x9F\x98\x80"), (Wide{R_WCHAR(0xD83D), R_WCHAR(0xDE00)}));
+}
+
+TEST(WideUTF8, EachBrokenPieceIsOneReplacement)
+{
+    struct Case {
+        std::string narrow;
+        Wide expected;
+    };
+    const Wide r(1, R_WCHAR(0xFFFD));
+    const Wide a(1, RV_WIDE('a'));
+    const Case cases[] = {
+        {"\x80"
+         "a",
+         r + a},                             // a continuation alone
+        {"\xC0\xAF", r + r},                 // overlong
+        {"\xE0\x80\xAF", r + r + r},         // overlong
+        {"\xF0\x8F\xBF\xBF", r + r + r + r}, // overlong
+        {"\xED\xA0\x80", r + r + r},         // a surrogate
+        {"\xF4\x90\x80\x80", r + r + r + r}, // past the last character
+        {"\xF5\xFF", r + r},                 // never bytes of a text
+        {"\xE2\x82", r},                     // ends inside a character
+        {"\xF0\x9F\x98"
+         "a",
+         r + a},                                 // broken off by another
+        {"\xE2\x82\xC3\xA9", r + Wide(1, 0xE9)}, // broken off by a longer one
+    };
+    for (const Case& c : cases) {
+        R_WCHAR out[16];
+        const rv::Conversion result = rv::wideFromUtf8(out, 16, c.narrow.c_str());
+        EXPECT_EQ(Wide(out), c.expected) << testing::PrintToString(c.narrow);
+        EXPECT_FALSE(result.valid);
+    }
+    for (const Wide& broken : {Wide{R_WCHAR(0xD83D)}, Wide{R_WCHAR(0xDE00)}})
+        EXPECT_EQ(utf8(broken + a), "\xEF\xBF\xBD"
+                                    "a");
+}
+
+/// Texts that end at an unreadable page, with and without a terminator: all but the last unit may be looked at.
+TEST(WideUTF8, ReadsNothingPastTheEnd)
+{
+    const std::string endings[] = {"a", "\xC3", "\xE2\x82", "\xF0\x9F\x98", "\xF0\x9F\x98\x80"};
+    for (const std::string& ending : endings) {
+        const GuardedBuffer terminated(ending.size() + 1);
+        memcpy(terminated.data(), ending.c_str(), ending.size() + 1);
+        const GuardedBuffer bare(ending.size());
+        memcpy(bare.data(), ending.data(), ending.size());
+        R_WCHAR first[8];
+        R_WCHAR second[8];
+        rv::wideFromUtf8(first, 8, reinterpret_cast<const char*>(terminated.data()));
+        rv::wideFromUtf8(second, 8, reinterpret_cast<const char*>(bare.data()), ending.size());
+        EXPECT_EQ(Wide(first), Wide(second)) << testing::PrintToString(ending);
+    }
+    const GuardedBuffer lead(sizeof(R_WCHAR));
+    const R_WCHAR surrogate = 0xD83D;
+    memcpy(lead.data(), &surrogate, sizeof(surrogate));
+    char out[8];
+    EXPECT_FALSE(rv::utf8FromWide(out, 8, reinterpret_cast<const R_WCHAR*>(lead.data()), 1).valid);
+}
+
+TEST(WideUTF8, CutsBetweenCharactersAndTellsTheNeed)
+{
+    const Wide text = RV_WIDE("\u00E9\U0001F600z"); // 2, 4 and 1 bytes; 1, 2 and 1 units
+    const std::string narrow = utf8(text);
+    const size_t fits[] = {0, 0, 0, 2, 2, 2, 2, 6, 7, 7};
+    for (size_t capacity = 0; capacity < std::size(fits); ++capacity) {
+        const GuardedBuffer buffer(capacity);
+        char* const out = reinterpret_cast<char*>(buffer.data());
+        const rv::Conversion result = rv::utf8FromWide(out, capacity, text.c_str());
+        EXPECT_EQ(result.length, fits[capacity]) << capacity;
+        EXPECT_EQ(result.needed, narrow.size());
+        if (capacity > 0) {
+            EXPECT_STREQ(out, narrow.substr(0, fits[capacity]).c_str());
+        }
+    }
+    R_WCHAR out[4];
+    EXPECT_EQ(rv::wideFromUtf8(out, 3, narrow.c_str()).length, 1u); // half a pair is no character
+    EXPECT_EQ(rv::wideFromUtf8(nullptr, 0, narrow.c_str()).needed, text.size());
+}
+
+TEST(WideUTF8, ConvertsForACall)
+{
+    for (const size_t length : {size_t{0}, size_t{263}, size_t{264}, size_t{5000}}) {
+        const std::string text(length, 'x');
+        const rv::test::LiveBlocks live;
+        {
+            const rv::WideText converted(text.c_str());
+            ASSERT_TRUE(converted);
+            EXPECT_EQ(Wide(converted.get()), wide(text));
+            EXPECT_EQ(converted.length(), length);
+        }
+        EXPECT_EQ(live.count(), 0) << live.text();
+        const rv::test::NoMemory none;
+        EXPECT_EQ(static_cast<bool>(rv::WideText(text.c_str())), length < 264);
+    }
+    EXPECT_FALSE(rv::Utf8Text(Wide{R_WCHAR(0xDC00)}.c_str()).valid());
+}
+
+} // namespace

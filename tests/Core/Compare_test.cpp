@@ -1,0 +1,260 @@
+// The comparison report: every field, rows and tables, both record sizes, every kind of home.
+#include "Common/Text.h"
+#include "R_Kernel.h"
+#include "Support/FailingPlatform.h"
+#include "Support/World.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+namespace {
+
+using namespace rv::test;
+
+struct Outcome {
+    R_INT status = 0;
+    R_INT equal = 99;
+    std::string text;
+};
+
+Outcome compare(BITMAPHANDLE* first, BITMAPHANDLE* second, R_UINT units = 4096, R_INT show = 0)
+{
+    const GuardedBuffer buffer(units * sizeof(R_WCHAR));
+    auto* const text = reinterpret_cast<R_WCHAR*>(buffer.data());
+    Outcome outcome;
+    outcome.status = R_CompareBitmapHandles(first, second, &outcome.equal, text, units, show);
+    if (outcome.status != SUCCESS) return outcome;
+    for (const R_WCHAR* at = text; *at != 0; ++at) outcome.text += static_cast<char>(*at);
+    return outcome;
+}
+
+/// Two records that share everything, each on a guard page; the second may be short.
+struct Pair {
+    explicit Pair(const Scene& scene, R_UINT secondSize) : first(scene), second(secondSize)
+    {
+        memcpy(second.get(), first.get(), secondSize);
+        second->uStructSize = secondSize;
+    }
+    std::string report() { return compare(first.get(), second).text; }
+    TestBitmap first;
+    GuardedRecord second;
+};
+
+const Scene kScene{.bits = 4, .width = 9, .height = 5};
+
+TEST(Compare, EqualInEveryDepthHomeAndSize)
+{
+    for (const R_INT bits : allDepths())
+        for (const Home home : allHomes())
+            for (const R_UINT size : {BITMAPHANDLE_SIZE, BITMAPHANDLE_SIZE_SHORT}) {
+                const Scene scene{.bits = bits, .home = home, .structSize = size};
+                if (!scene.possible()) continue;
+                const TestBitmap first(scene);
+                const TestBitmap second(scene);
+                Outcome outcome = compare(first.get(), second.get());
+                EXPECT_EQ(outcome.status, SUCCESS) << scene.text();
+                EXPECT_EQ(outcome.equal, 1) << scene.text() << outcome.text;
+                EXPECT_EQ(outcome.text, "") << scene.text();
+
+                std::vector<uint8_t> pixels = second.pixels();
+                pixels.back() ^= 0x80; // the last byte of the last row
+                second.setPixels(pixels);
+                outcome = compare(first.get(), second.get());
+                EXPECT_EQ(outcome.equal, 0) << scene.text();
+                EXPECT_EQ(outcome.text, "\n R_GetBitmapRow\t0\t1") << scene.text();
+            }
+}
+
+TEST(Compare, EveryFieldHasItsLabelAndItsPlace)
+{
+    const struct {
+        const char* label;
+        size_t offset;
+    } fields[] = {
+        {"Width", 20},         {"Height", 24},         {"BitsPerPixel", 28},
+        {"BytesPerLine", 32},  {"nColors", 52},        {"ViewPerspective", 64},
+        {"Order", 68},         {"XResolution", 100},   {"YResolution", 104},
+        {"Left", 108},         {"Top", 112},           {"Delay", 116},
+        {"Background", 120},   {"Transparency", 124},  {"DisposalMethod", 128},
+        {"LowBit", 132},       {"HighBit", 136},       {"PaintLowBit", 168},
+        {"PaintHighBit", 172}, {"LUTLength", 148},     {"LUTLength16", 224},
+        {"PaintGamma", 176},   {"PaintContrast", 180}, {"PaintIntensity", 184},
+    };
+    for (const R_UINT size : {BITMAPHANDLE_SIZE, BITMAPHANDLE_SIZE_SHORT}) {
+        std::string all;
+        Pair every(kScene, size);
+        for (const auto& field : fields) {
+            Pair pair(kScene, size);
+            R_INT value = 0;
+            memcpy(&value, reinterpret_cast<char*>(pair.first.get()) + field.offset, 4);
+            const R_INT other = value - 1'000'000'000; // negative: the values are signed
+            memcpy(reinterpret_cast<char*>(pair.second.get()) + field.offset, &other, 4);
+            memcpy(reinterpret_cast<char*>(every.second.get()) + field.offset, &other, 4);
+            const std::string line =
+                std::string("\n ") + field.label + "\t" + std::to_string(value) + "\t" + std::to_string(other);
+            EXPECT_EQ(pair.report(), line);
+            all += line;
+        }
+        EXPECT_EQ(every.report(), all); // the order of the report
+    }
+}
+
+TEST(Compare, FlagsOneByOneInOrder)
+{
+    const char* const names[] = {"Allocated",     "ConventionalMemory",
+                                 "DiskMemory",    "ProgressiveAvailable",
+                                 "LockedMemory",  "Interlaced",
+                                 "WaitUserInput", "Transparency",
+                                 "Compressed",    "Signed",
+                                 "Mirror",        "UseLUT",
+                                 "Global",        "UsePaintLUT",
+                                 "Tiled",         "SuperCompressed",
+                                 "NoClip",        "PremultiplyAlpha",
+                                 "NonLinearLUT"};
+    std::string all;
+    GuardedRecord first(BITMAPHANDLE_SIZE), second(BITMAPHANDLE_SIZE_SHORT);
+    ASSERT_EQ(R_InitBitmap(first, BITMAPHANDLE_SIZE, 0, 0, 0), SUCCESS);
+    ASSERT_EQ(R_InitBitmap(second, BITMAPHANDLE_SIZE_SHORT, 0, 0, 0), SUCCESS);
+    for (int bit = 0; bit < 19; ++bit) {
+        second->Flags = 1u << bit;
+        const std::string line = std::string("\n Flags.") + names[bit] + "\t0\t1";
+        EXPECT_EQ(compare(first, second).text, line);
+        all += line;
+    }
+    for (const R_UINT ignored : {FLAG_ALPHA_BLEND, FLAG_FLOAT}) {
+        second->Flags = ignored;
+        EXPECT_EQ(compare(first, second).equal, 1);
+    }
+    second->Flags = 0xFFFFFFFFu;
+    EXPECT_EQ(compare(first, second).text, all + "\n Flags.Dummy\t0\t2047");
+}
+
+TEST(Compare, Tables)
+{
+    Pair pair(kScene, BITMAPHANDLE_SIZE);
+    std::vector<RGBQUAD> palette(pair.first->pPalette, pair.first->pPalette + pair.first->nColors);
+    pair.second->pPalette = palette.data();
+    EXPECT_EQ(pair.report(), "");
+    palette.back().rgbReserved ^= 1;
+    EXPECT_EQ(pair.report(), "\n pPalette\t0\t1");
+    pair.second->pPalette = nullptr;
+    EXPECT_EQ(pair.report(), "\n pPalette\t0\t1");
+    pair.second->nColors = 8; // of another length: not read
+    EXPECT_EQ(pair.report(), "\n nColors\t16\t8");
+
+    Pair luts(kScene, BITMAPHANDLE_SIZE);
+    RGBQUAD lut[2][3] = {};
+    RGBQUAD16 lut16[2][4] = {};
+    luts.first->pLUT = lut[0];
+    luts.second->pLUT = lut[1];
+    luts.first->LUTLength = luts.second->LUTLength = 3;
+    luts.first->pLUT16 = lut16[0];
+    luts.second->pLUT16 = lut16[1];
+    luts.first->LUTLength16 = luts.second->LUTLength16 = 4;
+    EXPECT_EQ(luts.report(), "");
+    lut[1][2].rgbRed = 1;
+    lut16[1][1].rgbReserved = 1;
+    EXPECT_EQ(luts.report(), "\n pLUT\t0\t1\n pLUT16\t0\t1");
+    luts.first->LUTLength = luts.first->LUTLength16 = 0;
+    EXPECT_EQ(luts.report(), "\n LUTLength\t0\t3\n LUTLength16\t0\t4");
+
+    // The second record is short: it has no 16-bit table, whatever lies behind it.
+    Pair mixed(kScene, BITMAPHANDLE_SIZE_SHORT);
+    mixed.first->pLUT16 = lut16[0];
+    mixed.first->LUTLength16 = mixed.second->LUTLength16 = 4;
+    EXPECT_EQ(mixed.report(), "");
+}
+
+TEST(Compare, RowsOverTheSmallerHeight)
+{
+    const TestBitmap low({.height = 5});
+    TestBitmap high({.height = 8});
+    std::vector<uint8_t> pixels = low.pixels();
+    pixels.resize(high.pixels().size(), 0xEE);
+    high.setPixels(pixels);
+    EXPECT_EQ(compare(high.get(), low.get()).text, "\n Height\t8\t5");
+    EXPECT_EQ(compare(low.get(), high.get()).text, "\n Height\t5\t8");
+}
+
+/// Records that lie about their size, or have no pixels, are compared without a look outside their rows.
+TEST(Compare, RecordsThatLie)
+{
+    Pair pair({.home = Home::user}, BITMAPHANDLE_SIZE);
+    pair.first->Height = pair.second->Height = 2'000'000;
+    EXPECT_EQ(pair.report(), ""); // neither has such rows
+    pair.first->Height = pair.second->Height = 11;
+    pair.first->BytesPerLine = pair.second->BytesPerLine = 0xFFFFFFFC;
+    EXPECT_EQ(pair.report(), "");
+    Pair freed(kScene, BITMAPHANDLE_SIZE);
+    freed.second->Flags = 0;
+    EXPECT_EQ(freed.report(), "\n R_GetBitmapRow\t0\t1\n Flags.Allocated\t1\t0\n Flags.ConventionalMemory\t1\t0");
+}
+
+TEST(Compare, LeavesAccessAsItWas)
+{
+    const TestBitmap first({.home = Home::movable});
+    const TestBitmap second({.home = Home::movable});
+    const LiveBlocks live;
+    const std::vector<uint8_t> before = first.record();
+    EXPECT_EQ(compare(first.get(), second.get()).text, "");
+    EXPECT_EQ(first.record(), before);
+    EXPECT_EQ(live.count(), 0) << live.text();
+}
+
+TEST(Compare, Refusals)
+{
+    const TestBitmap bitmap(kScene);
+    R_INT equal = 5;
+    R_WCHAR text[8] = {RV_WIDE('x')};
+    EXPECT_EQ(R_CompareBitmapHandles(nullptr, bitmap.get(), &equal, text, 8, 0), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_CompareBitmapHandles(bitmap.get(), nullptr, &equal, text, 8, 0), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_CompareBitmapHandles(bitmap.get(), bitmap.get(), nullptr, text, 8, 0), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_CompareBitmapHandles(bitmap.get(), bitmap.get(), &equal, nullptr, 8, 0), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_CompareBitmapHandles(bitmap.get(), bitmap.get(), &equal, text, 0, 0), ERROR_INV_PARAMETER);
+    const GuardedBuffer stub(4); // nothing but a size that no record has
+    auto* const wrong = reinterpret_cast<BITMAPHANDLE*>(stub.data());
+    EXPECT_EQ(R_CompareBitmapHandles(wrong, bitmap.get(), &equal, text, 8, 0), ERROR_INV_STRUCT_SIZE);
+    EXPECT_EQ(R_CompareBitmapHandles(bitmap.get(), wrong, &equal, text, 8, 0), ERROR_INV_STRUCT_SIZE);
+    EXPECT_EQ(R_CompareBitmapHandles(wrong, bitmap.get(), &equal, text, 0, 0), ERROR_INV_PARAMETER);
+
+    const TestBitmap first({.home = Home::callbacks});
+    const TestBitmap second({.home = Home::callbacks});
+    for (const int nth : {1, 2}) {
+        const FailingAllocation fault(nth, kFailHeap);
+        EXPECT_EQ(R_CompareBitmapHandles(first.get(), second.get(), &equal, text, 8, 0), ERROR_FAILURE) << nth;
+    }
+    EXPECT_EQ(equal, 5); // a call that fails leaves its outputs alone
+    EXPECT_EQ(text[0], RV_WIDE('x'));
+}
+
+TEST(Compare, CutTextFindsEveryDifference)
+{
+    Pair pair(kScene, BITMAPHANDLE_SIZE);
+    pair.second->PaintIntensity = 1; // the last field
+    const std::string whole = "\n PaintIntensity\t0\t1";
+    for (R_UINT units = 1; units <= whole.size() + 2; ++units) {
+        const Outcome outcome = compare(pair.first.get(), pair.second, units);
+        EXPECT_EQ(outcome.equal, 0);
+        EXPECT_EQ(outcome.text, whole.substr(0, units - 1));
+    }
+}
+
+TEST(Compare, ShowsWhatDiffers)
+{
+    Pair pair(kScene, BITMAPHANDLE_SIZE);
+    const DebugCapture capture;
+    compare(pair.first.get(), pair.second, 100, 1);
+    EXPECT_TRUE(capture.lines().empty());
+    pair.second->Left = 3;
+    compare(pair.first.get(), pair.second, 100, 0);
+    EXPECT_TRUE(capture.lines().empty());
+    compare(pair.first.get(), pair.second, 100, 1);
+    ASSERT_EQ(capture.lines().size(), 1u);
+    EXPECT_TRUE(capture.lines()[0].wide);
+    EXPECT_TRUE(capture.text().starts_with("\r\n"));
+    EXPECT_TRUE(capture.text().ends_with(":R_CompareBitmapHandles:  Left\t0\t3")) << capture.text();
+}
+
+} // namespace
