@@ -1,0 +1,57 @@
+#include "Error.h"
+
+#include <csignal>
+#include <cstdlib>
+
+namespace rvimg {
+
+namespace {
+
+volatile std::sig_atomic_t gSignal = 0;
+
+extern "C" void noteSignal(int signal) { gSignal = signal; }
+
+std::string messageOf(R_INT status)
+{
+    char message[1024] = "";
+    if (R_GetFriendlyErrorMessageA(status, message, sizeof message, 0) != SUCCESS) return text("status ", status);
+    return text(message, " (", status, ")");
+}
+
+} // namespace
+
+void check(R_INT status)
+{
+    if (status == SUCCESS) return;
+    throwIfInterrupted();
+    throw Error(messageOf(status));
+}
+
+void checkMoved(R_SSIZE moved, size_t bytes)
+{
+    if (moved == static_cast<R_SSIZE>(bytes)) return;
+    throw Error(moved < 0 ? messageOf(static_cast<R_INT>(moved)) : "a row could be moved only in part");
+}
+
+void watchForInterruption()
+{
+    std::signal(SIGINT, noteSignal);
+    std::signal(SIGTERM, noteSignal);
+}
+
+bool interrupted() noexcept { return gSignal != 0; }
+
+void throwIfInterrupted()
+{
+    if (interrupted()) throw Interrupted();
+}
+
+void endInterrupted()
+{
+    const int signal = gSignal;
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+    std::abort();
+}
+
+} // namespace rvimg

@@ -1,0 +1,120 @@
+#include "Commands.h"
+#include "PictureWriter.h"
+#include "Progress.h"
+
+#include <algorithm>
+#include <iostream>
+
+namespace rvimg {
+
+namespace {
+
+/// The kernel's own progress, on the bar, for the length of a call.
+class KernelProgress {
+public:
+    explicit KernelProgress(Progress& progress) { R_SetStatusCallBack(tell, &progress, &former_, &formerData_); }
+    ~KernelProgress() { R_SetStatusCallBack(former_, formerData_, nullptr, nullptr); }
+    KernelProgress(const KernelProgress&) = delete;
+    KernelProgress& operator=(const KernelProgress&) = delete;
+
+private:
+    static R_INT tell(R_INT percent, void* progress) noexcept
+    {
+        constexpr R_INT kAborted = -100;
+        if (interrupted()) return kAborted;
+        static_cast<Progress*>(progress)->moveTo(static_cast<uint64_t>(percent));
+        return SUCCESS;
+    }
+
+    STATUSCALLBACK former_ = nullptr;
+    void* formerData_ = nullptr;
+};
+
+/// The pages that were asked for, one by one.
+class Pages {
+public:
+    Pages(Decoder& decoder, unsigned wanted) : decoder_(decoder), wanted_(wanted) {}
+
+    std::optional<Layout> next()
+    {
+        if (wanted_ > 0 && page_ >= wanted_) return std::nullopt;
+        std::optional<Layout> layout;
+        do {
+            layout = decoder_.next();
+            if (layout) ++page_;
+        } while (layout && page_ < wanted_);
+        if (!layout && page_ < wanted_) throw Error(text("there is no page ", wanted_, "; the last one is ", page_));
+        return layout;
+    }
+
+private:
+    Decoder& decoder_;
+    unsigned wanted_;
+    unsigned page_ = 0;
+};
+
+Image readPage(Decoder& decoder, const Layout& layout, Progress& progress)
+{
+    Image image(layout);
+    PixelRows rows(image, progress);
+    decoder.readRows(rows);
+    rows.finish();
+    return image;
+}
+
+} // namespace
+
+void transform(const TransformOptions& options, Operation operation)
+{
+    const Format& target = outputFormat(options.output, options.format);
+    Progress progress(!options.quiet);
+    auto source = on(options.input, [&] { return openSource(pathOf(options.input)); });
+    auto decoder = on(options.input, [&] { return formatOf(*source).open(*source, options.reading); });
+    Pages pages(*decoder, options.page);
+    std::optional<PictureWriter> writer;
+    while (const auto layout = on(options.input, [&] { return pages.next(); })) {
+        on(options.output, [&] {
+            checkHolds(target, *layout); // before any work is done in vain
+            if (!writer) writer.emplace(options.output, target, options.writing);
+        });
+        const auto height = static_cast<uint64_t>(layout->height);
+        progress.begin("reading " + options.input, height);
+        Image image = on(options.input, [&] { return readPage(*decoder, *layout, progress); });
+        if (operation != nullptr) {
+            progress.begin("working on " + options.input, 100);
+            const KernelProgress told(progress);
+            on(options.input, [&] { check(operation(image.record())); });
+        }
+        progress.begin("writing " + options.output, height);
+        on(options.output, [&] { writer->write(image, progress); });
+    }
+    decoder.reset();
+    source.reset(); // the output may replace the input
+    on(options.output, [&] { writer->commit(); });
+}
+
+void report(const std::string& file, const std::string& reason)
+{
+    std::cerr << "rvimg: " << file << ": " << reason << '\n';
+}
+
+std::filesystem::path pathOf(const std::string& name)
+{
+    return std::filesystem::path(std::u8string(name.begin(), name.end()));
+}
+
+const Format& outputFormat(const std::string& file, const std::string& format)
+{
+    if (!format.empty()) {
+        const Format* const named = formatNamed(format);
+        if (named == nullptr) throw UsageError(text("unknown format ", format, "; there are ", formatNames()));
+        return *named;
+    }
+    const std::u8string ending = pathOf(file).extension().u8string();
+    const Format* const found = ending.empty() ? nullptr : formatNamed(std::string(ending.begin() + 1, ending.end()));
+    if (found == nullptr)
+        throw UsageError(text("the name ", file, " does not tell a format; --format can be ", formatNames()));
+    return *found;
+}
+
+} // namespace rvimg

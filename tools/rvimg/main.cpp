@@ -1,0 +1,178 @@
+/// rvimg: reads, changes and writes pictures with the kernel.
+#include "Commands.h"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+#if defined(_WIN32)
+#include <shellapi.h>
+#endif
+
+namespace rvimg {
+namespace {
+
+enum Exit { kDone = 0, kFailed = 1, kMisused = 2 };
+
+constexpr const char* kExitCodes = "Exit code: 0 done, 1 failed, 2 wrong usage.";
+
+/// The whole command line: options land in the members.
+class CommandLine {
+public:
+    CommandLine()
+    {
+        app_.set_version_flag("--version", "rvimg " RVIMG_VERSION "\nformats: " + formatNames());
+        app_.require_subcommand(1);
+        app_.footer("'rvimg COMMAND --help' tells more about a command.\n" + std::string(kExitCodes));
+        addInfo();
+        addTransform("convert", "Write a picture in another format, depth and palette unchanged", nullptr);
+        addTransform("flip", "Turn a picture upside down, every page of it", R_FlipBitmap);
+        addTransform("mirror", "Mirror a picture left to right, every page of it", R_ReverseBitmap);
+        addChart();
+    }
+    CLI::App& app() { return app_; }
+    /// Runs the command that was parsed.
+    int run() { return run_() ? kDone : kFailed; }
+
+private:
+    CLI::App* add(const char* name, const std::string& description)
+    {
+        CLI::App* const command = app_.add_subcommand(name, description);
+        command->footer(kExitCodes);
+        return command;
+    }
+
+    void addReading(CLI::App* command, ReadOptions& options)
+    {
+        command->add_option("--max-size", options.maxBytes, "Refuse pages that take more bytes in memory (2GB)")
+            ->transform(CLI::AsSizeValue(false))
+            ->type_name("SIZE");
+    }
+
+    void addWriting(CLI::App* command, std::string& format, WriteOptions& options, bool& quiet)
+    {
+        command
+            ->add_option("-f,--format", format, "Format of the output, where its name does not tell: " + formatNames())
+            ->type_name("NAME");
+        command->add_option("--quality", options.quality, "Quality of JPEG, 1 to 100 (90)")
+            ->check(CLI::Range(1, 100))
+            ->type_name("N");
+        command->add_option("--compress", options.compression, "Compression of TIFF (g4 for 1 bit, deflate for more)")
+            ->check(CLI::IsMember({"none", "packbits", "lzw", "deflate", "g3", "g4", "jpeg", "zstd"}))
+            ->type_name("NAME");
+        command->add_flag("-q,--quiet", quiet, "Show no progress");
+    }
+
+    void addInfo()
+    {
+        CLI::App* const command = add("info", "Tell what files hold");
+        command->add_option("FILE", info_.files, "Pictures")->required()->type_name("");
+        command->add_flag("--json", info_.json, "As JSON: a list of files with their pages");
+        addReading(command, info_.reading);
+        command->callback([this] { run_ = [this] { return showInfo(info_); }; });
+    }
+
+    void addTransform(const char* name, const std::string& description, Operation operation)
+    {
+        CLI::App* const command = add(name, description);
+        command->add_option("IN", transform_.input, "The picture")->required()->type_name("");
+        command->add_option("OUT", transform_.output, "Where to write it; an existing file is replaced")
+            ->required()
+            ->type_name("");
+        command->add_option("--page", transform_.page, "One page only, counted from 1 (all)")
+            ->check(CLI::Range(1u, 1000000u))
+            ->type_name("N");
+        addWriting(command, transform_.format, transform_.writing, transform_.quiet);
+        addReading(command, transform_.reading);
+        command->callback([this, operation] {
+            run_ = [this, operation] {
+                transform(transform_, operation);
+                return true;
+            };
+        });
+    }
+
+    void addChart()
+    {
+        CLI::App* const command = add("chart", "Draw a picture to try things on");
+        command->add_option("OUT", chart_.output, "Where to write it; an existing file is replaced")
+            ->required()
+            ->type_name("");
+        command->add_option("--kind", chart_.kind, "photo: a photographic test chart, 24 bits; text: a page of 1 bit")
+            ->check(CLI::IsMember({"photo", "text"}))
+            ->type_name("KIND");
+        command
+            ->add_option_function<std::string>(
+                "--size", [this](const std::string& size) { parseSize(size); },
+                "Size in pixels (photo 1600x1200, text 2480x3508)")
+            ->type_name("WxH");
+        addWriting(command, chart_.format, chart_.writing, chart_.quiet);
+        command->callback([this] {
+            run_ = [this] {
+                drawChart(chart_);
+                return true;
+            };
+        });
+    }
+
+    void parseSize(const std::string& size)
+    {
+        constexpr int kLeast = 16, kMost = 30000;
+        char separator = 0;
+        std::istringstream in(size);
+        in >> chart_.width >> separator >> chart_.height;
+        const auto fits = [](int side) { return side >= kLeast && side <= kMost; };
+        if (!in || separator != 'x' || !in.eof() || !fits(chart_.width) || !fits(chart_.height))
+            throw CLI::ValidationError("--size", "is WIDTHxHEIGHT, each from 16 to 30000");
+    }
+
+    CLI::App app_{"Reads, changes and writes pictures.", "rvimg"};
+    InfoOptions info_;
+    TransformOptions transform_;
+    ChartOptions chart_;
+    std::function<bool()> run_;
+};
+
+int run(std::vector<std::string> arguments)
+{
+    CommandLine line;
+    try {
+        std::reverse(arguments.begin(), arguments.end()); // the parser takes them from the back
+        line.app().parse(std::move(arguments));
+    } catch (const CLI::ParseError& error) {
+        return line.app().exit(error) == 0 ? kDone : kMisused;
+    }
+    try {
+        watchForInterruption();
+        return line.run();
+    } catch (const UsageError& error) {
+        std::cerr << "rvimg: " << error.what() << '\n';
+        return kMisused;
+    } catch (const std::exception& error) {
+        if (!interrupted()) std::cerr << "rvimg: " << error.what() << '\n';
+    }
+    if (interrupted()) endInterrupted();
+    return kFailed;
+}
+
+#if defined(_WIN32)
+/// The command line in UTF-8: the plain one has lost every letter outside the code page.
+std::vector<std::string> argumentsOf(int, char**)
+{
+    int count = 0;
+    LPWSTR* const wide = CommandLineToArgvW(GetCommandLineW(), &count);
+    std::vector<std::string> arguments;
+    for (int i = 1; i < count; ++i) {
+        const std::u8string utf8 = std::filesystem::path(wide[i]).u8string();
+        arguments.emplace_back(utf8.begin(), utf8.end());
+    }
+    LocalFree(wide);
+    SetConsoleOutputCP(CP_UTF8);
+    return arguments;
+}
+#else
+std::vector<std::string> argumentsOf(int argc, char** argv) { return {argv + std::min(argc, 1), argv + argc}; }
+#endif
+
+} // namespace
+} // namespace rvimg
+
+int main(int argc, char** argv) { return rvimg::run(rvimg::argumentsOf(argc, argv)); }
