@@ -36,7 +36,6 @@ uint32_t nearestOneByOne(const uint8_t* entries, size_t count, const uint8_t* co
 #endif
 
 typedef uint32_t Ints __attribute__((vector_size(RV_VECTOR_BYTES)));
-typedef int32_t SignedInts __attribute__((vector_size(RV_VECTOR_BYTES)));
 typedef int16_t Shorts __attribute__((vector_size(RV_VECTOR_BYTES)));
 typedef int16_t Shorts8 __attribute__((vector_size(16)));
 typedef char Chars __attribute__((vector_size(RV_VECTOR_BYTES)));
@@ -44,17 +43,7 @@ typedef char Chars __attribute__((vector_size(RV_VECTOR_BYTES)));
 /// Distances are kept in 16 bits, so that more of them fit a vector. Those that do not fit are all the same, which only
 /// matters where the least is one of them.
 constexpr int16_t kFar = INT16_MAX;
-
-/// Wide vectors are packed half by half; this brings the result into order.
-template <class Vector> RV_INLINE Vector inOrder(Vector packed) noexcept
-{
-#if RV_VECTOR_BYTES == 32
-    const auto words = reinterpret_cast<Words4>(packed);
-    return reinterpret_cast<Vector>(__builtin_shufflevector(words, words, 0, 2, 1, 3));
-#else
-    return packed;
-#endif
-}
+constexpr size_t kStep = sizeof(Shorts) / sizeof(int16_t);
 
 /// The colour as it stands in every entry's place: first and third byte in 16 bits each, and the second alone.
 struct SpreadColour {
@@ -67,6 +56,7 @@ struct SpreadColour {
     Shorts middle;
 };
 
+/// Of kStep entries. Wide vectors are packed half by half, so fours of the distances change places.
 RV_INLINE Shorts squaredDistances(const uint8_t* entries, const SpreadColour& colour) noexcept
 {
     const auto ofBlock = [&colour](Ints block) noexcept {
@@ -76,7 +66,7 @@ RV_INLINE Shorts squaredDistances(const uint8_t* entries, const SpreadColour& co
     };
     const auto first = ofBlock(load<Ints>(entries));
     const auto second = ofBlock(load<Ints>(entries + sizeof(Ints)));
-    return inOrder(reinterpret_cast<Shorts>(RV_X86(packssdw)(first, second)));
+    return reinterpret_cast<Shorts>(RV_X86(packssdw)(first, second));
 }
 
 template <class Vector> RV_INLINE Vector lesser(Vector a, Vector b) noexcept { return a < b ? a : b; }
@@ -95,6 +85,18 @@ RV_INLINE int16_t leastOf(Shorts all) noexcept
     return least[0];
 }
 
+/// Packs the comparisons of two steps, and brings them into the entries' order.
+RV_INLINE Chars packInOrder(Shorts first, Shorts second) noexcept
+{
+    const Chars packed = RV_X86(packsswb)(first, second);
+#if RV_VECTOR_BYTES == 32
+    const auto fours = reinterpret_cast<Ints>(packed);
+    return reinterpret_cast<Chars>(__builtin_shufflevector(fours, fours, 0, 4, 1, 5, 2, 6, 3, 7));
+#else
+    return packed;
+#endif
+}
+
 /// A bit for each of 64 distances: whether it is the one wanted.
 RV_INLINE uint64_t markEqual(const int16_t* distances, Shorts wanted) noexcept
 {
@@ -103,16 +105,16 @@ RV_INLINE uint64_t markEqual(const int16_t* distances, Shorts wanted) noexcept
     for (size_t i = 0; i < 64; i += sizeof(Shorts)) {
         const auto first = reinterpret_cast<Shorts>(load<Shorts>(bytes + 2 * i) == wanted);
         const auto second = reinterpret_cast<Shorts>(load<Shorts>(bytes + 2 * i + sizeof(Shorts)) == wanted);
-        const Chars equal = inOrder(reinterpret_cast<Chars>(RV_X86(packsswb)(first, second)));
-        marks |= uint64_t{static_cast<uint32_t>(RV_X86(pmovmskb)(equal))} << i;
+        marks |= uint64_t{static_cast<uint32_t>(RV_X86(pmovmskb)(packInOrder(first, second)))} << i;
     }
     return marks;
 }
 
 uint32_t nearestEntries(const uint8_t* entries, size_t count, const uint8_t* colour, uint64_t* marks) noexcept
 {
-    constexpr size_t kStep = sizeof(Shorts) / sizeof(int16_t);
     if (count < kStep) return nearestOneByOne(entries, count, colour, marks);
+    const size_t rest = count % kStep;
+    const size_t whole = count - rest;
 
     int16_t distances[64 * kNearestMarks];
     Shorts least = Shorts{} + kFar;
@@ -120,16 +122,28 @@ uint32_t nearestEntries(const uint8_t* entries, size_t count, const uint8_t* col
     for (size_t i = lastMarks; i < lastMarks + 64; i += kStep) memcpy(distances + i, &least, sizeof least);
 
     const SpreadColour spread(colour);
-    for (size_t i = 0; i < count; i += kStep) {
-        const size_t at = i + kStep <= count ? i : count - kStep; // the last step may take some a second time
-        const Shorts found = squaredDistances(entries + at * kEntryBytes, spread);
-        memcpy(distances + at, &found, sizeof found);
+    const auto takeStep = [&](size_t place, size_t entry) noexcept {
+        const Shorts found = squaredDistances(entries + entry * kEntryBytes, spread);
+        memcpy(distances + place, &found, sizeof found);
         least = lesser(least, found);
+    };
+    size_t taken = 0;
+    for (; taken + 2 * kStep <= whole; taken += 2 * kStep) {
+        takeStep(taken, taken);
+        takeStep(taken + kStep, taken + kStep);
     }
+    if (taken < whole) takeStep(taken, taken);
+    if (rest != 0) takeStep(whole, count - kStep); // ends with the last entry, and begins with some that are known
+
     const int16_t nearest = leastOf(least);
     if (nearest == kFar) return nearestOneByOne(entries, count, colour, marks);
     for (size_t i = 0; i < kNearestMarks; ++i)
         marks[i] = i * 64 <= lastMarks ? markEqual(distances + i * 64, Shorts{} + nearest) : 0;
+    if (rest != 0) { // that step's marks move down to their entries' places
+        uint64_t& last = marks[whole / 64];
+        const uint64_t ofStep = last >> whole % 64;
+        last ^= (ofStep ^ ofStep >> (kStep - rest)) << whole % 64;
+    }
     return static_cast<uint32_t>(nearest);
 }
 #undef RV_X86
