@@ -1,0 +1,222 @@
+// Every variant of the row kernels that this machine runs: the bytes of the plain one, and not one byte more.
+#include "Kernel/Pixels/Depths.h"
+#include "Kernel/Pixels/PixelTraits.h"
+#include "Kernel/Pixels/Simd/Select.h"
+#include "R_Geometry.h"
+#include "Support/GuardedRecord.h"
+#include "Support/World.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <string>
+
+namespace rv::test {
+namespace {
+
+using simd::RowKernels;
+
+const struct DepthMirror {
+    R_INT bits;
+    simd::MirrorRow RowKernels::*kernel;
+} kMirrors[] = {
+#define RV_MIRROR(B) {B, &RowKernels::mirror##B},
+    RV_FOR_EACH_DEPTH(RV_MIRROR)
+#undef RV_MIRROR
+};
+
+constexpr size_t kThreeVectors = 3 * 32 + 1; ///< bytes, of the widest variant
+constexpr size_t kOffsets = 32;
+
+std::vector<uint8_t> randomBytes(size_t count, unsigned seed)
+{
+    std::mt19937 random(seed);
+    std::vector<uint8_t> bytes(count);
+    for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random());
+    return bytes;
+}
+
+/// A page between unreadable ones, with one row somewhere in it.
+class RowPage {
+public:
+    /// Lays the row `offset` bytes from the unreadable page before it or behind it.
+    uint8_t* place(const std::vector<uint8_t>& row, size_t offset, GuardedBuffer::Side side)
+    {
+        page_.fill(GuardedBuffer::kFresh);
+        row_ = side == GuardedBuffer::Side::start ? page_.begin() + offset : page_.end() - offset - row.size();
+        if (!row.empty()) std::memcpy(row_, row.data(), row.size());
+        return row_;
+    }
+    /// Whether the row is this one now, and all around it is as it was.
+    bool holds(const std::vector<uint8_t>& row) const
+    {
+        const auto untouched = [](uint8_t byte) { return byte == GuardedBuffer::kFresh; };
+        return std::equal(row.begin(), row.end(), row_) && std::all_of(page_.begin(), row_, untouched) &&
+               std::all_of(row_ + row.size(), page_.end(), untouched);
+    }
+
+private:
+    static constexpr size_t kBytes = 4096; // whole pages: both neighbours are unreadable
+    GuardedBuffer page_{kBytes};
+    uint8_t* row_ = nullptr;
+};
+
+/// Calls check(kernels, offset, side) for every variant, misalignment and side, until it says false.
+template <class Check> void inEveryPlace(const std::string& what, Check check)
+{
+    for (size_t i = 0; const RowKernels* const kernels = availableRowKernels(i); ++i)
+        for (size_t offset = 0; offset < kOffsets; ++offset)
+            for (const auto side : {GuardedBuffer::Side::start, GuardedBuffer::Side::end})
+                ASSERT_TRUE(check(*kernels, offset, side))
+                    << kernels->name << ", " << what << ", " << offset << " bytes from the "
+                    << (side == GuardedBuffer::Side::start ? "start" : "end");
+}
+
+/// The row of source that `kernel` makes of it elsewhere, and in place, is `wanted`; the source stays as it is.
+template <class Kernel>
+bool makesEverywhere(const std::vector<uint8_t>& source, const std::vector<uint8_t>& wanted, size_t offset,
+                     GuardedBuffer::Side side, Kernel kernel)
+{
+    static RowPage from, to;
+    const std::vector<uint8_t> blank(wanted.size(), 0x5A);
+    uint8_t* const target = to.place(blank, offset, side);
+    const uint8_t* const elsewhere = from.place(source, (offset * 7 + 3) % kOffsets, side);
+    kernel(target, elsewhere);
+    if (!to.holds(wanted) || !from.holds(source)) return false;
+    uint8_t* const inPlace = to.place(source, offset, side);
+    kernel(inPlace, inPlace);
+    return to.holds(wanted);
+}
+
+std::vector<uint8_t> mirrored(const RowKernels& kernels, const DepthMirror& mirror, const std::vector<uint8_t>& row,
+                              size_t width)
+{
+    std::vector<uint8_t> result(row.size());
+    (kernels.*mirror.kernel)(result.data(), row.data(), width, row.data());
+    return result;
+}
+
+TEST(RowKernels, ThePlainMirrorReversesPixels)
+{
+    for (const DepthMirror& mirror : kMirrors) {
+        for (size_t width = 0; width < 150; ++width) {
+            const auto row = randomBytes(packedBytes(static_cast<R_INT64>(width), mirror.bits),
+                                         static_cast<unsigned>(width)); // the bits behind the pixels are random too
+            std::vector<uint8_t> model(row.size());
+            for (size_t x = 0; x < width; ++x)
+                setPixelAt(model.data(), static_cast<R_INT64>(width - 1 - x), mirror.bits,
+                           pixelAt(row.data(), static_cast<R_INT64>(x), mirror.bits));
+            ASSERT_EQ(mirrored(simd::base::kRowKernels, mirror, row, width), model)
+                << mirror.bits << " bits, width " << width;
+        }
+    }
+}
+
+TEST(RowKernels, EveryMirrorGivesThePlainBytes)
+{
+    for (const DepthMirror& mirror : kMirrors) {
+        const auto bits = static_cast<size_t>(mirror.bits);
+        const size_t widest = kThreeVectors * 8 / bits + 1;
+        for (size_t i = 0; i <= widest + 20; ++i) {
+            const size_t width = i <= widest ? i : widest + (i - widest) * (i - widest) * 13 / bits; // then some longer
+            const auto row =
+                randomBytes(packedBytes(static_cast<R_INT64>(width), mirror.bits), static_cast<unsigned>(width + bits));
+            const auto wanted = mirrored(simd::base::kRowKernels, mirror, row, width);
+            inEveryPlace(std::to_string(bits) + " bits, width " + std::to_string(width),
+                         [&](const RowKernels& kernels, size_t offset, GuardedBuffer::Side side) {
+                             return makesEverywhere(row, wanted, offset, side, [&](uint8_t* to, const uint8_t* from) {
+                                 (kernels.*mirror.kernel)(to, from, width, from);
+                             });
+                         });
+            if (HasFatalFailure()) return;
+        }
+    }
+}
+
+TEST(RowKernels, InvertAndShift)
+{
+    for (size_t bytes = 0; bytes <= kThreeVectors; ++bytes) {
+        const auto row = randomBytes(bytes, static_cast<unsigned>(bytes));
+        std::vector<uint8_t> inverted = row;
+        for (uint8_t& byte : inverted) byte = static_cast<uint8_t>(byte ^ 0xFF);
+        inEveryPlace("invert " + std::to_string(bytes), [&](const RowKernels& kernels, size_t offset, auto side) {
+            return makesEverywhere(row, inverted, offset, side,
+                                   [&](uint8_t* to, const uint8_t* from) { kernels.invert(to, from, bytes); });
+        });
+        for (unsigned shift = 0; shift < 8; ++shift) {
+            std::vector<uint8_t> shifted(bytes);
+            for (size_t bit = shift; bit < bytes * 8; ++bit)
+                setPixelAt(shifted.data(), static_cast<R_INT64>(bit - shift), 1,
+                           pixelAt(row.data(), static_cast<R_INT64>(bit), 1));
+            inEveryPlace("shift " + std::to_string(bytes) + " by " + std::to_string(shift),
+                         [&](const RowKernels& kernels, size_t offset, auto side) {
+                             return makesEverywhere(row, shifted, offset, side, [&](uint8_t* to, const uint8_t* from) {
+                                 kernels.shiftLeft(to, from, bytes, shift);
+                             });
+                         });
+        }
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(RowKernels, Swap)
+{
+    RowPage one, other;
+    for (size_t bytes = 0; bytes <= kThreeVectors; ++bytes) {
+        const auto first = randomBytes(bytes, 1), second = randomBytes(bytes, 2);
+        inEveryPlace("swap " + std::to_string(bytes), [&](const RowKernels& kernels, size_t offset, auto side) {
+            uint8_t* const a = one.place(first, offset, side);
+            uint8_t* const b = other.place(second, (offset * 5 + 1) % kOffsets, side);
+            kernels.swap(a, b, bytes);
+            return one.holds(second) && other.holds(first);
+        });
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(RowKernels, TheFastestIsInUseAndOthersCanBe)
+{
+    size_t count = 0;
+    while (availableRowKernels(count) != nullptr) ++count;
+    EXPECT_EQ(&rowKernels(), availableRowKernels(count - 1));
+    for (size_t i = 0; i < count; ++i) {
+        RowKernels marked = *availableRowKernels(i);
+        marked.mirror8 = [](uint8_t* to, const uint8_t*, size_t, const uint8_t*) noexcept { *to = 99; };
+        useRowKernels(marked);
+        uint8_t row[2] = {1, 2};
+        EXPECT_EQ(R_MirrorLine(row, 2, 8), SUCCESS);
+        EXPECT_EQ(row[0], 99);
+        selectRowKernels();
+    }
+    EXPECT_EQ(&rowKernels(), availableRowKernels(count - 1));
+}
+
+template <int Bits> void checkPixelTraits()
+{
+    const auto bytes = randomBytes(97, Bits);
+    for (R_INT64 x = 0; x < 97 * 8 / Bits; ++x) {
+        const auto column = static_cast<size_t>(x);
+        ASSERT_EQ(PixelTraits<Bits>::read(bytes.data(), column), pixelAt(bytes.data(), x, Bits)) << Bits << ' ' << x;
+        std::vector<uint8_t> written = bytes, model = bytes;
+        const R_UINT64 value = 0x9E3779B97F4A7C15u * static_cast<R_UINT64>(x + 1) >> (64 - Bits);
+        PixelTraits<Bits>::write(written.data(), column, value);
+        setPixelAt(model.data(), x, Bits, value);
+        ASSERT_EQ(written, model) << Bits << ' ' << x;
+        // The last pixel of a row lies against what is not the row's.
+        const GuardedBuffer row(packedBytes(x + 1, Bits));
+        PixelTraits<Bits>::write(row.data(), column, value);
+        ASSERT_EQ(PixelTraits<Bits>::read(row.data(), column), value) << Bits << ' ' << x;
+    }
+}
+
+TEST(PixelTraits, ReadAndWriteOnePixel)
+{
+#define RV_CHECK(B) checkPixelTraits<B>();
+    RV_FOR_EACH_DEPTH(RV_CHECK)
+#undef RV_CHECK
+}
+
+} // namespace
+} // namespace rv::test
