@@ -16,95 +16,45 @@ using rv::TraceClock;
 using rv::test::DebugCapture;
 using rv::test::PretendTicks;
 
-/// The one line that was traced since the last look, its stamp as "<time>" and "<id>" when it is this thread's.
-class Lines {
-public:
-    std::string last()
-    {
-        const auto lines = capture_.lines();
-        EXPECT_EQ(lines.size(), seen_ + 1);
-        seen_ = lines.size();
-        if (lines.empty()) return "none";
-        wide_ = lines.back().wide;
-        char id[16];
-        std::snprintf(id, sizeof(id), "%08x:", rv::platform().threadId());
-        static const std::regex stamp("\\d{2,}:\\d\\d:\\d\\d\\.\\d{3}:([0-9a-f]{8}:)");
-        std::smatch match;
-        std::string text = lines.back().text;
-        if (std::regex_search(text, match, stamp) && match[1] == id)
-            text = match.prefix().str() + "<time><id>" + match.suffix().str();
-        return text;
-    }
-    bool wide() const { return wide_; }
-
-private:
-    DebugCapture capture_;
-    size_t seen_ = 0;
-    bool wide_ = false;
-};
-
-void traceV(const char* format, ...)
+/// What one call traces, its stamp as "<stamp>" when it is of this moment and this thread.
+template <class Call> std::string traced(const Call& call)
 {
-    va_list arguments;
-    va_start(arguments, format);
-    TraceV(format, arguments);
-    va_end(arguments);
+    const DebugCapture capture;
+    call();
+    char id[16];
+    std::snprintf(id, sizeof(id), "%08x:", rv::platform().threadId());
+    return std::regex_replace(capture.text(), std::regex("\\d{2,}:\\d\\d:\\d\\d\\.\\d{3}:" + std::string(id)),
+                              "<stamp>");
 }
+#define TRACED(call) traced([] { call; })
 
 TEST(Trace, OnlyALeadingLineFeedBringsAStamp)
 {
     const PretendTicks ticks(rv::platform().ticks());
-    Lines lines;
-    Trace("\nlevel");
-    lines.last(); // the next line's distance to this one is 0
-    Trace("plain %d\n", 5);
-    EXPECT_EQ(lines.last(), "plain 5\n");
-    EXPECT_FALSE(lines.wide());
-    Trace("\nrow %d\nmore", 7);
-    EXPECT_EQ(lines.last(), "\r\n<time><id>row 7\nmore");
-    Trace("%s", "\n\n\nthree");
-    EXPECT_EQ(lines.last(), "\r\n\r\n\r\n<time><id>three");
-    traceV("\n%s-%u", "v", 3u);
-    EXPECT_EQ(lines.last(), "\r\n<time><id>v-3");
-    Trace("");
-    EXPECT_EQ(lines.last(), "");
-    Trace(nullptr);
-    EXPECT_EQ(rv::test::DebugCapture().lines().size(), 0u);
-}
-
-TEST(Trace, FunctionsNamesStandBehindTheStamp)
-{
-    const PretendTicks ticks(rv::platform().ticks());
-    Lines lines;
-    Trace("\nlevel");
-    lines.last();
-    Trace1("R_Call", "count = %d\r\n", -1);
-    EXPECT_EQ(lines.last(), "R_Call: count = -1\r\n");
-    Trace1("R_Call", "\n\nx");
-    EXPECT_EQ(lines.last(), "\r\n\r\n<time><id>R_Call: x");
-    Trace1(nullptr, "nameless");
-    EXPECT_EQ(lines.last(), "nameless");
-    Trace1W(RV_WIDE("R_Call"), RV_WIDE("\n%s %S %05d"), RV_WIDE("wide"), "narrow", 42);
-    EXPECT_EQ(lines.last(), "\r\n<time><id>R_Call: wide narrow 00042");
-    EXPECT_TRUE(lines.wide());
-    rv::traceLockCount("R_FreeBitmap", 2, "");
-    EXPECT_EQ(lines.last(), "R_FreeBitmap: pBitmap->nLockCount = 2");
-    rv::traceLockCount("R_AccessBitmap", -1, "\n");
-    EXPECT_EQ(lines.last(), "R_AccessBitmap: pBitmap->nLockCount = -1\n");
+    (void)TRACED(Trace("\nfrom here on no time passes"));
+    EXPECT_EQ(TRACED(Trace("plain %d\n", 5)), "plain 5\n");
+    EXPECT_EQ(TRACED(Trace("\nrow %d\nmore", 7)), "\r\n<stamp>row 7\nmore");
+    EXPECT_EQ(TRACED(Trace("%s", "\n\n\nthree")), "\r\n\r\n\r\n<stamp>three");
+    EXPECT_EQ(TRACED(Trace(nullptr)), "");
+    EXPECT_EQ(TRACED(Trace1("R_Call", "count = %d\r\n", -1)), "R_Call: count = -1\r\n");
+    EXPECT_EQ(TRACED(Trace1("R_Call", "\n\nx")), "\r\n\r\n<stamp>R_Call: x");
+    EXPECT_EQ(TRACED(Trace1W(RV_WIDE("R_Call"), RV_WIDE("\n%s %S %05d"), RV_WIDE("wide"), "narrow", 42)),
+              "\r\n<stamp>R_Call: wide narrow 00042");
+    EXPECT_EQ(TRACED(rv::traceLockCount("R_FreeBitmap", 2, "")), "R_FreeBitmap: pBitmap->nLockCount = 2");
+    const DebugCapture capture;
+    Trace("narrow");
+    Trace1W(RV_WIDE("f"), RV_WIDE("wide"));
+    ASSERT_EQ(capture.lines().size(), 2u);
+    EXPECT_TRUE(!capture.lines()[0].wide && capture.lines()[1].wide);
 }
 
 TEST(Trace, TextsAreCutNotOverrun)
 {
-    Lines lines;
-    Trace("%s", std::string(5000, 'x').c_str());
-    EXPECT_EQ(lines.last(), std::string(2047, 'x'));
-    const std::basic_string<R_WCHAR> wide(5000, RV_WIDE('y'));
-    Trace1W(RV_WIDE("f"), RV_WIDE("%s"), wide.c_str());
-    EXPECT_EQ(lines.last(), "f: " + std::string(2047, 'y'));
-    Trace("%s", std::string(5000, '\n').c_str());
-    EXPECT_TRUE(lines.last().starts_with("\r\n\r\n"));
-    Trace1(std::string(9000, 'n').c_str(), "%s", std::string(5000, '\n').c_str()); // longer than any line
-    EXPECT_TRUE(lines.last().ends_with("nnn"));
+    static const std::string longText(5000, 'x'), lineFeeds(5000, '\n'), longName(9000, 'n');
+    static const std::basic_string<R_WCHAR> wide(5000, RV_WIDE('y'));
+    EXPECT_EQ(TRACED(Trace("%s", longText.c_str())), std::string(2047, 'x'));
+    EXPECT_EQ(TRACED(Trace1W(RV_WIDE("f"), RV_WIDE("%s"), wide.c_str())), "f: " + std::string(2047, 'y'));
+    EXPECT_TRUE(TRACED(Trace1(longName.c_str(), "%s", lineFeeds.c_str())).ends_with("nnn")); // longer than any line
 }
 
 /// The hours, days and pauses of real lines. The clock began with some earlier trace; where it stands now shows.
@@ -112,18 +62,18 @@ TEST(Trace, TimeSinceTheFirstTrace)
 {
     const uint64_t now = rv::platform().ticks() + 1000;
     PretendTicks ticks(now);
-    const auto traced = [] {
+    const auto line = [] {
         const DebugCapture capture;
         Trace("\nx");
         return capture.text();
     };
     unsigned hours = 0, minutes = 0, seconds = 0, milliseconds = 0;
-    traced();
-    ASSERT_EQ(std::sscanf(traced().c_str(), "\r\n%u:%u:%u.%u", &hours, &minutes, &seconds, &milliseconds), 4);
+    line();
+    ASSERT_EQ(std::sscanf(line().c_str(), "\r\n%u:%u:%u.%u", &hours, &minutes, &seconds, &milliseconds), 4);
     const uint64_t start = now - (((hours * 60ull + minutes) * 60 + seconds) * 1000 + milliseconds);
     const auto at = [&](uint64_t elapsed) {
         ticks.set(start + elapsed);
-        const std::string text = traced();
+        const std::string text = line();
         return text.substr(0, text.rfind(':', text.size() - 3) + 1);
     };
     EXPECT_EQ(at(18'305'007), "\r\n\n05:05:05.007:");
@@ -148,39 +98,28 @@ TEST(Trace, ClocksStartWithTheFirstTextOfAnyKind)
     EXPECT_EQ(clock.stamp(4000, true).elapsed, 0u);
 }
 
+TEST(Trace, TextOfTheOtherKind)
+{
 #if defined(_WIN32)
-TEST(Trace, OtherCodePagesAreTried)
-{
-    const auto traced = [](const wchar_t* text) {
-        const DebugCapture capture;
-        Trace("<%ls>", text);
-        return capture.text();
-    };
-    EXPECT_EQ(traced(L"\u00E9"), "<\xE9>");          // in force: each byte a character
-    EXPECT_EQ(traced(L"\u3042"), "<\x82\xA0>");      // Japanese
-    EXPECT_EQ(traced(L"\uAC00 after"), "<? after>"); // in none of them: the rest of the line is seen
-}
+    EXPECT_EQ(TRACED(Trace("<%ls>", L"\u00E9")), "<\xE9>");          // in force: each byte a character
+    EXPECT_EQ(TRACED(Trace("<%ls>", L"\u3042")), "<\x82\xA0>");      // Japanese
+    EXPECT_EQ(TRACED(Trace("<%ls>", L"\uAC00 after")), "<? after>"); // in none of them: the rest is seen
 #else
-TEST(Trace, ConvertedTextIsUtf8)
-{
-    const DebugCapture capture;
-    Trace("<%ls>", u"\u00E9\u3042\U0001F600\xD800");
-    EXPECT_EQ(capture.text(), "<\u00E9\u3042\U0001F600\uFFFD>");
-}
+    EXPECT_EQ(TRACED(Trace("<%ls>", u"\u00E9\U0001F600\xD800")), "<\u00E9\U0001F600\uFFFD>");
 #endif
+}
 
 TEST(Trace, Durations)
 {
-    const struct {
-        uint64_t milliseconds;
-        const char* text;
-    } cases[] = {{0, "000ms"},     {7, "007ms"},        {999, "999ms"},
-                 {1000, "1.000s"}, {61'042, "61.042s"}, {UINT64_MAX, "18446744073709551.615s"}};
-    for (const auto& c : cases) {
-        char text[rv::kDurationChars];
-        rv::formatDuration(text, c.milliseconds);
-        EXPECT_STREQ(text, c.text);
-    }
+    const auto text = [](uint64_t milliseconds) {
+        char buffer[rv::kDurationChars];
+        rv::formatDuration(buffer, milliseconds);
+        return std::string(buffer);
+    };
+    EXPECT_EQ(text(7), "007ms");
+    EXPECT_EQ(text(999), "999ms");
+    EXPECT_EQ(text(1000), "1.000s");
+    EXPECT_EQ(text(UINT64_MAX), "18446744073709551.615s");
 }
 
 } // namespace

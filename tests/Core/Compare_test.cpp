@@ -7,7 +7,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -53,10 +55,11 @@ TEST(Compare, EqualInEveryDepthHomeAndSize)
                 if (!scene.possible()) continue;
                 const TestBitmap first(scene);
                 const TestBitmap second(scene);
+                const std::vector<uint8_t> before = first.record();
                 Outcome outcome = compare(first.get(), second.get());
-                EXPECT_EQ(outcome.status, SUCCESS) << scene.text();
-                EXPECT_EQ(outcome.equal, 1) << scene.text() << outcome.text;
+                EXPECT_EQ(outcome.equal, 1) << scene.text();
                 EXPECT_EQ(outcome.text, "") << scene.text();
+                EXPECT_EQ(first.record(), before) << scene.text(); // the access has left no trace
 
                 std::vector<uint8_t> pixels = second.pixels();
                 pixels.back() ^= 0x80; // the last byte of the last row
@@ -69,57 +72,45 @@ TEST(Compare, EqualInEveryDepthHomeAndSize)
 
 TEST(Compare, EveryFieldHasItsLabelAndItsPlace)
 {
-    const struct {
-        const char* label;
-        size_t offset;
-    } fields[] = {
-        {"Width", 20},         {"Height", 24},         {"BitsPerPixel", 28},
-        {"BytesPerLine", 32},  {"nColors", 52},        {"ViewPerspective", 64},
-        {"Order", 68},         {"XResolution", 100},   {"YResolution", 104},
-        {"Left", 108},         {"Top", 112},           {"Delay", 116},
-        {"Background", 120},   {"Transparency", 124},  {"DisposalMethod", 128},
-        {"LowBit", 132},       {"HighBit", 136},       {"PaintLowBit", 168},
-        {"PaintHighBit", 172}, {"LUTLength", 148},     {"LUTLength16", 224},
-        {"PaintGamma", 176},   {"PaintContrast", 180}, {"PaintIntensity", 184},
-    };
+    const char* const fields = // in the order of the report
+        "Width 20 Height 24 BitsPerPixel 28 BytesPerLine 32 nColors 52 ViewPerspective 64 Order 68 XResolution 100 "
+        "YResolution 104 Left 108 Top 112 Delay 116 Background 120 Transparency 124 DisposalMethod 128 LowBit 132 "
+        "HighBit 136 PaintLowBit 168 PaintHighBit 172 LUTLength 148 LUTLength16 224 PaintGamma 176 PaintContrast 180 "
+        "PaintIntensity 184";
     for (const R_UINT size : {BITMAPHANDLE_SIZE, BITMAPHANDLE_SIZE_SHORT}) {
         std::string all;
         Pair every(kScene, size);
-        for (const auto& field : fields) {
+        std::istringstream list(fields);
+        std::string label;
+        for (size_t offset = 0; list >> label >> offset;) {
             Pair pair(kScene, size);
             R_INT value = 0;
-            memcpy(&value, reinterpret_cast<char*>(pair.first.get()) + field.offset, 4);
+            memcpy(&value, reinterpret_cast<char*>(pair.first.get()) + offset, 4);
             const R_INT other = value - 1'000'000'000; // negative: the values are signed
-            memcpy(reinterpret_cast<char*>(pair.second.get()) + field.offset, &other, 4);
-            memcpy(reinterpret_cast<char*>(every.second.get()) + field.offset, &other, 4);
-            const std::string line =
-                std::string("\n ") + field.label + "\t" + std::to_string(value) + "\t" + std::to_string(other);
-            EXPECT_EQ(pair.report(), line);
-            all += line;
+            memcpy(reinterpret_cast<char*>(pair.second.get()) + offset, &other, 4);
+            memcpy(reinterpret_cast<char*>(every.second.get()) + offset, &other, 4);
+            std::ostringstream line;
+            line << "\n " << label << '\t' << value << '\t' << other;
+            EXPECT_EQ(pair.report(), line.str());
+            all += line.str();
         }
-        EXPECT_EQ(every.report(), all); // the order of the report
+        EXPECT_EQ(every.report(), all);
     }
 }
 
 TEST(Compare, FlagsOneByOneInOrder)
 {
-    const char* const names[] = {"Allocated",     "ConventionalMemory",
-                                 "DiskMemory",    "ProgressiveAvailable",
-                                 "LockedMemory",  "Interlaced",
-                                 "WaitUserInput", "Transparency",
-                                 "Compressed",    "Signed",
-                                 "Mirror",        "UseLUT",
-                                 "Global",        "UsePaintLUT",
-                                 "Tiled",         "SuperCompressed",
-                                 "NoClip",        "PremultiplyAlpha",
-                                 "NonLinearLUT"};
+    std::istringstream names("Allocated ConventionalMemory DiskMemory ProgressiveAvailable LockedMemory Interlaced "
+                             "WaitUserInput Transparency Compressed Signed Mirror UseLUT Global UsePaintLUT Tiled "
+                             "SuperCompressed NoClip PremultiplyAlpha NonLinearLUT");
+    std::string name;
     std::string all;
     GuardedRecord first(BITMAPHANDLE_SIZE), second(BITMAPHANDLE_SIZE_SHORT);
     ASSERT_EQ(R_InitBitmap(first, BITMAPHANDLE_SIZE, 0, 0, 0), SUCCESS);
     ASSERT_EQ(R_InitBitmap(second, BITMAPHANDLE_SIZE_SHORT, 0, 0, 0), SUCCESS);
-    for (int bit = 0; bit < 19; ++bit) {
-        second->Flags = 1u << bit;
-        const std::string line = std::string("\n Flags.") + names[bit] + "\t0\t1";
+    for (R_UINT bit = 1; names >> name; bit <<= 1) {
+        second->Flags = bit;
+        const std::string line = std::string("\n Flags.").append(name).append("\t0\t1");
         EXPECT_EQ(compare(first, second).text, line);
         all += line;
     }
@@ -192,33 +183,21 @@ TEST(Compare, RecordsThatLie)
     EXPECT_EQ(freed.report(), "\n R_GetBitmapRow\t0\t1\n Flags.Allocated\t1\t0\n Flags.ConventionalMemory\t1\t0");
 }
 
-TEST(Compare, LeavesAccessAsItWas)
-{
-    const TestBitmap first({.home = Home::movable});
-    const TestBitmap second({.home = Home::movable});
-    const LiveBlocks live;
-    const std::vector<uint8_t> before = first.record();
-    EXPECT_EQ(compare(first.get(), second.get()).text, "");
-    EXPECT_EQ(first.record(), before);
-    EXPECT_EQ(live.count(), 0) << live.text();
-}
-
 TEST(Compare, Refusals)
 {
     const TestBitmap bitmap(kScene);
-    R_INT equal = 5;
-    R_WCHAR text[8] = {RV_WIDE('x')};
-    EXPECT_EQ(R_CompareBitmapHandles(nullptr, bitmap.get(), &equal, text, 8, 0), ERROR_INV_PARAMETER);
-    EXPECT_EQ(R_CompareBitmapHandles(bitmap.get(), nullptr, &equal, text, 8, 0), ERROR_INV_PARAMETER);
-    EXPECT_EQ(R_CompareBitmapHandles(bitmap.get(), bitmap.get(), nullptr, text, 8, 0), ERROR_INV_PARAMETER);
-    EXPECT_EQ(R_CompareBitmapHandles(bitmap.get(), bitmap.get(), &equal, nullptr, 8, 0), ERROR_INV_PARAMETER);
-    EXPECT_EQ(R_CompareBitmapHandles(bitmap.get(), bitmap.get(), &equal, text, 0, 0), ERROR_INV_PARAMETER);
+    BITMAPHANDLE* const good = bitmap.get();
     const GuardedBuffer stub(4); // nothing but a size that no record has
     auto* const wrong = reinterpret_cast<BITMAPHANDLE*>(stub.data());
-    EXPECT_EQ(R_CompareBitmapHandles(wrong, bitmap.get(), &equal, text, 8, 0), ERROR_INV_STRUCT_SIZE);
-    EXPECT_EQ(R_CompareBitmapHandles(bitmap.get(), wrong, &equal, text, 8, 0), ERROR_INV_STRUCT_SIZE);
-    EXPECT_EQ(R_CompareBitmapHandles(wrong, bitmap.get(), &equal, text, 0, 0), ERROR_INV_PARAMETER);
-
+    R_INT equal = 5;
+    R_WCHAR text[8] = {RV_WIDE('x')};
+    EXPECT_EQ(R_CompareBitmapHandles(nullptr, good, &equal, text, 8, 0), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_CompareBitmapHandles(good, nullptr, &equal, text, 8, 0), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_CompareBitmapHandles(good, good, nullptr, text, 8, 0), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_CompareBitmapHandles(good, good, &equal, nullptr, 8, 0), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_CompareBitmapHandles(wrong, good, &equal, text, 0, 0), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_CompareBitmapHandles(wrong, good, &equal, text, 8, 0), ERROR_INV_STRUCT_SIZE);
+    EXPECT_EQ(R_CompareBitmapHandles(good, wrong, &equal, text, 8, 0), ERROR_INV_STRUCT_SIZE);
     const TestBitmap first({.home = Home::callbacks});
     const TestBitmap second({.home = Home::callbacks});
     for (const int nth : {1, 2}) {
@@ -245,15 +224,13 @@ TEST(Compare, ShowsWhatDiffers)
 {
     Pair pair(kScene, BITMAPHANDLE_SIZE);
     const DebugCapture capture;
-    compare(pair.first.get(), pair.second, 100, 1);
-    EXPECT_TRUE(capture.lines().empty());
+    compare(pair.first.get(), pair.second, 100, 1); // nothing differs
     pair.second->Left = 3;
-    compare(pair.first.get(), pair.second, 100, 0);
+    compare(pair.first.get(), pair.second, 100, 0); // nobody asked
     EXPECT_TRUE(capture.lines().empty());
     compare(pair.first.get(), pair.second, 100, 1);
     ASSERT_EQ(capture.lines().size(), 1u);
     EXPECT_TRUE(capture.lines()[0].wide);
-    EXPECT_TRUE(capture.text().starts_with("\r\n"));
     EXPECT_TRUE(capture.text().ends_with(":R_CompareBitmapHandles:  Left\t0\t3")) << capture.text();
 }
 
