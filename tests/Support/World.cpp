@@ -177,7 +177,7 @@ uint64_t pixelAt(const uint8_t* row, R_INT64 column, R_INT bits)
         return value;
     }
     for (R_INT64 bit = column * bits; bit < (column + 1) * bits; ++bit)
-        value = value << 1 | ((row[bit >> 3] >> (7 - (bit & 7))) & 1u);
+        value = value << 1 | ((unsigned{row[bit >> 3]} >> (7 - (bit & 7))) & 1u);
     return value;
 }
 
