@@ -26,6 +26,9 @@ struct LockStorage {
     alignas(16) unsigned char bytes[64];
 };
 
+/// What the start of mapped pages is at least a multiple of.
+inline constexpr size_t kPagesAlignment = 64;
+
 /// Names one thread-local slot.
 using ThreadSlot = uint32_t;
 
@@ -42,7 +45,8 @@ public:
 
     // --- Pages: zero-filled blocks for pixels, backed by the page file, never by a named file.
     virtual void* createPages(uint64_t bytes) noexcept; ///< a handle, or null
-    virtual void* mapPages(void* pages) noexcept;       ///< the whole block, writable; null when it cannot be mapped
+    /// The whole block, writable, aligned to kPagesAlignment; null when it cannot be mapped.
+    virtual void* mapPages(void* pages) noexcept;
     virtual void unmapPages(void* pages, void* view) noexcept;
     virtual void closePages(void* pages) noexcept;
 

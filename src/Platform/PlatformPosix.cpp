@@ -7,6 +7,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <new>
 #include <pthread.h>
@@ -40,10 +41,21 @@ constexpr size_t kHugePage = size_t{2} << 20;
 // costs 20 to 40 times what filling them does, and a huge page would be mostly waste.
 constexpr size_t kSmallestMapping = kHugePage / 2;
 
-struct Pages {
+struct alignas(kPagesAlignment) Pages {
     void* base;
     size_t mappedBytes; // 0: base stands behind this record, in the same heap block
 };
+
+/// Zeros from the heap, as well aligned as pages are: where row 0 stands must not depend on the size.
+Pages* heapPages(size_t bytes) noexcept
+{
+    void* block;
+    if (posix_memalign(&block, kPagesAlignment, sizeof(Pages) + bytes) != 0) return nullptr;
+    std::memset(block, 0, sizeof(Pages) + bytes);
+    auto* const pages = static_cast<Pages*>(block);
+    pages->base = pages + 1;
+    return pages;
+}
 
 /// The length to map: whole huge pages where the last one is put to use, or its waste is small beside the block.
 size_t mappingBytes(size_t bytes) noexcept
@@ -83,12 +95,8 @@ void* Platform::createPages(uint64_t bytes) noexcept
 {
     if (bytes > SIZE_MAX - 2 * kHugePage) return nullptr;
     const auto size = static_cast<size_t>(bytes);
-    if (size < kSmallestMapping) {
-        auto* const pages = static_cast<Pages*>(std::calloc(1, sizeof(Pages) + size));
-        if (pages != nullptr) pages->base = pages + 1;
-        return pages;
-    }
-    auto* const pages = static_cast<Pages*>(std::malloc(sizeof(Pages)));
+    if (size < kSmallestMapping) return heapPages(size);
+    auto* const pages = static_cast<Pages*>(std::aligned_alloc(alignof(Pages), sizeof(Pages)));
     if (pages == nullptr) return nullptr;
     pages->mappedBytes = mappingBytes(size);
     pages->base = mapAligned(pages->mappedBytes);

@@ -37,6 +37,7 @@ TEST(PlatformPages, AreZeroFreshEachTimeAndKeepTheirBytes)
             auto* view = static_cast<uint8_t*>(gSystemPlatform.mapPages(pages));
             ASSERT_NE(view, nullptr) << bytes;
             EXPECT_TRUE(allZero(view, bytes)) << bytes;
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(view) % rv::kPagesAlignment, 0u) << bytes;
             std::memset(view, 0xA5, bytes);
             gSystemPlatform.unmapPages(pages, view);
 
