@@ -37,8 +37,9 @@ Conversion convert(To* out, size_t capacity, const From* text, size_t length) no
 {
     Conversion result;
     TextWriter<To> writer(out, capacity);
-    const From* const end = length == kTerminated ? nullptr : text + length;
-    while (end != nullptr ? text != end : *text != 0) {
+    const bool terminated = length == kTerminated;
+    const From* const end = terminated ? nullptr : text + length;
+    while (terminated ? *text != 0 : text != end) {
         const char32_t character = nextCharacter(text, end);
         result.valid = result.valid && character != kInvalidCharacter;
         To units[kUnits];

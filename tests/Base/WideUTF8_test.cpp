@@ -120,6 +120,7 @@ TEST(WideUTF8, CutsBetweenCharactersAndTellsTheNeed)
     R_WCHAR out[4];
     EXPECT_EQ(rv::wideFromUtf8(out, 3, narrow.c_str()).length, 1u); // half a pair is no character
     EXPECT_EQ(rv::wideFromUtf8(nullptr, 0, narrow.c_str()).needed, text.size());
+    EXPECT_EQ(rv::wideFromUtf8(out, 4, nullptr, 0).needed, 0u);
 }
 
 TEST(WideUTF8, ConvertsForACall)
