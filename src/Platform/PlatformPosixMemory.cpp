@@ -81,27 +81,33 @@ void limitMemory(MemoryStatus* status, uint64_t limit, uint64_t used) noexcept
     status->availablePhysical = least(status->availablePhysical, minus(limit, used));
 }
 
-// No limit is the word "max" in the unified hierarchy and a number past all memory in the old one.
+// No limit is the word "max" in the unified hierarchy and a number past all memory in the old one. What a group holds
+// is asked only where its limit is below what the machine has: for the answer the system adds up the figures of all
+// groups inside.
 
-void applyUnifiedGroup(const Group& group, MemoryStatus* status) noexcept
+void applyUnifiedGroup(const Group& group, const MemoryStatus& machine, MemoryStatus* status) noexcept
 {
     uint64_t limit, used;
-    if (group.number("memory.max", "", &limit) && group.number("memory.current", "", &used)) {
+    if (group.number("memory.max", "", &limit) && limit < machine.totalPhysical &&
+        group.number("memory.current", "", &used)) {
         limitMemory(status, limit, heldBy(group, used, "inactive_file "));
     }
-    if (group.number("memory.swap.max", "", &limit) && group.number("memory.swap.current", "", &used)) {
+    if (group.number("memory.swap.max", "", &limit) && limit < machine.totalPageFile &&
+        group.number("memory.swap.current", "", &used)) {
         status->totalPageFile = least(status->totalPageFile, limit);
         status->availablePageFile = least(status->availablePageFile, minus(limit, used));
     }
 }
 
-void applyMemoryGroup(const Group& group, MemoryStatus* status) noexcept
+void applyMemoryGroup(const Group& group, const MemoryStatus& machine, MemoryStatus* status) noexcept
 {
     uint64_t limit, used;
-    if (group.number("memory.limit_in_bytes", "", &limit) && group.number("memory.usage_in_bytes", "", &used)) {
+    if (group.number("memory.limit_in_bytes", "", &limit) && limit < machine.totalPhysical &&
+        group.number("memory.usage_in_bytes", "", &used)) {
         limitMemory(status, limit, heldBy(group, used, "total_inactive_file "));
     }
     if (group.number("memory.memsw.limit_in_bytes", "", &limit) &&
+        limit < machine.totalPhysical + machine.totalPageFile &&
         group.number("memory.memsw.usage_in_bytes", "", &used)) {
         limitTogether(status, limit, heldBy(group, used, "total_inactive_file "));
     }
@@ -137,6 +143,7 @@ bool namesMemory(const char* controllers, const char* end) noexcept
 
 void applyGroups(const char* root, MemoryStatus* status) noexcept
 {
+    const MemoryStatus machine = *status;
     char path[PATH_MAX];
     std::snprintf(path, sizeof path, "%s/proc/self/cgroup", root);
     const FileText groups(path);
@@ -152,10 +159,11 @@ void applyGroups(const char* root, MemoryStatus* status) noexcept
             ++controllers;
             const auto groupLength = static_cast<size_t>(end - group - 1);
             if (controllers == group) {
-                applyUpwards(root, "", group + 1, groupLength, [&](const Group& g) { applyUnifiedGroup(g, status); });
+                applyUpwards(root, "", group + 1, groupLength,
+                             [&](const Group& g) { applyUnifiedGroup(g, machine, status); });
             } else if (namesMemory(controllers, group)) {
                 applyUpwards(root, "/memory", group + 1, groupLength,
-                             [&](const Group& g) { applyMemoryGroup(g, status); });
+                             [&](const Group& g) { applyMemoryGroup(g, machine, status); });
             }
         }
         line = *end != 0 ? end + 1 : end;

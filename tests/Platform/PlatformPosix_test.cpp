@@ -86,6 +86,11 @@ TEST(PosixMemory, IsCutToTheGroupAndToThoseAroundIt)
     root.write("sys/fs/cgroup/outer/memory.swap.current", "0\n");
     expectMemory(root.memory(), 1000, 400, 0, 0);
 
+    // A wide limit further out counts as well, where neighbours have used it up.
+    root.write("sys/fs/cgroup/memory.max", mib(6000));
+    root.write("sys/fs/cgroup/memory.current", mib(5950));
+    expectMemory(root.memory(), 1000, 50, 0, 0);
+
     // Over its limit, and a group of its own at the top of what it sees.
     root.write("proc/self/cgroup", "0::/\n");
     root.write("sys/fs/cgroup/memory.max", mib(500));
