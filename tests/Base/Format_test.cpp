@@ -88,7 +88,7 @@ TEST(Format, TextOfBothKinds)
     EXPECT_EQ(formatted<char>("%s|%hs|%S|%ls|%ws", narrow, narrow, wide, wide, wide), "ab|ab|cd|cd|cd");
     EXPECT_EQ(formatted<R_WCHAR>(RV_WIDE("%s|%ls|%S|%hs|%hS"), wide, wide, narrow, narrow, narrow),
               RV_WIDE("cd|cd|ab|ab|ab"));
-    EXPECT_EQ(formatted<char>("[%5s|%-5S|%.1s|%4.1S]", narrow, wide, narrow, wide), "[   ab|cd   |a|   c]");
+    EXPECT_EQ(formatted<char>("[%5s|%*S|%.1s|%4.1S]", narrow, -5, wide, narrow, wide), "[   ab|cd   |a|   c]");
     EXPECT_EQ(formatted<char>("%c%C%hc%lc", 'a', 'b', 'c', 'd'), "abcd");
     EXPECT_EQ(formatted<R_WCHAR>(RV_WIDE("[%3c|%-3C]"), RV_WIDE('a'), 'b'), RV_WIDE("[  a|b  ]"));
     EXPECT_EQ(formatted<char>("%s %S %.3s", nullptr, nullptr, nullptr), "(null) (null) (nu");

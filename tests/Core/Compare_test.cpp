@@ -144,6 +144,7 @@ TEST(Compare, Tables)
     luts.first->pLUT16 = lut16[0];
     luts.second->pLUT16 = lut16[1];
     luts.first->LUTLength16 = luts.second->LUTLength16 = 4;
+    lut16[1][2].rgbBlue = 1; // the second half of 16-bit tables is not compared
     EXPECT_EQ(luts.report(), "");
     lut[1][2].rgbRed = 1;
     lut16[1][1].rgbReserved = 1;
@@ -178,6 +179,9 @@ TEST(Compare, RecordsThatLie)
     pair.first->Height = pair.second->Height = 11;
     pair.first->BytesPerLine = pair.second->BytesPerLine = 0xFFFFFFFC;
     EXPECT_EQ(pair.report(), "");
+    Pair shortened({.home = Home::user}, BITMAPHANDLE_SIZE);
+    shortened.second->Size64 = 8;
+    EXPECT_EQ(shortened.report(), "\n R_GetBitmapRow\t0\t1");
     Pair freed(kScene, BITMAPHANDLE_SIZE);
     freed.second->Flags = 0;
     EXPECT_EQ(freed.report(), "\n R_GetBitmapRow\t0\t1\n Flags.Allocated\t1\t0\n Flags.ConventionalMemory\t1\t0");

@@ -95,7 +95,7 @@ TraceClock::Stamp TraceClock::stamp(uint64_t ticks, bool startsLine) noexcept
     stamp.elapsed = ticks > first ? ticks - first : 0; // another thread may have read the clock later and come first
     if (startsLine) {
         const uint64_t before = lastLine_.exchange(ticks, std::memory_order_relaxed);
-        stamp.pause = before != kNever && ticks > before && ticks - before > kPause;
+        stamp.pause = ticks > before && ticks - before > kPause; // kNever is never before
     }
     return stamp;
 }
