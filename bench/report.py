@@ -1,0 +1,144 @@
+#!/usr/bin/env python3
+"""Runs the benchmarks and prints ours beside memcpy and beside the other libraries.
+
+usage: report.py BENCHMARK [--json FILE] [--filter REGEX] [--repetitions N]
+
+BENCHMARK is the built rvkrn_bench. Every measurement is repeated, the repetitions of all of them mixed, and the median
+is shown. "x copy" is the time over that of a memcpy of the job's bytes in the same process. --json keeps the raw
+results.
+"""
+
+import argparse
+import json
+import os
+import re
+import subprocess
+import sys
+import tempfile
+
+# The most that a job may take, in copies of its bytes.
+TARGETS = {
+    "read all rows": 1.1,
+    "write all rows": 1.1,
+    "new 50 MB, first write": 3.0,
+    "flip 8": 1.4,
+    "flip 24": 1.2,
+    "mirror 1": 3.0,
+    "mirror 8": 1.9,
+    "mirror 24": 1.9,
+}
+YARDSTICKS = {
+    "read all rows": "memcpy row by row",
+    "write all rows": "memcpy row by row",
+    "new 50 MB, first write": "memset of memory in use",
+}
+LINE = re.compile(r"mirror line (\d+)$")
+LINE_PIXELS = 4000 * 1000  # pixels that one iteration mirrors
+HERE = os.path.dirname(os.path.abspath(__file__))
+
+
+def measure(binary, repetitions, wanted):
+    """The benchmark's own JSON."""
+    with tempfile.NamedTemporaryFile(suffix=".json") as out:
+        command = [binary, f"--benchmark_out={out.name}", "--benchmark_out_format=json",
+                   f"--benchmark_repetitions={repetitions}", "--benchmark_report_aggregates_only=true",
+                   "--benchmark_enable_random_interleaving=true", "--benchmark_min_time=0.05"]
+        if wanted:
+            command.append(f"--benchmark_filter={wanted}")
+        run = subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, check=False)
+        if run.returncode != 0:
+            sys.exit(f"{run.stderr}{binary} ended with {run.returncode}")
+        with open(out.name, encoding="utf-8") as file:
+            text = file.read()
+    if not text:
+        sys.exit("no measurement has such a name")
+    return json.loads(text)
+
+
+def medians(raw):
+    """{job: {who: ms}}, the jobs with a target first and in their order."""
+    jobs = {}
+    for entry in raw["benchmarks"]:
+        if entry.get("error_occurred"):
+            sys.exit(f"{entry['name']}: {entry.get('error_message', 'failed')}")
+        if entry.get("aggregate_name") != "median":
+            continue
+        job, who = entry["run_name"].removesuffix("/real_time").rsplit("/", 1)
+        jobs.setdefault(job, {})[who] = entry["real_time"]
+    order = list(TARGETS)
+    return dict(sorted(jobs.items(), key=lambda item: order.index(item[0]) if item[0] in order else len(order)))
+
+
+def pillow():
+    """What Pillow takes, from a process of its own; empty where there is no Pillow."""
+    for python in dict.fromkeys((sys.executable, "/usr/bin/python3")):
+        try:
+            run = subprocess.run([python, os.path.join(HERE, "pillow_bench.py")], capture_output=True, text=True,
+                                 check=True)
+            return json.loads(run.stdout)
+        except (OSError, subprocess.CalledProcessError, json.JSONDecodeError):
+            continue
+    return {}
+
+
+def print_jobs(jobs, peers_of_job):
+    print(f"{'job':24}{'ours ms':>9}{'x copy':>8}{'target':>8}  {'':7} others: ms, x copy")
+    for job, times in jobs.items():
+        if LINE.match(job) or "kernel" not in times or "copy" not in times:
+            continue
+        ratio = times["kernel"] / times["copy"]
+        target = TARGETS.get(job)
+        verdict = "" if target is None else "reached" if ratio <= target else "missed"
+        others = [f"{who} {ms:.3f}, {ms / times['copy']:.2f}" for who, ms in times.items()
+                  if who not in ("kernel", "copy")]
+        if job in peers_of_job:
+            other = peers_of_job[job]
+            others.append(f"{other['who']} {other['ms']:.3f}, {other['ms'] / other['copy_ms']:.2f}")
+        target = "" if target is None else f"{target:.1f}"
+        print(f"{job:24}{times['kernel']:9.3f}{ratio:8.2f}{target:>8}  {verdict:7} {'; '.join(others)}")
+    for job, yardstick in YARDSTICKS.items():
+        if job in jobs:
+            print(f"  {job}: the copy is {yardstick}, {jobs[job].get('copy', 0):.3f} ms")
+
+
+def print_lines(jobs):
+    lines = {int(LINE.match(job).group(1)): times for job, times in jobs.items() if LINE.match(job)}
+    if not lines:
+        return
+    print("\nR_MirrorLine, one row of 4000 pixels in the cache")
+    print(f"{'bits':>6}{'ns/pixel':>10}{'GB/s':>8}{'x copy':>8}")
+    for bits, times in sorted(lines.items()):
+        nanoseconds = times["kernel"] * 1e6 / LINE_PIXELS
+        ratio = times["kernel"] / times["copy"] if "copy" in times else 0
+        print(f"{bits:6}{nanoseconds:10.4f}{bits / 8 / nanoseconds:8.1f}{ratio:8.2f}")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("benchmark")
+    parser.add_argument("--json", metavar="FILE", help="keep the raw results there")
+    parser.add_argument("--filter", default="", metavar="REGEX", help="run these measurements only")
+    parser.add_argument("--repetitions", type=int, default=9, metavar="N")
+    arguments = parser.parse_args()
+
+    raw = measure(arguments.benchmark, arguments.repetitions, arguments.filter)
+    from_pillow = pillow()
+    if arguments.json:
+        with open(arguments.json, "w", encoding="utf-8") as file:
+            json.dump({"kernel": raw, "pillow": from_pillow}, file, indent=1)
+
+    context = raw["context"]
+    missing = [name for name in context.get("missing", "").split(", ") if name]
+    if not from_pillow:
+        missing.append("Pillow")
+    jobs = medians(raw)
+    print_jobs(jobs, from_pillow)
+    print_lines(jobs)
+    print(f"\nOne thread, medians of {arguments.repetitions}, on {context.get('num_cpus', '?')} processors of "
+          f"{context.get('mhz_per_cpu', '?')} MHz.")
+    if missing:
+        print("Not installed, so not measured: " + ", ".join(missing))
+
+
+if __name__ == "__main__":
+    main()
