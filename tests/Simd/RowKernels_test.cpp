@@ -169,7 +169,7 @@ TEST(RowKernels, Swap)
         inEveryPlace("swap " + std::to_string(bytes), [&](const RowKernels& kernels, size_t offset, auto side) {
             uint8_t* const a = one.place(first, offset, side);
             uint8_t* const b = other.place(second, (offset * 5 + 1) % kOffsets, side);
-            kernels.swap(a, b, bytes);
+            kernels.swap(a, b, bytes, b);
             return one.holds(second) && other.holds(first);
         });
         if (HasFatalFailure()) return;

@@ -17,11 +17,13 @@ Status exchangeRows(RowCursor& upper, R_INT top, RowCursor& lower, R_INT bottom,
     R_TRY(upper.open(top));
     R_TRY(lower.open(bottom));
     const simd::SwapBytes swap = rowKernels().swap;
-    swap(upper.data(), lower.data(), rowBytes);
+    // The lower rows come last first, against the way in which the hardware fetches ahead.
+    const uint8_t* const next = lower.direct() ? lower.data() - rowBytes : lower.data();
+    swap(upper.data(), lower.data(), rowBytes, next);
     R_TRY(lower.commit());
     const Status status = upper.commit();
     if (!status.ok()) {
-        swap(upper.data(), lower.data(), rowBytes);
+        swap(upper.data(), lower.data(), rowBytes, next);
         (void)lower.commit();
     }
     return status;

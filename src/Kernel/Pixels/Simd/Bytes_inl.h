@@ -21,10 +21,13 @@ template <class Block> RV_INLINE void swapBlocks(uint8_t* one, uint8_t* other) n
     store(other, first);
 }
 
-void swapBytes(uint8_t* one, uint8_t* other, size_t bytes) noexcept
+void swapBytes(uint8_t* one, uint8_t* other, size_t bytes, const uint8_t* next) noexcept
 {
     size_t done = 0;
-    for (; bytes - done >= sizeof(Widest); done += sizeof(Widest)) swapBlocks<Widest>(one + done, other + done);
+    for (; bytes - done >= sizeof(Widest); done += sizeof(Widest)) {
+        if constexpr (sizeof(Widest) > sizeof(Word)) __builtin_prefetch(next + done, 1);
+        swapBlocks<Widest>(one + done, other + done);
+    }
     for (; bytes - done >= sizeof(Word); done += sizeof(Word)) swapBlocks<Word>(one + done, other + done);
     for (; done < bytes; ++done) swapBlocks<uint8_t>(one + done, other + done);
 }

@@ -13,7 +13,8 @@ namespace rv::simd {
 using InvertBytes = void (*)(uint8_t* target, const uint8_t* source, size_t bytes) noexcept;
 
 /// Exchanges two arrays, which are apart.
-using SwapBytes = void (*)(uint8_t* one, uint8_t* other, size_t bytes) noexcept;
+/// next  what will be exchanged next instead of other and is fetched meanwhile; a hint, any address will do
+using SwapBytes = void (*)(uint8_t* one, uint8_t* other, size_t bytes, const uint8_t* next) noexcept;
 
 /// Moves a row of `bytes` bytes by `shift` (0 to 7) bits towards its first bit, the top one of byte 0; zeros follow.
 /// target is source, or the two are apart.
