@@ -5,6 +5,7 @@
 #include "Kernel/Core/Checks.h"
 #include "Kernel/Core/ColourValue.h"
 #include "Kernel/Core/RowCol.h"
+#include "Kernel/Pixels/PixelTraits.h"
 
 namespace rv {
 
@@ -25,46 +26,40 @@ void storeBytes(uint8_t* bytes, R_SIZE count, R_UINT64 value) noexcept
     for (R_SIZE i = 0; i < count; ++i) bytes[i] = static_cast<uint8_t>(value >> 8 * i);
 }
 
-/// The bytes of a row that hold one pixel, as they are moved. A pixel of less than 8 or of 12 bits is a run of bits,
-/// the top bit of a byte first, and never touches a third byte.
+/// The bytes of a row that hold one pixel, as they are moved. Every eight pixels begin at a whole byte, so the place of
+/// a pixel among its eight says all.
 class PixelBytes {
 public:
     PixelBytes(R_INT column, R_INT bits) noexcept
-        : packed_(bits % 8 != 0), mask_(pixelMask(bits)), bitOffset_(static_cast<R_INT>(R_INT64{column} * bits & 7)),
-          shift_(packed_ ? 16 - bitOffset_ - bits : 0), count_(packedBytes(1, bitOffset_ + bits))
+        : bits_(bits), column_(static_cast<size_t>(column % 8)), first_(columnByte(column % 8, bits)),
+          count_(packedBytes(column % 8 + 1, bits) - static_cast<R_UINT64>(first_))
     {
     }
-    uint8_t* data() noexcept { return bytes_; }
+    uint8_t* data() noexcept { return eight_ + first_; }
     R_SIZE count() const noexcept { return count_; }
     /// Whether other pixels have bits in these bytes.
-    bool shared() const noexcept { return packed_; }
+    bool shared() const noexcept { return bits_ % 8 != 0; }
 
-    R_UINT64 value() const noexcept { return word() >> shift_ & mask_; }
+    R_UINT64 value() const noexcept
+    {
+        return withDepth(bits_, [this]<int Bits>(Depth<Bits>) { return PixelTraits<Bits>::read(eight_, column_); });
+    }
     /// Replaces the pixel's bits under mask.
     void replace(R_UINT64 value, R_UINT64 mask) noexcept
     {
-        const R_UINT64 changed = (mask & mask_) << shift_;
-        const R_UINT64 result = (word() & ~changed) | (value << shift_ & changed);
-        if (!packed_) {
-            storeBytes(bytes_, count_, result);
-        } else {
-            bytes_[0] = static_cast<uint8_t>(result >> 8);
-            bytes_[1] = static_cast<uint8_t>(result);
-        }
+        const R_UINT64 result = (this->value() & ~mask) | (value & mask);
+        withDepth(bits_, [&]<int Bits>(Depth<Bits>) {
+            PixelTraits<Bits>::write(eight_, column_, result);
+            return true;
+        });
     }
 
 private:
-    R_UINT64 word() const noexcept
-    {
-        return packed_ ? R_UINT64{bytes_[0]} << 8 | bytes_[1] : loadBytes(bytes_, count_);
-    }
-
-    bool packed_;
-    R_UINT64 mask_;
-    R_INT bitOffset_;
-    R_INT shift_; // from the pixel's last bit to the end of the second byte
+    R_INT bits_;
+    size_t column_;
+    R_INT64 first_;
     R_SIZE count_;
-    uint8_t bytes_[8]{};
+    uint8_t eight_[64]{};
 };
 
 Status checkPixel(const BITMAPHANDLE* pBitmap, R_INT row, R_INT column) noexcept
