@@ -232,6 +232,7 @@ TEST(System, LeavesNothingBehindWhenDetached)
         while (stage != 1) gSystemPlatform.sleep(1);
         detach(); // while a thread still has its block
         EXPECT_EQ(live.count(), 0) << live.text();
+        EXPECT_EQ(live.counts().systemLocks, 0);
         detach(); // again, and there is nothing to do
         stage = 2;
         living.join();

@@ -215,6 +215,17 @@ public:
         died(&LiveCounts::slots);
     }
 
+    void createLock(LockStorage* lock) noexcept override
+    {
+        Platform::createLock(lock);
+        born(&LiveCounts::systemLocks, lock);
+    }
+    void destroyLock(LockStorage* lock) noexcept override
+    {
+        Platform::destroyLock(lock);
+        died(&LiveCounts::systemLocks);
+    }
+
     void* createEvent(bool manualReset, bool signalled) noexcept override
     {
         return fails(kFailObjects) ? nullptr
@@ -320,8 +331,10 @@ LiveBlocks::LiveBlocks() : start_(tested().counts()) {}
 LiveCounts LiveBlocks::counts() const
 {
     const LiveCounts now = tested().counts();
-    return {now.heap - start_.heap,   now.movable - start_.movable, now.locks - start_.locks, now.pages - start_.pages,
-            now.views - start_.views, now.objects - start_.objects, now.slots - start_.slots};
+    return {now.heap - start_.heap,   now.movable - start_.movable,
+            now.locks - start_.locks, now.pages - start_.pages,
+            now.views - start_.views, now.objects - start_.objects,
+            now.slots - start_.slots, now.systemLocks - start_.systemLocks};
 }
 
 int LiveBlocks::count() const

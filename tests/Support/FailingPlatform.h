@@ -51,6 +51,7 @@ struct LiveCounts {
     int views = 0;
     int objects = 0; ///< events and palettes
     int slots = 0;
+    int systemLocks = 0; ///< made on first use and given back at detach, so no leak of an operation: not in count()
 };
 
 /// What has come to life since construction and still is. Any number of these may be alive.
