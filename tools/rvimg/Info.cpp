@@ -113,7 +113,8 @@ void print(const FileFacts& facts)
         const Layout& layout = facts.pages[i];
         std::cout << (facts.pages.size() > 1 ? text("  page ", i + 1, ": ") : "  ") << layout.width << " x "
                   << layout.height << ", " << describe(layout);
-        if (layout.hasPalette()) std::cout << ", " << layout.palette.size() << " colours";
+        if (layout.hasPalette() && rampOf(layout) == Ramp::none)
+            std::cout << ", " << layout.palette.size() << " colours";
         if (layout.transparency) std::cout << ", transparent " << colourText(*layout.transparency);
         if (layout.resolution) std::cout << ", " << layout.resolution->x << " x " << layout.resolution->y << " dpi";
         std::cout << ", " << perspectiveName(layout.perspective) << ", " << layout.encoding << '\n';

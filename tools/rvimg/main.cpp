@@ -2,6 +2,7 @@
 #include "Commands.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
 #if defined(_WIN32)
 #include <shellapi.h>
@@ -10,9 +11,16 @@
 namespace rvimg {
 namespace {
 
-enum Exit { kDone = 0, kFailed = 1, kMisused = 2 };
+enum Exit : int { kDone = 0, kFailed = 1, kMisused = 2 };
 
 constexpr const char* kExitCodes = "Exit code: 0 done, 1 failed, 2 wrong usage.";
+
+/// A rule that leaves its telling to the option's own words.
+template <class Rule> Rule quiet(Rule rule)
+{
+    rule.description("");
+    return rule;
+}
 
 /// The whole command line: options land in the members.
 class CommandLine {
@@ -43,22 +51,25 @@ private:
     void addReading(CLI::App* command, ReadOptions& options)
     {
         command->add_option("--max-size", options.maxBytes, "Refuse pages that take more bytes in memory (2GB)")
-            ->transform(CLI::AsSizeValue(false))
+            ->transform(quiet(CLI::AsSizeValue(false)))
             ->type_name("SIZE");
     }
 
-    void addWriting(CLI::App* command, std::string& format, WriteOptions& options, bool& quiet)
+    void addWriting(CLI::App* command, std::string& format, WriteOptions& options, bool& noProgress)
     {
         command
             ->add_option("-f,--format", format, "Format of the output, where its name does not tell: " + formatNames())
             ->type_name("NAME");
         command->add_option("--quality", options.quality, "Quality of JPEG, 1 to 100 (90)")
-            ->check(CLI::Range(1, 100))
+            ->check(quiet(CLI::Range(1, 100)))
             ->type_name("N");
-        command->add_option("--compress", options.compression, "Compression of TIFF (g4 for 1 bit, deflate for more)")
-            ->check(CLI::IsMember({"none", "packbits", "lzw", "deflate", "g3", "g4", "jpeg", "zstd"}))
+        command
+            ->add_option("--compress", options.compression,
+                         "Compression of TIFF: none, packbits, lzw, deflate, g3, g4, jpeg, zstd "
+                         "(g4 for 1 bit, deflate for more)")
+            ->check(quiet(CLI::IsMember({"none", "packbits", "lzw", "deflate", "g3", "g4", "jpeg", "zstd"})))
             ->type_name("NAME");
-        command->add_flag("-q,--quiet", quiet, "Show no progress");
+        command->add_flag("-q,--quiet", noProgress, "Show no progress");
     }
 
     void addInfo()
@@ -78,7 +89,7 @@ private:
             ->required()
             ->type_name("");
         command->add_option("--page", transform_.page, "One page only, counted from 1 (all)")
-            ->check(CLI::Range(1u, 1000000u))
+            ->check(quiet(CLI::Range(1u, 1000000u)))
             ->type_name("N");
         addWriting(command, transform_.format, transform_.writing, transform_.quiet);
         addReading(command, transform_.reading);
@@ -97,7 +108,7 @@ private:
             ->required()
             ->type_name("");
         command->add_option("--kind", chart_.kind, "photo: a photographic test chart, 24 bits; text: a page of 1 bit")
-            ->check(CLI::IsMember({"photo", "text"}))
+            ->check(quiet(CLI::IsMember({"photo", "text"})))
             ->type_name("KIND");
         command
             ->add_option_function<std::string>(
@@ -175,4 +186,11 @@ std::vector<std::string> argumentsOf(int argc, char** argv) { return {argv + std
 } // namespace
 } // namespace rvimg
 
-int main(int argc, char** argv) { return rvimg::run(rvimg::argumentsOf(argc, argv)); }
+int main(int argc, char** argv)
+{
+    try {
+        return rvimg::run(rvimg::argumentsOf(argc, argv));
+    } catch (...) {
+        return rvimg::kFailed; // not even a message could be made
+    }
+}

@@ -147,9 +147,13 @@ struct Fields {
 /// Undoes run-length coding, row by row.
 class RleRows {
 public:
-    RleRows(BufferedReader& in, size_t width, bool nibbles) : in_(in), nibbles_(nibbles), row_(width) {}
+    /// Some writers code the row's padding too.
+    RleRows(BufferedReader& in, size_t width, bool nibbles)
+        : in_(in), nibbles_(nibbles), row_(static_cast<size_t>(pitch(width, nibbles ? 4 : 8)) * (nibbles ? 2 : 1))
+    {
+    }
 
-    /// The next row's indices, one a byte. What the file skips is index 0.
+    /// The next row's indices, one a byte, and then the padding's. What the file skips is index 0.
     const Row& next()
     {
         std::fill(row_.begin(), row_.end(), uint8_t{0});
@@ -244,13 +248,25 @@ private:
         return static_cast<R_INT>(std::lround(static_cast<double>(perMetre) * 0.0254));
     }
 
-    /// The fourth byte of 32-bit pixels means something only where a mask says so.
-    unsigned keptBits() const
+    unsigned keptBits()
     {
         if (header_.bits <= 8 || header_.bits == 24) return header_.bits;
+        if (header_.bits == 32 && header_.compression == kRgb && usesFourthByte()) header_.masks = kMasks8888;
         if (header_.masks.alpha != 0) return 32;
         if (header_.bits == 32) return 24;
         return header_.compression == kRgb || header_.masks == kMasks555 ? 16 : 24;
+    }
+
+    /// Without masks the fourth byte of a pixel is meant to be nothing, and some writers make it alpha all the same.
+    bool usesFourthByte()
+    {
+        source_.seek(std::max(header_.pixelsAt, header_.paletteAt));
+        BufferedReader in(source_);
+        for (size_t i = 1;; ++i) {
+            const int byte = in.get();
+            if (byte < 0) return false;
+            if (i % 4 == 0 && byte != 0) return true;
+        }
     }
 
     std::vector<RGBQUAD> readPalette()
@@ -329,7 +345,7 @@ private:
         std::vector<uint16_t> samples(rows.layout().pixels());
         for (R_INT y = 0; y < rows.height(); ++y) {
             const Row& indices = runs.next();
-            std::copy(indices.begin(), indices.end(), samples.begin());
+            std::copy_n(indices.begin(), samples.size(), samples.begin());
             packSamples(samples.data(), packed.data(), samples.size(), rows.layout().bits);
             rows.put(y, packed);
         }

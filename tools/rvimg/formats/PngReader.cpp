@@ -123,6 +123,7 @@ private:
         int count = 0;
         png_get_PLTE(png_, info_, &colours, &count);
         std::vector<RGBQUAD> palette;
+        palette.reserve(static_cast<size_t>(count));
         for (int i = 0; i < count; ++i) palette.push_back({colours[i].blue, colours[i].green, colours[i].red, 0});
         return palette;
     }

@@ -36,7 +36,10 @@ template <class Stream> Stream& streamOf(thandle_t handle) { return *static_cast
 template <class Stream> tmsize_t readBytes(thandle_t handle, void* data, tmsize_t bytes)
 {
     return bridged(tmsize_t{-1}, [=] {
-        return static_cast<tmsize_t>(streamOf<Stream>(handle).read(data, static_cast<size_t>(bytes)));
+        const size_t got = streamOf<Stream>(handle).read(data, static_cast<size_t>(bytes));
+        // libtiff goes on without a field that it cannot read, be it the palette.
+        if (got < static_cast<size_t>(bytes)) throw Error("the file is truncated");
+        return bytes;
     });
 }
 

@@ -146,6 +146,7 @@ uint64_t bestRatio(uint16_t compression)
 
 std::string compressionName(uint16_t compression)
 {
+    if (compression == COMPRESSION_NONE) return "uncompressed";
     const TIFFCodec* const codec = TIFFFindCODEC(compression);
     return codec != nullptr ? codec->name : text("compression ", compression);
 }

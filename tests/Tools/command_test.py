@@ -1,0 +1,233 @@
+"""The command line: exit codes, messages, what is told, what is left behind."""
+import json
+import os
+import stat
+import subprocess
+import time
+
+import numpy as np
+from PIL import Image
+
+from support import Skip, case, make_tiff, packed, seen, tiff_page
+
+
+def small(t, name="small.ppm"):
+    t.path(name).write_bytes(b"P6\n3 2\n255\n" + bytes(range(18)))
+    return t.path(name)
+
+
+def left(t):
+    return sorted(os.listdir(t.home))
+
+
+@case("Command.HelpAndVersion")
+def help_and_version(t):
+    assert t.ok("--version").startswith("rvimg ")
+    assert all(command in t.ok("--help") for command in ("info", "convert", "flip", "mirror", "chart"))
+    for command in ("info", "convert", "flip", "mirror", "chart"):
+        assert "Usage: rvimg " + command in t.ok(command, "--help")
+
+
+@case("Command.WrongUsage",
+      ("nothing", ""), ("unknown command", "paint"), ("unknown option", "info --wrong"), ("no files", "info"),
+      ("one file", "convert a.ppm"), ("three files", "convert a.ppm b.ppm c.ppm"), ("no ending", "convert small.ppm out"),
+      ("unknown ending", "convert small.ppm out.doc"), ("unknown format", "convert small.ppm out.ppm --format doc"),
+      ("quality 0", "convert small.ppm out.ppm --quality 0"), ("quality high", "flip small.ppm out.ppm --quality 101"),
+      ("compression", "convert small.ppm out.ppm --compress best"), ("page 0", "flip small.ppm out.ppm --page 0"),
+      ("chart kind", "chart out.ppm --kind oil"), ("chart size", "chart out.ppm --size 100"),
+      ("chart size too", "chart out.ppm --size 100x99999"), ("size", "info small.ppm --max-size lots"))
+def wrong_usage(t, arguments):
+    small(t)
+    t.fails(*arguments.split(), code=2)
+    assert left(t) == ["small.ppm"]
+
+
+@case("Command.Failures")
+def failures(t):
+    """The message starts with the file's name; an old output stays as it was, and nothing else appears."""
+    small(t)
+    t.path("old.bmp").write_bytes(b"old")
+    t.path("text.txt").write_text("not a picture")
+    t.path("empty.bmp").write_bytes(b"")
+    t.path("folder.bmp").mkdir()
+    before = left(t)
+    for source, says in (("none.bmp", "no such file"), ("text.txt", "not a picture"), ("empty.bmp", "empty"),
+                         ("folder.bmp", "directory")):
+        for command in ("convert", "flip", "mirror"):
+            message = t.fails(command, source, "old.bmp", says=says)
+            assert message.startswith(f"rvimg: {source}: "), message
+        t.fails("info", source, says=f"rvimg: {source}: ")
+    t.fails("convert", "small.ppm", "folder.bmp", says="rvimg: folder.bmp: is a directory")
+    t.fails("convert", "small.ppm", "nowhere/out.bmp", says="rvimg: nowhere/out.bmp: ")
+    t.fails("convert", "small.ppm", "old.bmp", "--format", "pgm", says="old.bmp: PGM cannot hold 24-bit colour")
+    assert left(t) == before and t.path("old.bmp").read_bytes() == b"old"
+
+
+@case("Command.InfoText")
+def info_text(t):
+    """One line for the file, one for each page; what cannot be read does not hide what can."""
+    small(t)
+    assert t.ok("info", "small.ppm").split("\n")[:2] == ["small.ppm: PPM", "  3 x 2, 24-bit colour, top-left, P6 raw"]
+    done = t.call("info", "none.bmp", "small.ppm")
+    assert done.returncode == 1 and b"3 x 2" in done.stdout and b"none.bmp" in done.stderr
+    t.path("two.pnm").write_bytes(b"P4\n1 1\n\x80P5\n2 1\n15\n\x01\x02")
+    text = t.ok("info", "two.pnm")
+    assert "2 pages" in text and "page 1: 1 x 1, 1-bit black and white" in text and "page 2: 2 x 1, 4-bit gray" in text
+
+
+@case("Command.InfoJson")
+def info_json(t):
+    small(t)
+    t.path("half.pnm").write_bytes(b"P4\n9 1\n\x80\x80P5\n200000 1\n255\n")
+    done = t.call("info", "--json", "small.ppm", "half.pnm", "none.bmp")
+    assert done.returncode == 1 and b"half.pnm" in done.stderr and b"none.bmp" in done.stderr
+    first, half, none = json.loads(done.stdout)
+    assert first == {"file": "small.ppm", "format": "PPM", "pages": [
+        {"page": 1, "width": 3, "height": 2, "bitsPerPixel": 24, "order": "RGB", "colors": 0, "alpha": False,
+         "premultiplied": False, "signed": False, "significantBits": None, "transparency": None, "viewPerspective": 1,
+         "orientation": "top-left", "xResolution": None, "yResolution": None, "encoding": "P6 raw", "bytesPerLine": 12,
+         "size": 24}]}
+    assert len(half["pages"]) == 1 and half["pages"][0]["palette"] == [[255, 255, 255], [0, 0, 0]]
+    assert "truncated" in half["error"]
+    assert none["format"] is None and none["pages"] == [] and none["error"]
+
+
+@case("Command.ReplacingFiles")
+def replacing_files(t):
+    """The input itself may be the output; permissions and links of an old output stay."""
+    source = small(t)
+    before = source.read_bytes()
+    t.ok("flip", source, source)
+    assert source.read_bytes() == before[:11] + before[20:] + before[11:20]
+    t.ok("flip", source, source)
+    if os.name != "posix" or "wine" in t.command[0]:
+        return
+    t.path("target.ppm").write_bytes(b"")
+    t.path("target.ppm").chmod(0o640)
+    t.path("link.ppm").symlink_to("target.ppm")
+    t.ok("convert", source, t.path("link.ppm"))
+    assert t.path("link.ppm").is_symlink() and t.path("target.ppm").read_bytes() == before
+    assert stat.S_IMODE(t.path("target.ppm").stat().st_mode) == 0o640
+    assert left(t) == ["link.ppm", "small.ppm", "target.ppm"]
+
+
+@case("Command.DevicesAndPipes")
+def devices_and_pipes(t):
+    """What is no regular file is read and written as such, and never replaced."""
+    if os.name != "posix" or "wine" in t.command[0]:
+        raise Skip("Windows has no such files")
+    source = small(t)
+    data = source.read_bytes()
+    assert json.loads(t.ok("info", "--json", "/dev/stdin", input=data))[0]["pages"][0]["width"] == 3
+    assert t.ok("convert", source, "/dev/stdout", "--format", "ppm").encode() == data
+    t.ok("convert", source, "/dev/null", "--format", "bmp")
+    assert stat.S_ISCHR(os.stat("/dev/null").st_mode)
+    full = t.fails("convert", source, "/dev/full", "--format", "ppm", says="/dev/full: cannot write")
+    assert "space" in full
+
+
+@case("Command.FullDisk")
+def full_disk(t):
+    """A write that fails leaves the old file alone, and no new one."""
+    if os.name != "posix" or "wine" in t.command[0]:
+        raise Skip("a file-size limit needs a POSIX system")
+    t.ok("chart", "chart.ppm", "--size", "400x300")
+    for ending in ("bmp", "ppm", "png", "jpg", "tif"):
+        t.has({"tif": "tiff"}.get(ending, ending))
+        t.path("old." + ending).write_bytes(b"old")
+        before = left(t)
+        limited = ["sh", "-c", 'trap "" XFSZ; ulimit -f 20; exec "$@"', "sh", *t.command]
+        done = subprocess.run([*limited, "convert", "chart.ppm", "old." + ending, "--compress", "none"], cwd=t.home,
+                              stderr=subprocess.PIPE)
+        assert done.returncode == 1 and b"cannot write" in done.stderr, done
+        assert left(t) == before and t.path("old." + ending).read_bytes() == b"old"
+
+
+@case("Command.Interrupted")
+def interrupted(t):
+    """A signal ends the work as a signal does, without a half-written file."""
+    if os.name != "posix" or "wine" in t.command[0]:
+        raise Skip("Windows has no signals")
+    t.path("old.ppm").write_bytes(b"old")
+    work = subprocess.Popen([*t.command, "chart", "old.ppm", "--size", "6000x6000"], cwd=t.home)
+    time.sleep(0.5)
+    work.terminate()
+    assert work.wait(timeout=60) == -15
+    assert left(t) == ["old.ppm"] and t.path("old.ppm").read_bytes() == b"old"
+
+
+@case("Command.Progress")
+def progress(t):
+    """A bar on a terminal when the work is long; none elsewhere, and none when it is not wanted."""
+    if os.name != "posix" or "wine" in t.command[0]:
+        raise Skip("needs a terminal of its own")
+    for options, expected in (((), True), (("--quiet",), False)):
+        ours, its = os.openpty()
+        work = subprocess.Popen([*t.command, "chart", "chart.ppm", "--size", "1600x1600", *options], cwd=t.home, stderr=its)
+        os.close(its)
+        said = b""
+        try:
+            while chunk := os.read(ours, 4096):
+                said += chunk
+        except OSError:
+            pass  # the terminal's other end is closed
+        assert work.wait() == 0 and (b"drawing chart.ppm [" in said) == expected, said[:200]
+        assert not expected or said.endswith(b"\r\x1b[K"), "the bar is wiped"
+
+
+@case("Command.MaxSize")
+def max_size(t):
+    """Sizes that a header invents are refused before any memory is taken."""
+    source = small(t)
+    t.fails("convert", source, t.path("no.bmp"), "--max-size", "23", says="--max-size")
+    t.ok("convert", source, t.path("yes.bmp"), "--max-size", "24")
+    t.path("huge.ppm").write_bytes(b"P6\n30000 30000\n255\n" + bytes(1000))
+    t.fails("info", t.path("huge.ppm"), "--max-size", "4GB", says="truncated")
+    for size in ("0 5", "99999999999 1", "2000000000 2000000000"):
+        t.path("odd.ppm").write_bytes(f"P6\n{size}\n255\n".encode() + bytes(100))
+        t.fails("info", t.path("odd.ppm"))
+
+
+@case("Command.Names")
+def names(t):
+    """Letters of any script, spaces, upper-case endings, formats by name."""
+    source = small(t, "größe 图 .ppm")
+    t.ok("convert", source, t.path("Übung.BMP"))
+    t.ok("convert", source, t.path("без имени"), "--format", "BMP")
+    assert t.path("без имени").read_bytes() == t.path("Übung.BMP").read_bytes()
+    assert "größe 图 .ppm" in t.ok("info", "größe 图 .ppm")
+
+
+@case("Chart.Kinds")
+def charts(t):
+    """Two pictures, the same every time, of the size that was asked for, with enough in them to look at."""
+    t.ok("chart", "photo.ppm", "--size", "480x360")
+    t.ok("chart", "again.ppm", "--size", "480x360", "--kind", "photo")
+    assert t.path("photo.ppm").read_bytes() == t.path("again.ppm").read_bytes()
+    pixels = np.array(Image.open(t.path("photo.ppm")))
+    assert pixels.shape == (360, 480, 3) and len(np.unique(pixels.reshape(-1, 3), axis=0)) > 20000
+    t.ok("chart", "page.pbm", "--kind", "text")
+    info, page = t.info("page.pbm"), np.array(Image.open(t.path("page.pbm")))
+    assert (info["width"], info["height"], info["bitsPerPixel"]) == (2480, 3508, 1)
+    assert 0.03 < 1 - page.mean() < 0.2, "ink on paper"
+    assert page[:100].all() and page[:, :100].all() and page[:, -100:].all(), "white margins"
+    t.ok("chart", "tiny.bmp", "--size", "16x16")
+    t.ok("chart", "narrow.bmp", "--size", "17x900", "--kind", "text")
+
+
+@case("Chart.Resolution")
+def chart_resolution(t):
+    t.has("tiff")
+    t.ok("chart", "page.tif", "--kind", "text")
+    info = t.info("page.tif")
+    assert info["xResolution"] == info["yResolution"] == 300 and "4" in info["encoding"]
+
+
+@case("Writing.NetpbmBytes")
+def netpbm_bytes(t):
+    """A PBM is exactly what the format says: 1 is black, rows padded with zeros."""
+    t.has("tiff")
+    page = tiff_page(11, 3, 1, 1)
+    source = make_tiff(t.path("bits.tif"), [page])
+    assert t.to("pbm", source).read_bytes() == b"P4\n11 3\n" + b"".join(packed(1 - row, 1) for row in page["values"])
+    assert seen(source).shape == (3, 11, 4)
