@@ -93,6 +93,9 @@ TEST(TrueColour, LooksThroughPaletteAndTables)
     EXPECT_EQ(value(gray, level(3)), 0x12569Au);
     EXPECT_EQ(value(gray, level(4)), level(4));
     EXPECT_EQ(value(small, level(3)), level(3)); // has no room for the second table
+    gray->BitsPerPixel = 8;                      // has no tables to look through
+    EXPECT_EQ(value(gray, level(2)), level(2));
+    gray->BitsPerPixel = 16;
     small->uStructSize = 0;
     EXPECT_EQ(value(small, 0x010203), 0u);
     EXPECT_EQ(R_GetTrueColorValue(nullptr, 0x010203), 0u);
@@ -106,28 +109,28 @@ TEST(StoredPixel, HoldsAColourInEveryFormat)
         R_UINT64 stored;
         COLORREF back;
     };
-    const COLORREF rgb = 0x8040F8; // red F8, green 40, blue 80; luminance (2 * 248 + 5 * 64 + 128 + 4) >> 3 = 118
+    const COLORREF rgb = 0x8540F8; // red F8, green 40, blue 85; luminance (2 * 248 + 5 * 64 + 133 + 4) >> 3 = 119
     const Case cases[] = {
         {8, 0, 7, index(200), 200, index(200)},
-        {8, 2, 7, rgb, 118, index(118)},
-        {8, 2, 5, rgb, 118 * 63 / 255, index(29)},
+        {8, 2, 7, rgb, 119, index(119)},
+        {8, 2, 5, rgb, 119 * 63 / 255, index(29)},
         {8, 2, 7, level(0x1FF), 255, index(255)},
-        {12, 2, 11, rgb, 118 * 4095 / 255, level(1894)},
+        {12, 2, 11, rgb, 119 * 4095 / 255, level(1911)},
         {12, 2, -1, level(0xFFFF), 4095, level(4095)},
         {12, 0, 9, 0xFFFFFF, 1023, level(1023)},
         {16, 2, 40, 0xFFFFFF, 65535, level(65535)},
         {16, 2, 15, index(5), 0, level(0)},
         {16, 1, 15, rgb, 31 << 10 | 8 << 5 | 16, 0x8442FF},
         {16, 0, 15, level(0x8000), 16 << 10 | 16 << 5 | 16, 0x848484},
-        {24, 0, 7, rgb, 0x8040F8, rgb},
-        {24, 1, 7, rgb, 0xF84080, rgb},
-        {24, 2, 7, rgb, 0xF84080, rgb},
-        {32, 0, -1, rgb, 0x5A8040F8, rgb},
+        {24, 0, 7, rgb, 0x8540F8, rgb},
+        {24, 1, 7, rgb, 0xF84085, rgb},
+        {24, 2, 7, rgb, 0xF84085, rgb},
+        {32, 0, -1, rgb, 0x5A8540F8, rgb},
         {32, 1, -1, index(1), 0x5A000000, 0},
-        {48, 0, 15, rgb, 0x80804040F8F8, rgb},
-        {48, 1, 15, rgb, 0xF8F840408080, rgb},
-        {64, 0, 15, rgb, 0x5A5A80804040F8F8, rgb},
-        {64, 1, 15, rgb, 0x5A5AF8F840408080, rgb},
+        {48, 0, 15, rgb, 0x85854040F8F8, rgb},
+        {48, 1, 15, rgb, 0xF8F840408585, rgb},
+        {64, 0, 15, rgb, 0x5A5A85854040F8F8, rgb},
+        {64, 1, 15, rgb, 0x5A5AF8F840408585, rgb},
     };
     for (const Case& c : cases) {
         const TestBitmap bitmap({c.bits});

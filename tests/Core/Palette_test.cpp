@@ -213,6 +213,8 @@ TEST(FindPaletteIndex, HasAnAnswerForEverything)
     const Entries tie{entry(120, 128, 136), entry(136, 128, 120), entry(120, 128, 136)};
     EXPECT_EQ(R_FindPaletteIndex(tie.data(), 2, 128, 128, 128), 1u);
     EXPECT_EQ(R_FindPaletteIndex(tie.data() + 1, 2, 128, 128, 128), 0u);
+    const Entries greens{entry(100, 111, 100), entry(100, 91, 100)}; // more green than the others, and less
+    EXPECT_EQ(R_FindPaletteIndex(greens.data(), 2, 100, 101, 100), 0u);
     EXPECT_EQ(R_FindPaletteIndex(nullptr, 0, 0, 0, 0), 0u);
     EXPECT_EQ(R_FindPaletteIndex(tie.data(), 0, 0, 0, 0), 0xFFFFFFFFu);
     EXPECT_EQ(R_FindPaletteIndex(tie.data(), 2, 65536 + 136, 128, 120), 1u); // 65536 squared wraps to nothing
