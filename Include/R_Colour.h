@@ -25,7 +25,8 @@ R_API const RGBQUAD* R_IntGetNetscapePalette(void) R_NOEXCEPT;
 R_API R_INT R_GetFixedPalette(RGBQUAD* pPalette, R_INT nBitsPerPixel) R_NOEXCEPT;
 /// A new fixed palette (0 and 1: black and white; 2 to 8), freed with R_HeapTerm. Null above 8 or without memory.
 R_API RGBQUAD* R_CreateFixedPalette(R_INT nBitsPerPixel) R_NOEXCEPT;
-/// A new gray ramp of 2^nBits entries (0 means 8), freed with R_HeapTerm. Null without memory.
+/// A new gray ramp of 2^nBits entries (0 means 8), freed with R_HeapTerm. Null without memory, and for numbers of bits
+/// that no count can follow: negative or above 31.
 R_API RGBQUAD* R_CreateGrayPalette(R_INT nBits) R_NOEXCEPT;
 /// Gives a bitmap of 1 to 8 bits the gray ramp of its depth.
 /// ERROR_INV_PARAMETER null; ERROR_INV_BITS_PER_PIXEL; ERROR_FAILURE no memory.
@@ -36,19 +37,24 @@ R_API R_INT R_CreateBitmapFixedPalette(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 
 // --- A bitmap's palette
 
-/// Copies entries nFirst to nFirst + uCount - 1 out. ERROR_INV_PARAMETER, after copying what there is, where there
-/// are fewer.
+/// Copies entries nFirst to nFirst + uCount - 1 out. Bitmap checks; ERROR_INV_PARAMETER for a null array, no entries
+/// asked for, more than 8 bits, and, after copying what there is, where there are fewer.
 R_API R_INT R_GetBitmapColors(BITMAPHANDLE* pBitmap, R_INT nFirst, R_UINT uCount, RGBQUAD* pPalette) R_NOEXCEPT;
-/// Overwrites entries of the palette, which is made if there is none.
+/// Overwrites entries of the palette, which is made, of nColors entries, if there is none.
+/// ERROR_INV_BITMAP null or no pixels; ERROR_INV_STRUCT_SIZE; ERROR_INV_PARAMETER a null array, more than 8 bits, or
+/// entries past nColors; ERROR_FAILURE no memory.
 R_API R_INT R_PutBitmapColors(BITMAPHANDLE* pBitmap, R_INT nFirst, R_UINT uCount, const RGBQUAD* pPalette) R_NOEXCEPT;
 /// Copies entries out; returns how many there were.
 R_API R_UINT R_GetBitmapPaletteEntries(BITMAPHANDLE* pBitmap, R_INT nFirst, R_UINT uCount,
                                        RGBQUAD* pPalette) R_NOEXCEPT;
-/// Replaces the palette by a copy of uCount entries. The record is not checked. Null frees the palette alone.
-/// ERROR_FAILURE, with uCount stored and no palette, for a count outside 1 to 256 or without memory.
+/// Replaces the palette by a copy of uCount entries, which may be its own. The record's size is not checked. A null
+/// array frees the palette and leaves nColors. ERROR_INV_BITMAP null bitmap; ERROR_FAILURE, with uCount stored and no
+/// palette, for a count outside 1 to 256 or without memory.
 R_API R_INT R_SetBitmapNewPalette(BITMAPHANDLE* pBitmap, const RGBQUAD* pPalette, R_UINT uCount) R_NOEXCEPT;
+/// Gives pDst a copy of pSrc's palette, or none and nColors 0 where pSrc has none.
+/// ERROR_INV_PARAMETER null; ERROR_INV_STRUCT_SIZE; ERROR_FAILURE, with pSrc's count and no palette, as above.
 R_API R_INT R_CopyBitmapPalette(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc) R_NOEXCEPT;
-/// 1 when the entries both have agree in red, green and blue, else 0.
+/// 1 when the entries that both have agree in red, green and blue, else 0.
 R_API R_INT R_CompareBitmapToPalette(BITMAPHANDLE* pBitmap, const RGBQUAD* pPalette, R_UINT uCount) R_NOEXCEPT;
 /// 0 not gray, 1 an even ramp from black, 2 an even ramp from white, 3 gray but no such ramp;
 /// ERROR_INV_PARAMETER for null.
@@ -62,7 +68,11 @@ R_API R_UINT R_FindPaletteIndex(const RGBQUAD* pPalette, R_UINT uCount, R_INT nR
                                 R_INT nBlue) R_NOEXCEPT;
 /// The index the platform's palette objects answer for an RGB colour in this bitmap's palette; 0 when they cannot.
 R_API R_UINT R_GetNearestPaletteIndex(BITMAPHANDLE* pBitmap, COLORREF crColor) R_NOEXCEPT;
-/// Turns a colour value meant for pSrc into one for pDst.
+/// Turns a colour value meant for pSrc, which may be null, into one for pDst: RGB above 8 bits, else the index that
+/// R_GetNearestPaletteIndex gives. A palette index stands for pSrc's entry, or for black where there is none; it stays
+/// as it is where pDst has the same entry there. A gray level stays one in gray bitmaps, or becomes the index of its
+/// value in the look-up table that is in use; elsewhere it is the gray of its bits 8 to 15. A null pDst changes
+/// nothing.
 R_API COLORREF R_TranslateBitmapColor(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, COLORREF crColor) R_NOEXCEPT;
 /// The RGB colour that a colour value stands for in this bitmap; 0 for a null bitmap or a record of another size.
 R_API COLORREF R_GetTrueColorValue(BITMAPHANDLE* pBitmap, COLORREF crColor) R_NOEXCEPT;
@@ -79,7 +89,8 @@ R_API R_UINT R_GetPaletteEntries(HPALETTE hPalette, R_INT nStart, R_UINT uCount,
 R_API R_UINT R_SetPaletteEntries(HPALETTE hPalette, R_INT nStart, R_UINT uCount, const RGBQUAD* pPalette) R_NOEXCEPT;
 R_API HPALETTE R_DupPalette(HPALETTE hPalette) R_NOEXCEPT;
 R_API HPALETTE R_DupBitmapPalette(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
-/// Gives the bitmap the entries of an object of 2 to 256.
+/// Gives the bitmap the entries of an object of 2 to 256. Bitmap checks; ERROR_INV_PARAMETER another object;
+/// ERROR_FAILURE no memory, and no palette then.
 R_API R_INT R_SetBitmapPalette(BITMAPHANDLE* pBitmap, HPALETTE hPalette) R_NOEXCEPT;
 /// The screen's own palette where the screen has one, else null.
 R_API HPALETTE R_CreateSystemPalette(void) R_NOEXCEPT;
