@@ -184,7 +184,12 @@ TEST(ThreadSettings, WithoutASlotAllThreadsShareOneBlock)
         });
         EXPECT_EQ(live.counts().heap, 0);
     }
-    detach(); // the next process starts from the defaults, with a slot
+    detach();
+    {
+        const FailingAllocation fault(1, kFailSlots);
+        EXPECT_EQ(R_GetDefaultXResolution(), 150); // nothing is left of the last time
+    }
+    detach();
     EXPECT_EQ(R_GetDefaultXResolution(), 150);
     ThreadSettings* const here = &threadSettings();
     onFreshThread([here] { EXPECT_NE(&threadSettings(), here); });

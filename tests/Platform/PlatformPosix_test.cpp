@@ -13,6 +13,7 @@
 #include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 using rv::gSystemPlatform;
 using rv::MemoryStatus;
@@ -133,12 +134,19 @@ private:
     rlimit before_{};
 };
 
-TEST(PosixMemory, IsCutToTheProcessesOwnLimits)
+/// The first and the sixth of the process's sizes: its address space and its data, in bytes.
+std::pair<uint64_t, uint64_t> spaceAndData()
 {
-    const auto page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
     std::ifstream statm("/proc/self/statm");
     uint64_t space = 0, skip = 0, data = 0;
     statm >> space >> skip >> skip >> skip >> skip >> data;
+    const auto page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
+    return {space * page, data * page};
+}
+
+TEST(PosixMemory, IsCutToTheProcessesOwnLimits)
+{
+    const auto [space, data] = spaceAndData();
     const auto expectLeft = [](uint64_t limit) {
         const MemoryStatus status = gSystemPlatform.memoryStatus();
         EXPECT_LE(status.totalPhysical + status.totalPageFile, limit);
@@ -147,25 +155,31 @@ TEST(PosixMemory, IsCutToTheProcessesOwnLimits)
         EXPECT_LE(left, 300 * kMiB);
     };
     {
-        const uint64_t limit = space * page + 256 * kMiB;
+        const uint64_t limit = space + 256 * kMiB;
         const Limit lowered(RLIMIT_AS, limit);
         expectLeft(limit);
     }
     {
-        const uint64_t limit = data * page + 256 * kMiB;
+        const uint64_t limit = data + 256 * kMiB;
         const Limit lowered(RLIMIT_DATA, limit);
         expectLeft(limit);
     }
 }
 
-TEST(PosixPages, OfBigBlocksStartWhereHugePagesDo)
+// One length is made up to whole huge pages, one is not: there the system may answer with any address.
+TEST(PosixPages, OfBigBlocksStartWhereHugePagesDoAndTakeNoMoreThanTheyNeed)
 {
-    void* pages[4];
-    for (void*& block : pages) {
-        block = gSystemPlatform.createPages(5 * kMiB + 31);
-        EXPECT_EQ(reinterpret_cast<uintptr_t>(gSystemPlatform.mapPages(block)) % (2 * kMiB), 0u);
+    for (const uint64_t bytes : {5 * kMiB + 31, 4 * kMiB + kMiB / 2}) {
+        const uint64_t before = spaceAndData().first;
+        void* pages[8];
+        for (void*& block : pages) {
+            block = gSystemPlatform.createPages(bytes);
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(gSystemPlatform.mapPages(block)) % (2 * kMiB), 0u) << bytes;
+        }
+        EXPECT_LE(spaceAndData().first - before, 8 * (bytes + kMiB) + kMiB) << bytes;
+        for (void* const block : pages) gSystemPlatform.closePages(block);
+        EXPECT_LE(spaceAndData().first, before + kMiB) << bytes;
     }
-    for (void* const block : pages) gSystemPlatform.closePages(block);
 }
 
 /// What a function writes to standard error.
