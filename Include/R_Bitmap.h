@@ -162,15 +162,17 @@ R_PACK_BEGIN
 typedef struct BITMAPHANDLEDATACALLBACKS {
     R_UINT uStructSize; ///< 84
     void* pUserData;
-    ALLOCATEBITMAPDATACALLBACK AllocateBitmapDataCallback;         ///< before the pixels are placed
-    FREEBITMAPDATACALLBACK FreeBitmapDataCallback;                 ///< before the pixels are freed
-    BEGINCOPYBITMAPDATACALLBACK BeginCopyBitmapDataCallback;       ///< when a copy begins
-    ENDCOPYBITMAPDATACALLBACK EndCopyBitmapDataCallback;           ///< when that copy ends
-    ACCESSBITMAPCALLBACK AccessBitmapCallback;                     ///< on the outermost access
-    ACCESSBITMAPCALLBACK ReleaseBitmapCallback;                    ///< on the outermost release
-    BITMAPROWCOLCALLBACK GetBitmapRowColCallback;                  ///< before every row read
-    BITMAPROWCOLCALLBACK PutBitmapRowColCallback;                  ///< before every row write
-    GETBITMAPSCRATCHBUFFERCALLBACK GetBitmapScratchBufferCallback; ///< scratch memory for a row operation
+    ALLOCATEBITMAPDATACALLBACK AllocateBitmapDataCallback;   ///< before the pixels are placed
+    FREEBITMAPDATACALLBACK FreeBitmapDataCallback;           ///< before the pixels are freed
+    BEGINCOPYBITMAPDATACALLBACK BeginCopyBitmapDataCallback; ///< when a copy begins
+    ENDCOPYBITMAPDATACALLBACK EndCopyBitmapDataCallback;     ///< when that copy ends
+    ACCESSBITMAPCALLBACK AccessBitmapCallback;               ///< on the outermost access
+    ACCESSBITMAPCALLBACK ReleaseBitmapCallback;              ///< on the outermost release
+    BITMAPROWCOLCALLBACK GetBitmapRowColCallback;            ///< before every row read
+    BITMAPROWCOLCALLBACK PutBitmapRowColCallback;            ///< before every row write
+    /// Scratch memory for an operation that cannot use rows in place: 2 with *ppBuffer a block of uBytes bytes, another
+    /// for every call, the kernel's to use until the bitmap's release; 1 lets the kernel take its own.
+    GETBITMAPSCRATCHBUFFERCALLBACK GetBitmapScratchBufferCallback;
 } R_PACKED BITMAPHANDLEDATACALLBACKS;
 R_PACK_END
 
@@ -192,7 +194,7 @@ typedef R_INT (*ALLOCATECALLBACK)(ALLOCATIONINFO* pInfo, void* pUserData);
 
 /// Fills a record: uStructSize 284 or 228, nWidth and nHeight in pixels, nBitsPerPixel one of the fourteen depths.
 /// Three zeros make an empty record. Allocates nothing. The record's former content is not looked at.
-/// Errors: ERROR_INV_PARAMETER null; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE negative or half-empty size;
+/// Errors: ERROR_INV_PARAMETER null; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE negative, or callbacks for no pixels;
 /// ERROR_INV_BITS_PER_PIXEL; ERROR_NO_MEMORY more than 0xFFFF0000 bytes in a 228-byte record, which is zeroed.
 R_API R_INT R_InitBitmap(BITMAPHANDLE* pBitmap, R_UINT uStructSize, R_INT nWidth, R_INT nHeight,
                          R_INT nBitsPerPixel) R_NOEXCEPT;
@@ -218,7 +220,8 @@ R_API R_INT R_CreateBitmapWithCallbacks(BITMAPHANDLE* pBitmap, R_UINT uStructSiz
 /// Places the pixels of an initialised record; they start as zeros. uMemory is a set of MEM_ flags: what does not
 /// fit in conventional memory goes to tiles or to a temporary file unless the flags forbid it.
 /// Errors: ERROR_INV_PARAMETER null or a set of flags that makes no sense; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE no
-/// pixels; ERROR_FAILURE no memory; ERROR_MEMORY_LIMIT; what a callback answers.
+/// pixels, or rows that the size does not cover; ERROR_FAILURE no memory; ERROR_MEMORY_LIMIT; what a callback answers.
+/// A record's earlier pixels are not freed: they may be another record's by now.
 R_API R_INT R_AllocateBitmap(BITMAPHANDLE* pBitmap, R_UINT uMemory) R_NOEXCEPT;
 /// Frees the pixels and all else the record owns. The geometry stays, so that the record can be allocated again.
 /// Harmless on an initialised record without pixels, a null pointer or a record of another size.
@@ -233,7 +236,8 @@ R_API R_INT R_SetAllocateBitmapCallback(ALLOCATECALLBACK pfnCallback, void* pUse
                                         void** ppOldUserData) R_NOEXCEPT;
 
 /// The extra block: bytes of the caller's that live and die with the bitmap. uFlags is 0.
-/// Errors: ERROR_INV_BITMAP null; ERROR_INV_PARAMETER flags; ERROR_FAILURE no memory.
+/// Errors: ERROR_INV_BITMAP null; ERROR_INV_STRUCT_SIZE; ERROR_INV_PARAMETER flags; ERROR_NULL_PTR a size without
+/// data; ERROR_FAILURE no memory, and the former block is gone.
 R_API R_INT R_AllocateBitmapExtraData(BITMAPHANDLE* pBitmap, R_UINT uFlags, R_SIZE uSize) R_NOEXCEPT;
 R_API R_INT R_FreeBitmapExtraData(BITMAPHANDLE* pBitmap, R_UINT uFlags) R_NOEXCEPT;
 /// Gives pDst a copy of pSrc's block.
@@ -244,11 +248,13 @@ R_API R_INT R_GetBitmapExtraData(BITMAPHANDLE* pBitmap, R_UINT uFlags, void** pp
 R_API R_INT R_SetBitmapExtraData(BITMAPHANDLE* pBitmap, R_UINT uFlags, R_SIZE uSize, const void* pData) R_NOEXCEPT;
 
 /// Points a bitmap of the caller's memory at a new block of exactly the bitmap's size (null: at none).
+/// Errors: ERROR_INV_BITMAP null; ERROR_INV_STRUCT_SIZE; ERROR_INV_PARAMETER another size, or a bitmap whose pixels
+/// are the kernel's, which would be lost.
 R_API R_INT R_SetBitmapDataPointer(BITMAPHANDLE* pBitmap, void* pData, R_UINT64 uDataSize) R_NOEXCEPT;
 
 /// Changes the number of rows of an allocated bitmap. Rows that remain keep their pixels; new ones are zero.
 /// Errors: ERROR_INV_BITMAP; ERROR_INV_STRUCT_SIZE; ERROR_INV_PARAMETER locked or borrowed pixels; ERROR_INV_SIZE
-/// negative; ERROR_FAILURE no memory, and the bitmap is as it was.
+/// negative; ERROR_INV_BITS_PER_PIXEL; ERROR_FAILURE no memory, and the bitmap is as it was.
 R_API R_INT R_ChangeBitmapHeight(BITMAPHANDLE* pBitmap, R_INT nHeight) R_NOEXCEPT;
 
 /// Compares two records, then their pixels and tables. *pbEqual says whether they are equal; pszText (uTextChars
@@ -271,7 +277,7 @@ R_API R_INT R_SetMemoryThresholds(R_INT nReserve, R_INT64 nMaxConvSize, R_INT64 
                                   R_INT nConvBuffers, R_UINT uFlags) R_NOEXCEPT;
 R_API R_INT R_GetMemoryThresholds(R_INT* pnReserve, R_INT64* pnMaxConvSize, R_INT64* pnTileSize, R_INT* pnConvTiles,
                                   R_INT* pnConvBuffers) R_NOEXCEPT;
-/// MEM_CONVENTIONAL or MEM_DISK; per thread.
+/// MEM_CONVENTIONAL or MEM_DISK, else ERROR_INV_PARAMETER; per thread.
 R_API R_INT R_SetDefaultMemoryType(R_UINT uType) R_NOEXCEPT;
 R_API R_UINT R_GetDefaultMemoryType(void) R_NOEXCEPT;
 /// The resolution of new bitmaps of this thread; a value below 1 stands for 150. Returns the former value.
@@ -280,7 +286,8 @@ R_API R_INT R_SetDefaultYResolution(R_INT nResolution) R_NOEXCEPT;
 R_API R_INT R_GetDefaultXResolution(void) R_NOEXCEPT;
 R_API R_INT R_GetDefaultYResolution(void) R_NOEXCEPT;
 /// The size above which a single bitmap goes to disk, in the whole process. A null record sets none, -1 the value
-/// the process started with.
+/// the process started with. Errors: ERROR_INV_PARAMETER a null record to fill, another negative value;
+/// ERROR_INV_STRUCT_SIZE.
 R_API R_INT R_GetGlobalMemoryThresholds(GLOBALMEMORYTHRESHOLDS* pThresholds, R_UINT uStructSize) R_NOEXCEPT;
 R_API R_INT R_SetGlobalMemoryThresholds(const GLOBALMEMORYTHRESHOLDS* pThresholds) R_NOEXCEPT;
 
@@ -301,6 +308,7 @@ R_API R_INT R_ManageMemory(R_UINT uCommand, R_UINT64 uValue, R_UINT64* pResult) 
 /// Tells where a bitmap's pixels live: *puMemory is 1 conventional, 4 tiled, 128 disk, 512 compressed,
 /// 1024 super-compressed. For tiled ones also the tile's bytes, the tiles, those in conventional memory, the most
 /// views that may be open at once and those open now. Every pointer but puMemory may be null.
+/// Errors: ERROR_INV_BITMAP null or without pixels; ERROR_INV_STRUCT_SIZE; ERROR_INV_PARAMETER null puMemory.
 R_API R_INT R_GetBitmapMemoryInfo(BITMAPHANDLE* pBitmap, R_UINT* puMemory, R_UINT64* puTileSize, R_UINT* puTotalTiles,
                                   R_UINT* puConvTiles, R_UINT* puMaxTileViews, R_UINT* puTileViews) R_NOEXCEPT;
 
@@ -309,6 +317,7 @@ R_API R_INT R_GetBitmapMemoryInfo(BITMAPHANDLE* pBitmap, R_UINT* puMemory, R_UIN
 /// room for callbacks; ERROR_INV_SIZE; ERROR_FAILURE no memory.
 R_API R_INT R_SetBitmapDataCallbacks(BITMAPHANDLE* pBitmap, const BITMAPHANDLEDATACALLBACKS* pCallbacks) R_NOEXCEPT;
 /// Returns a copy of the attached record; one with null members where none is attached.
+/// Errors: ERROR_INV_PARAMETER null; ERROR_INV_STRUCT_SIZE the bitmap.
 R_API R_INT R_GetBitmapDataCallbacks(BITMAPHANDLE* pBitmap, BITMAPHANDLEDATACALLBACKS* pCallbacks) R_NOEXCEPT;
 
 /// Makes the pixels addressable; nests. pBitmap is not checked.

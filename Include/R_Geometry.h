@@ -19,7 +19,8 @@ R_API STATUSCALLBACK R_GetCopyStatusCallBack(void** ppUserData) R_NOEXCEPT;
 /// Turn the displayed image upside down, or mirror it left to right, by moving pixels in place. All memory is taken
 /// before the first pixel moves; an aborted or failed call leaves whole rows, old or new.
 /// Errors: ERROR_INV_PARAMETER null (R_FlipBitmap: or no pixels); ERROR_INV_BITMAP no pixels; ERROR_INV_STRUCT_SIZE;
-/// ERROR_INV_SIZE rows that cannot hold the width; ERROR_FAILURE no memory; a progress callback's answer.
+/// ERROR_INV_SIZE rows that cannot hold the width; ERROR_INV_BITS_PER_PIXEL; ERROR_FAILURE no memory; a progress
+/// callback's answer; a region hook's, when the pixels have moved and the region could not.
 R_API R_INT R_FlipBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 R_API R_INT R_ReverseBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 

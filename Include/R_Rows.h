@@ -19,8 +19,9 @@ R_API R_SSIZE R_PutBitmapRowCol(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow
 /// Writes pieces of a row; pixels between the pieces keep their value, at every depth.
 /// pRow       pixels packed as in the bitmap; the first is that of column nCol
 /// pSegments  uSegments pieces in columns of the bitmap; each is cut to the row and to columns from nCol on
-/// Returns SUCCESS; ERROR_INV_PARAMETER null pointers or a row or column outside; ERROR_INV_STRUCT_SIZE;
-/// ERROR_INV_BITMAP no pixels; ERROR_INV_SIZE a record whose rows cannot hold its width; ERROR_FAILURE no memory.
+/// Returns SUCCESS; ERROR_INV_PARAMETER null pointers, a row outside or a negative column; ERROR_INV_STRUCT_SIZE;
+/// ERROR_INV_SIZE a record whose rows cannot hold its width; ERROR_INV_BITS_PER_PIXEL; ERROR_INV_BITMAP no pixels;
+/// ERROR_FAILURE no memory.
 R_API R_INT R_PutBitmapRowSegments(BITMAPHANDLE* pBitmap, const void* pRow, R_INT nRow, R_INT nCol,
                                    const R_SEGMENT* pSegments, R_UINT uSegments) R_NOEXCEPT;
 

@@ -179,6 +179,71 @@ TEST(Segments, RefuseHostileRecords)
     R_FreeBitmap(&wrapped);
 }
 
+TEST(HostileRecords, NeverLeadOutsideTheirBlocks)
+{
+    for (const R_UINT size : {BITMAPHANDLE_SIZE, BITMAPHANDLE_SIZE_SHORT}) {
+        const GuardedRecord p(size); // a size field that wraps when the block's slack is added, and one too small
+        for (const R_UINT64 bytes : {~R_UINT64{19}, R_UINT64{16}}) {
+            ASSERT_EQ(R_InitBitmap(p, size, 1000, 1000, 8), SUCCESS);
+            p->Size = bytes;
+            if (size == BITMAPHANDLE_SIZE) p->Size64 = bytes;
+            EXPECT_NE(R_AllocateBitmap(p, MEM_TILED), SUCCESS);
+            EXPECT_EQ(p->Flags & FLAG_ALLOCATED, 0u);
+        }
+    }
+    Scene scene;
+    scene.structSize = BITMAPHANDLE_SIZE_SHORT;
+    const TestBitmap brief(scene);
+    const R_UINT64 bytes = brief->Size;
+    brief->Height = 400;
+    brief->Size = 0xFFFF0001;
+    EXPECT_EQ(R_FlipBitmap(brief.get()), ERROR_INV_SIZE) << "no short record has so many bytes";
+    brief->Height = scene.height;
+    brief->Size = bytes;
+    const R_UINT64 offset = brief->DataOffset;
+    brief->DataOffset = ~R_UINT64{0} - 64 * 70;
+    EXPECT_NE(R_ChangeBitmapHeight(brief.get(), 12), SUCCESS);
+    brief->DataOffset = offset;
+
+    BITMAPHANDLE tiled{};
+    R_InitBitmap(&tiled, BITMAPHANDLE_SIZE, 5, 5, 8);
+    tiled.Flags |= FLAG_ALLOCATED | FLAG_CONVENTIONAL_MEMORY | FLAG_TILED; // and no tiles
+    uint8_t row[8];
+    EXPECT_EQ(R_GetBitmapRowCol(&tiled, row, 0, 1, 4), 4) << "a piece of a tiled row knows no failed read";
+    EXPECT_EQ(R_PutBitmapRowCol(&tiled, row, 0, 1, 4), ERROR_FAILURE);
+    EXPECT_LT(R_GetBitmapRow(&tiled, row, 0, 4), 0);
+}
+
+TEST(ScratchCallback, GivesTheMemoryOfStagedRows)
+{
+    struct Scratch {
+        R_INT answer = SUCCESS;
+        std::vector<std::vector<uint8_t>> blocks;
+    } scratch;
+    Scene scene;
+    scene.home = Home::callbacks;
+    const TestBitmap p(scene);
+    BITMAPHANDLEDATACALLBACKS callbacks;
+    ASSERT_EQ(R_GetBitmapDataCallbacks(p.get(), &callbacks), SUCCESS);
+    const std::vector<uint8_t> before = p.pixels();
+    static Scratch* given;
+    given = &scratch;
+    callbacks.GetBitmapScratchBufferCallback = [](BITMAPHANDLE*, void** buffer, R_SIZE bytes, void*) {
+        *buffer = given->blocks.emplace_back(bytes).data();
+        return given->answer;
+    };
+    ASSERT_EQ(R_SetBitmapDataCallbacks(p.get(), &callbacks), SUCCESS);
+    for (const R_INT answer : {SUCCESS, SUCCESS_ABORT}) {
+        scratch.answer = answer;
+        EXPECT_EQ(R_FlipBitmap(p.get()), SUCCESS);
+    }
+    EXPECT_EQ(p.pixels(), before);
+    EXPECT_EQ(scratch.blocks.size(), 4u) << "two rows at once, each in memory of its own";
+    scratch.answer = -8;
+    EXPECT_EQ(R_FlipBitmap(p.get()), -8);
+    EXPECT_EQ(p.pixels(), before);
+}
+
 TEST(BitCopy, EveryOffsetAndLength)
 {
     std::mt19937 random(5);

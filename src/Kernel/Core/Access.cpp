@@ -37,11 +37,17 @@ void unlockPixels(BITMAPHANDLE* pBitmap) noexcept
     pBitmap->Addr.Pointer = nullptr;
 }
 
+/// Counts in a way that a hostile count cannot overflow.
+void count(BITMAPHANDLE* pBitmap, R_INT step) noexcept
+{
+    pBitmap->nLockCount = static_cast<R_INT>(static_cast<R_UINT>(pBitmap->nLockCount) + static_cast<R_UINT>(step));
+}
+
 /// One level deeper, for a record that counts: 1 when this is the outermost access.
 bool enterOutermost(BITMAPHANDLE* pBitmap) noexcept
 {
     if (lockCountDiagnostics() && pBitmap->nLockCount < 0) traceLockCount("R_AccessBitmap", pBitmap->nLockCount, "\n");
-    pBitmap->nLockCount = pBitmap->nLockCount + 1;
+    count(pBitmap, 1);
     return pBitmap->nLockCount <= 1;
 }
 
@@ -49,7 +55,7 @@ bool enterOutermost(BITMAPHANDLE* pBitmap) noexcept
 bool leaveOutermost(BITMAPHANDLE* pBitmap) noexcept
 {
     if (lockCountDiagnostics() && pBitmap->nLockCount < 1) traceLockCount("R_ReleaseBitmap", pBitmap->nLockCount, "\n");
-    pBitmap->nLockCount = pBitmap->nLockCount - 1;
+    count(pBitmap, -1);
     return pBitmap->nLockCount <= 0;
 }
 
@@ -72,12 +78,12 @@ Status access(BITMAPHANDLE* pBitmap) noexcept
         const R_INT answer = callback(pBitmap, callbacks->pUserData);
         if (answer == SUCCESS_ABORT) return SUCCESS;
         if (answer != SUCCESS) {
-            pBitmap->nLockCount = pBitmap->nLockCount - 1;
+            count(pBitmap, -1);
             return answer;
         }
     }
     const Status locked = lockPixels(pBitmap);
-    if (!locked.ok()) pBitmap->nLockCount = pBitmap->nLockCount - 1;
+    if (!locked.ok()) count(pBitmap, -1);
     return locked;
 }
 
@@ -136,8 +142,10 @@ R_INT R_ReleaseBitmap(BITMAPHANDLE* pBitmap) noexcept
 R_INT R_IntAccessBitmap(BITMAPHANDLE* pBitmap, R_INT* pbAccessed) noexcept
 {
     if (pBitmap == nullptr || pbAccessed == nullptr) return ERROR_NULL_PTR;
+    // A record without a count cannot nest: the access that found the block locked must not be the one to unlock it.
+    const bool othersLock = !hasCallbackSlot(pBitmap) && hasMovablePixels(pBitmap, true);
     const Status accessed = access(pBitmap);
-    *pbAccessed = accessed.ok();
+    *pbAccessed = accessed.ok() && !othersLock;
     return accessed;
 }
 

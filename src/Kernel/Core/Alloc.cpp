@@ -125,7 +125,8 @@ Status givePalette(BITMAPHANDLE* pBitmap, const Creation& creation) noexcept
 /// of its own.
 Status takeCallersPixels(BITMAPHANDLE* pBitmap, const Creation& creation) noexcept
 {
-    if (creation.memory != MEM_USER || creation.data == nullptr || (pBitmap->Flags & FLAG_MIRROR) == 0) return SUCCESS;
+    if ((creation.memory & MEM_USER) == 0 || creation.data == nullptr || (pBitmap->Flags & FLAG_MIRROR) == 0)
+        return SUCCESS;
     if (!hasCallbackPixels(pBitmap) && pixelBytes(pBitmap) != creation.dataBytes) return ERROR_INV_PARAMETER;
     pBitmap->Addr.Pointer = creation.data;
     return SUCCESS;
@@ -235,13 +236,13 @@ Status allocatePixels(BITMAPHANDLE* pBitmap, R_UINT memory, void* data) noexcept
 {
     if (pBitmap == nullptr) return ERROR_INV_PARAMETER;
     R_TRY(checkStructSize(pBitmap));
-    if (pixelBytes(pBitmap) == 0) return ERROR_INV_SIZE;
+    if (pixelBytes(pBitmap) == 0 || !holdsRows(pBitmap)) return ERROR_INV_SIZE;
     R_TRY(checkPixelLicence(pBitmap));
     R_TRY(checkStarted());
     R_TRY(askAllocateHook(pBitmap, &memory, data));
     memory = normalisedMemory(pBitmap, memory);
-    clearPlacement(pBitmap);
     if (!isMemorySet(memory)) return ERROR_INV_PARAMETER;
+    clearPlacement(pBitmap);
     bool supplied = false;
     if (const Status asked = askAllocateCallback(pBitmap, &memory, data, &supplied); !asked.ok()) {
         clearPlacement(pBitmap);

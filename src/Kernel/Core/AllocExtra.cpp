@@ -90,7 +90,8 @@ R_INT R_CopyBitmapHandle(BITMAPHANDLE* pDst, const BITMAPHANDLE* pSrc, R_UINT uS
     if (!isStructSize(pSrc->uStructSize) || !isStructSize(uStructSize)) return ERROR_INV_STRUCT_SIZE;
     if (pDst == nullptr) return SUCCESS;
     // The smaller of the two, whichever way the copy goes: a record never claims fields that it was not given.
-    const R_UINT size = std::min<R_UINT>(pSrc->uStructSize, uStructSize);
+    const R_UINT sourceSize = pSrc->uStructSize;
+    const R_UINT size = std::min(sourceSize, uStructSize);
     std::memmove(static_cast<void*>(pDst), pSrc, size);
     pDst->uStructSize = size;
     return SUCCESS;

@@ -50,6 +50,7 @@ R_INT R_ChangeBitmapHeight(BITMAPHANDLE* pBitmap, R_INT nHeight) noexcept
 
     // The stored size includes the offset of row 0, as the block does.
     const R_UINT64 bytes = R_UINT64{pBitmap->BytesPerLine} * static_cast<R_UINT64>(nHeight) + pBitmap->DataOffset;
+    if (bytes < pBitmap->DataOffset) return ERROR_INV_SIZE;
     if (store == &linearStore() && (flags & FLAG_GLOBAL) != 0)
         R_TRY(changeMovableHeight(pBitmap, bytes));
     else

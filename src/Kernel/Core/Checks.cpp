@@ -9,20 +9,25 @@ namespace {
 bool sizeTellsRows(const BITMAPHANDLE* p) noexcept
 {
     if ((p->Flags & (FLAG_COMPRESSED | FLAG_SUPER_COMPRESSED)) != 0) return false;
-    return hasSize64(p) || p->Size < kShortRecordMaxSize;
+    return hasSize64(p) || p->Size != kShortRecordMaxSize;
 }
 
 } // namespace
 
+bool holdsRows(const BITMAPHANDLE* p) noexcept
+{
+    const R_UINT64 rowBytes = p->BytesPerLine;
+    return p->Height >= 0 && (!sizeTellsRows(p) || rowBytes * static_cast<R_UINT64>(p->Height) <= pixelBytes(p));
+}
+
 Status checkWalkable(const BITMAPHANDLE* p) noexcept
 {
     const R_INT bits = p->BitsPerPixel;
-    if (!isDepth(bits)) return ERROR_INV_BITS_PER_PIXEL;
     if (p->Width < 0 || p->Height < 0) return ERROR_INV_SIZE;
+    if (!isDepth(bits)) return ERROR_INV_BITS_PER_PIXEL;
     const R_UINT64 rowBytes = p->BytesPerLine;
     if (packedBytes(p->Width, bits) > rowBytes) return ERROR_INV_SIZE;
-    if (sizeTellsRows(p) && rowBytes * static_cast<R_UINT64>(p->Height) > pixelBytes(p)) return ERROR_INV_SIZE;
-    return SUCCESS;
+    return holdsRows(p) ? SUCCESS : ERROR_INV_SIZE;
 }
 
 } // namespace rv

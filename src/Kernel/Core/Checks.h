@@ -67,9 +67,12 @@ inline R_UINT readableColors(const BITMAPHANDLE* p) noexcept { return p->pPalett
 /// The highest significant bit of a sample.
 inline R_INT highBit(const BITMAPHANDLE* p) noexcept { return p->HighBit < 0 ? p->BitsPerPixel - 1 : p->HighBit; }
 
+/// Whether the size fields cover the rows, where they tell.
+bool holdsRows(const BITMAPHANDLE* p) noexcept;
+
 /// Whether an operation may walk the record's pixels: a known depth, no negative size, rows that hold their width,
 /// and, for linear placements, a block that holds the rows. A record that is not so is never walked, whoever wrote
-/// it. ERROR_INV_BITS_PER_PIXEL, ERROR_INV_SIZE.
+/// it. ERROR_INV_SIZE, ERROR_INV_BITS_PER_PIXEL.
 Status checkWalkable(const BITMAPHANDLE* p) noexcept;
 
 } // namespace rv

@@ -3,6 +3,7 @@
 #include "Common/Text.h"
 #include "Kernel/Core/Access.h"
 #include "Kernel/Core/Checks.h"
+#include "Kernel/Core/Palette.h"
 #include "Kernel/Core/RowCursor.h"
 #include "R_Bitmap.h"
 
@@ -131,7 +132,8 @@ Status compareAccessedRows(BITMAPHANDLE* first, BITMAPHANDLE* second, R_INT rows
 /// Compares rows until two differ. ERROR_FAILURE: no memory for a row.
 Status compareRows(BITMAPHANDLE* first, BITMAPHANDLE* second, bool* differ) noexcept
 {
-    const R_INT rows = std::min<R_INT>(first->Height, second->Height);
+    const R_INT height = first->Height, otherHeight = second->Height;
+    const R_INT rows = std::min(height, otherHeight);
     if (first->BytesPerLine != second->BytesPerLine || rows <= 0) return SUCCESS;
     *differ = hasRows(first, rows) != hasRows(second, rows);
     if (*differ || !hasRows(first, rows)) return SUCCESS;
@@ -157,8 +159,9 @@ void compareRecords(Report& report, const BITMAPHANDLE* first, const BITMAPHANDL
     for (const Field& field : kGeometry) report.field(field, first, second);
     report.block("R_GetBitmapRow", rowsDiffer);
     compareFlags(report, first->Flags, second->Flags);
-    if (report.field(kColours, first, second))
-        report.table("pPalette", first->pPalette, second->pPalette, R_SIZE{first->nColors} * sizeof(RGBQUAD));
+    const R_UINT colours = first->nColors;
+    if (report.field(kColours, first, second)) // a palette has no more entries, whatever the record says
+        report.table("pPalette", first->pPalette, second->pPalette, std::min(colours, kMaxColours) * sizeof(RGBQUAD));
     for (const Field& field : kDisplay) report.field(field, first, second);
     if (report.field(kLutLength, first, second))
         report.table("pLUT", first->pLUT, second->pLUT, R_SIZE{first->LUTLength} * sizeof(RGBQUAD));

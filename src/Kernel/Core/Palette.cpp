@@ -135,7 +135,8 @@ R_INT R_PutBitmapColors(BITMAPHANDLE* pBitmap, R_INT nFirst, R_UINT uCount, cons
 {
     R_TRY(checkAllocated(pBitmap, ERROR_INV_BITMAP));
     R_TRY(checkStructSize(pBitmap));
-    const R_UINT colours = std::min<R_UINT>(pBitmap->nColors, kMaxColours);
+    const R_UINT counted = pBitmap->nColors;
+    const R_UINT colours = std::min(counted, kMaxColours);
     if (pPalette == nullptr || nFirst < 0 || R_INT64{nFirst} + uCount > colours || pBitmap->BitsPerPixel > 8)
         return ERROR_INV_PARAMETER;
     if (pBitmap->pPalette == nullptr && colours != 0) {

@@ -66,8 +66,8 @@ Status checkPixel(const BITMAPHANDLE* pBitmap, R_INT row, R_INT column) noexcept
 {
     if (pBitmap == nullptr) return ERROR_INV_PARAMETER;
     R_TRY(checkStructSize(pBitmap));
-    R_TRY(checkAllocated(pBitmap, ERROR_INV_BITMAP));
     R_TRY(checkWalkable(pBitmap));
+    R_TRY(checkAllocated(pBitmap, ERROR_INV_BITMAP));
     const bool inside = row >= 0 && row < pBitmap->Height && column >= 0 && column < pBitmap->Width;
     return inside ? SUCCESS : ERROR_INV_PARAMETER;
 }

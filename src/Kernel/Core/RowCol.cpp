@@ -20,37 +20,55 @@ R_INT64 columnOffset(const BITMAPHANDLE* pBitmap, R_INT column) noexcept
     return column == 0 ? 0 : columnByte(column, pBitmap->BitsPerPixel);
 }
 
-} // namespace
-
-R_SSIZE readRow(BITMAPHANDLE* pBitmap, void* bytes, R_INT row, R_INT column, R_SIZE count) noexcept
+/// Asks a row callback; 0 leaves the row to the store, anything else is the row call's answer.
+R_SSIZE askCallback(BITMAPHANDLE* pBitmap, BITMAPROWCOLCALLBACK BITMAPHANDLEDATACALLBACKS::*member, void* bytes,
+                    R_INT row, R_INT column, R_SIZE count) noexcept
 {
     const BITMAPHANDLEDATACALLBACKS* const callbacks = dataCallbacks(pBitmap);
-    if (callbacks != nullptr) {
-        if (const BITMAPROWCOLCALLBACK get = callbacks->GetBitmapRowColCallback; get != nullptr) {
-            const R_INT answer = get(pBitmap, bytes, row, column, count, callbacks->pUserData);
-            if (answer != 0) return answer;
-        }
-    }
+    if (callbacks == nullptr) return 0;
+    const BITMAPROWCOLCALLBACK callback = callbacks->*member;
+    return callback != nullptr ? callback(pBitmap, bytes, row, column, count, callbacks->pUserData) : 0;
+}
+
+R_SSIZE askToRead(BITMAPHANDLE* pBitmap, void* bytes, R_INT row, R_INT column, R_SIZE count) noexcept
+{
+    return askCallback(pBitmap, &BITMAPHANDLEDATACALLBACKS::GetBitmapRowColCallback, bytes, row, column, count);
+}
+
+R_SSIZE askToWrite(BITMAPHANDLE* pBitmap, void* bytes, R_INT row, R_INT column, R_SIZE count) noexcept
+{
+    return askCallback(pBitmap, &BITMAPHANDLEDATACALLBACKS::PutBitmapRowColCallback, bytes, row, column, count);
+}
+
+R_SSIZE readStored(const BITMAPHANDLE* pBitmap, void* bytes, R_INT row, R_INT column, R_SIZE count) noexcept
+{
     const RowStore* const store = storeOf(pBitmap);
     if (store == nullptr) return ERROR_INV_BITMAP;
     R_TRY(store->read(slotsOf(pBitmap), shapeOf(pBitmap), bytes, row, columnOffset(pBitmap, column), count));
     return static_cast<R_SSIZE>(count);
 }
 
-R_SSIZE writeRow(BITMAPHANDLE* pBitmap, void* bytes, R_INT row, R_INT column, R_SIZE count) noexcept
+R_SSIZE writeStored(const BITMAPHANDLE* pBitmap, const void* bytes, R_INT row, R_INT column, R_SIZE count) noexcept
 {
-    const BITMAPHANDLEDATACALLBACKS* const callbacks = dataCallbacks(pBitmap);
-    if (callbacks != nullptr) {
-        if (const BITMAPROWCOLCALLBACK put = callbacks->PutBitmapRowColCallback; put != nullptr) {
-            const R_INT answer = put(pBitmap, bytes, row, column, count, callbacks->pUserData);
-            if (answer != 0) return answer;
-        }
-    }
     const RowStore* const store = storeOf(pBitmap);
     if (store == nullptr) return ERROR_INV_BITMAP;
     StoreSlots slots = slotsOf(pBitmap);
     R_TRY(store->write(slots, shapeOf(pBitmap), bytes, row, columnOffset(pBitmap, column), count));
     return static_cast<R_SSIZE>(count);
+}
+
+} // namespace
+
+R_SSIZE readRow(BITMAPHANDLE* pBitmap, void* bytes, R_INT row, R_INT column, R_SIZE count) noexcept
+{
+    const R_SSIZE answer = askToRead(pBitmap, bytes, row, column, count);
+    return answer != 0 ? answer : readStored(pBitmap, bytes, row, column, count);
+}
+
+R_SSIZE writeRow(BITMAPHANDLE* pBitmap, void* bytes, R_INT row, R_INT column, R_SIZE count) noexcept
+{
+    const R_SSIZE answer = askToWrite(pBitmap, bytes, row, column, count);
+    return answer != 0 ? answer : writeStored(pBitmap, bytes, row, column, count);
 }
 
 namespace {
@@ -63,6 +81,12 @@ Status checkRowCall(const BITMAPHANDLE* pBitmap, const void* pBuffer, const char
     if (lockCountDiagnostics() && hasCallbackSlot(pBitmap) && pBitmap->nLockCount < 1)
         traceLockCount(name, pBitmap->nLockCount, "\r\n");
     return SUCCESS;
+}
+
+/// Whether the tile store holds the pixels.
+bool isTiled(const BITMAPHANDLE* pBitmap) noexcept
+{
+    return (pBitmap->Flags & (FLAG_COMPRESSED | FLAG_TILED)) == FLAG_TILED;
 }
 
 /// The row is fetched once and written once, whatever the number of pieces.
@@ -103,13 +127,18 @@ R_SSIZE R_PutBitmapRow(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow, R_SIZE 
 R_SSIZE R_GetBitmapRowCol(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow, R_INT nCol, R_SIZE uBytes) noexcept
 {
     R_TRY(checkRowCall(pBitmap, pBuffer, "R_GetBitmapRowCol"));
-    return readRow(pBitmap, pBuffer, nRow, nCol, uBytes);
+    if (const R_SSIZE answer = askToRead(pBitmap, pBuffer, nRow, nCol, uBytes); answer != 0) return answer;
+    const R_SSIZE moved = readStored(pBitmap, pBuffer, nRow, nCol, uBytes);
+    // Kept: callers that read pieces of tiled rows know no failure there.
+    return moved < 0 && isTiled(pBitmap) ? static_cast<R_SSIZE>(uBytes) : moved;
 }
 
 R_SSIZE R_PutBitmapRowCol(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow, R_INT nCol, R_SIZE uBytes) noexcept
 {
     R_TRY(checkRowCall(pBitmap, pBuffer, "R_PutBitmapRowCol"));
-    return writeRow(pBitmap, pBuffer, nRow, nCol, uBytes);
+    if (const R_SSIZE answer = askToWrite(pBitmap, pBuffer, nRow, nCol, uBytes); answer != 0) return answer;
+    const R_SSIZE moved = writeStored(pBitmap, pBuffer, nRow, nCol, uBytes);
+    return moved < 0 && isTiled(pBitmap) ? ERROR_FAILURE : moved; // kept: one code for every failed tile
 }
 
 R_INT R_PutBitmapRowSegments(BITMAPHANDLE* pBitmap, const void* pRow, R_INT nRow, R_INT nCol,
@@ -117,8 +146,8 @@ R_INT R_PutBitmapRowSegments(BITMAPHANDLE* pBitmap, const void* pRow, R_INT nRow
 {
     if (pBitmap == nullptr || pRow == nullptr || (pSegments == nullptr && uSegments != 0)) return ERROR_INV_PARAMETER;
     R_TRY(checkStructSize(pBitmap));
-    R_TRY(checkAllocated(pBitmap, ERROR_INV_BITMAP));
     R_TRY(checkWalkable(pBitmap));
+    R_TRY(checkAllocated(pBitmap, ERROR_INV_BITMAP));
     if (nRow < 0 || nRow >= pBitmap->Height || nCol < 0) return ERROR_INV_PARAMETER;
     BitmapAccess access(pBitmap);
     R_TRY(access.status());

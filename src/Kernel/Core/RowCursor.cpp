@@ -66,8 +66,25 @@ RowCursor::RowCursor(BITMAPHANDLE* pBitmap, RowMode mode) noexcept
         base_ = store->borrow(slotsOf(pBitmap), shapeOf(pBitmap), 0);
         if (base_ != nullptr) return;
     }
-    staging_ = RowBuffer(pBitmap->BytesPerLine);
-    if (!staging_) status_ = ERROR_FAILURE;
+    status_ = takeStaging();
+}
+
+Status RowCursor::takeStaging() noexcept
+{
+    const BITMAPHANDLEDATACALLBACKS* const callbacks = dataCallbacks(bitmap_);
+    if (callbacks != nullptr && callbacks->GetBitmapScratchBufferCallback != nullptr) {
+        void* buffer = nullptr;
+        const R_INT answer =
+            callbacks->GetBitmapScratchBufferCallback(bitmap_, &buffer, bitmap_->BytesPerLine, callbacks->pUserData);
+        if (answer == SUCCESS_ABORT) {
+            scratch_ = static_cast<uint8_t*>(buffer);
+            return scratch_ != nullptr ? SUCCESS : ERROR_FAILURE;
+        }
+        if (answer != SUCCESS) return answer;
+    }
+    staging_ = RowBuffer(bitmap_->BytesPerLine);
+    scratch_ = staging_.data();
+    return staging_ ? SUCCESS : ERROR_FAILURE;
 }
 
 Status RowCursor::open(R_INT row) noexcept
@@ -78,7 +95,7 @@ Status RowCursor::open(R_INT row) noexcept
         data_ = this->row(row);
         return SUCCESS;
     }
-    data_ = staging_.data();
+    data_ = scratch_;
     if (mode_ == RowMode::write) return SUCCESS;
     return rowMoved(readRow(bitmap_, data_, row, 0, bitmap_->BytesPerLine), bitmap_->BytesPerLine);
 }

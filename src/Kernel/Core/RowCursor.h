@@ -23,7 +23,8 @@ public:
     RowCursor(const RowCursor&) = delete;
     RowCursor& operator=(const RowCursor&) = delete;
 
-    /// ERROR_FAILURE: no memory for the staging buffer. ERROR_INV_BITMAP: the bitmap has no pixels.
+    /// ERROR_FAILURE: no memory for the staging buffer. ERROR_INV_BITMAP: the bitmap has no pixels. Or what the
+    /// bitmap's scratch callback answers.
     Status status() const noexcept { return status_; }
 
     /// Whether rows are handed out in place. Their addresses then hold until the bitmap is released, several rows can
@@ -39,6 +40,8 @@ public:
     Status commit() noexcept;
 
 private:
+    Status takeStaging() noexcept;
+
     BITMAPHANDLE* bitmap_;
     RowMode mode_;
     R_INT64 rowBytes_;
@@ -46,6 +49,7 @@ private:
     uint8_t* data_ = nullptr;
     R_INT open_ = 0;
     RowBuffer staging_;
+    uint8_t* scratch_ = nullptr; // the staging buffer, or the bitmap's own callback's
     Status status_ = SUCCESS;
 };
 

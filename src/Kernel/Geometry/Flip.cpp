@@ -71,6 +71,7 @@ R_INT R_FlipBitmap(BITMAPHANDLE* pBitmap) noexcept
 R_INT R_IntFlipBitmap(BITMAPHANDLE* pBitmap) noexcept
 {
     R_TRY(checkAllocated(pBitmap, ERROR_INV_BITMAP));
+    R_TRY(checkStructSize(pBitmap));
     R_TRY(checkWalkable(pBitmap));
     {
         BitmapAccess access(pBitmap);

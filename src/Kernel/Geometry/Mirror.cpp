@@ -71,6 +71,7 @@ R_INT R_ReverseBitmap(BITMAPHANDLE* pBitmap) noexcept
 R_INT R_IntReverseBitmap(BITMAPHANDLE* pBitmap) noexcept
 {
     R_TRY(checkAllocated(pBitmap, ERROR_INV_BITMAP));
+    R_TRY(checkStructSize(pBitmap));
     R_TRY(checkWalkable(pBitmap));
     BitmapAccess access(pBitmap);
     R_TRY(access.status());

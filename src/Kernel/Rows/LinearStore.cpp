@@ -15,6 +15,7 @@ constexpr R_UINT64 kSlack = kAlignment - 1; // lets row 0 be aligned wherever th
 /// Maps a block of `bytes` bytes into slots. The conventional total is not its business.
 Status mapBlock(StoreSlots& slots, R_UINT64 bytes) noexcept
 {
+    if (bytes > UINT64_MAX - kSlack) return ERROR_FAILURE;
     void* const pages = platform().createPages(bytes + kSlack);
     if (pages == nullptr) return ERROR_FAILURE;
     void* const view = platform().mapPages(pages);
@@ -62,6 +63,7 @@ public:
 
     Status changeHeight(StoreSlots& slots, const StoreShape& shape, R_INT height) const noexcept override
     {
+        if (slots.dataOffset >= kAlignment) return ERROR_FAILURE; // never ours: the new block would be too short
         const R_UINT64 bytes = static_cast<R_UINT64>(shape.rowBytes) * static_cast<R_UINT64>(height) + slots.dataOffset;
         const R_UINT64 growth = bytes > shape.bytes ? bytes - shape.bytes : 0;
         if (growth > 0 && !reserveConventional(growth).ok()) return ERROR_FAILURE;
