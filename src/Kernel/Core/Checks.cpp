@@ -16,6 +16,7 @@ bool sizeTellsRows(const BITMAPHANDLE* p) noexcept
 
 bool holdsRows(const BITMAPHANDLE* p) noexcept
 {
+    if (!hasSize64(p) && p->Size > kShortRecordMaxSize) return false; // no short record was ever given that many
     const R_UINT64 rowBytes = p->BytesPerLine;
     return p->Height >= 0 && (!sizeTellsRows(p) || rowBytes * static_cast<R_UINT64>(p->Height) <= pixelBytes(p));
 }
