@@ -295,7 +295,7 @@ void mirrorOdd(uint8_t* target, const uint8_t* source, size_t width, const uint8
     const size_t bytes = (width * Bits + 7) / 8;
     size_t done = reverseLanes<L, Widest>(target, bytes);
     for (; bytes - done >= L::bytes; done += L::bytes) reverseLane<L>(target + done, L::bytes);
-    reverseLane<L>(target + done, bytes - done);
+    if (done < bytes) reverseLane<L>(target + done, bytes - done);
 }
 
 } // namespace
