@@ -20,24 +20,21 @@ R_INT64 columnOffset(const BITMAPHANDLE* pBitmap, R_INT column) noexcept
     return column == 0 ? 0 : columnByte(column, pBitmap->BitsPerPixel);
 }
 
-/// Asks a row callback; 0 leaves the row to the store, anything else is the row call's answer.
-R_SSIZE askCallback(BITMAPHANDLE* pBitmap, BITMAPROWCOLCALLBACK BITMAPHANDLEDATACALLBACKS::*member, void* bytes,
-                    R_INT row, R_INT column, R_SIZE count) noexcept
-{
-    const BITMAPHANDLEDATACALLBACKS* const callbacks = dataCallbacks(pBitmap);
-    if (callbacks == nullptr) return 0;
-    const BITMAPROWCOLCALLBACK callback = callbacks->*member;
-    return callback != nullptr ? callback(pBitmap, bytes, row, column, count, callbacks->pUserData) : 0;
-}
+// Ask a row callback; 0 leaves the row to the store, anything else is the row call's answer. The record is packed: a
+// pointer to one of its members would forget that.
 
 R_SSIZE askToRead(BITMAPHANDLE* pBitmap, void* bytes, R_INT row, R_INT column, R_SIZE count) noexcept
 {
-    return askCallback(pBitmap, &BITMAPHANDLEDATACALLBACKS::GetBitmapRowColCallback, bytes, row, column, count);
+    const BITMAPHANDLEDATACALLBACKS* const callbacks = dataCallbacks(pBitmap);
+    if (callbacks == nullptr || callbacks->GetBitmapRowColCallback == nullptr) return 0;
+    return callbacks->GetBitmapRowColCallback(pBitmap, bytes, row, column, count, callbacks->pUserData);
 }
 
 R_SSIZE askToWrite(BITMAPHANDLE* pBitmap, void* bytes, R_INT row, R_INT column, R_SIZE count) noexcept
 {
-    return askCallback(pBitmap, &BITMAPHANDLEDATACALLBACKS::PutBitmapRowColCallback, bytes, row, column, count);
+    const BITMAPHANDLEDATACALLBACKS* const callbacks = dataCallbacks(pBitmap);
+    if (callbacks == nullptr || callbacks->PutBitmapRowColCallback == nullptr) return 0;
+    return callbacks->PutBitmapRowColCallback(pBitmap, bytes, row, column, count, callbacks->pUserData);
 }
 
 R_SSIZE readStored(const BITMAPHANDLE* pBitmap, void* bytes, R_INT row, R_INT column, R_SIZE count) noexcept
