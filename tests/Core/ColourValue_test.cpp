@@ -98,6 +98,7 @@ TEST(TrueColour, LooksThroughPaletteAndTables)
     gray->BitsPerPixel = 16;
     small->uStructSize = 0;
     EXPECT_EQ(value(small, 0x010203), 0u);
+    small->uStructSize = BITMAPHANDLE_SIZE_SHORT;
     EXPECT_EQ(R_GetTrueColorValue(nullptr, 0x010203), 0u);
 }
 
