@@ -27,6 +27,7 @@ class CommandLine {
 public:
     CommandLine()
     {
+        app_.allow_windows_style_options(false); // /pictures/a.bmp is a path there too
         app_.set_version_flag("--version", "rvimg " RVIMG_VERSION "\nformats: " + formatNames());
         app_.require_subcommand(1);
         app_.footer("'rvimg COMMAND --help' tells more about a command.\n" + std::string(kExitCodes));

@@ -20,7 +20,7 @@ void noteComplaint(const char*, const char* format, va_list arguments)
     gComplaint = message;
 }
 
-/// Runs stream work inside a libtiff callback, which can only say that it failed.
+/// Runs stream work inside a libtiff callback, which can only answer that it has failed.
 template <class Result, class Work> Result bridged(Result failed, const Work& work)
 {
     try {
@@ -33,13 +33,14 @@ template <class Result, class Work> Result bridged(Result failed, const Work& wo
 
 template <class Stream> Stream& streamOf(thandle_t handle) { return *static_cast<Stream*>(handle); }
 
+/// A failure reads nothing: some callers in libtiff add the answer to a count, whatever it is.
 template <class Stream> tmsize_t readBytes(thandle_t handle, void* data, tmsize_t bytes)
 {
-    return bridged(tmsize_t{-1}, [=] {
+    return bridged(tmsize_t{0}, [=] {
         const size_t got = streamOf<Stream>(handle).read(data, static_cast<size_t>(bytes));
         // libtiff goes on without a field that it cannot read, be it the palette.
-        if (got < static_cast<size_t>(bytes)) throw Error("the file is truncated");
-        return bytes;
+        if (got < static_cast<size_t>(bytes) && gComplaint.empty()) gComplaint = "the file is truncated";
+        return static_cast<tmsize_t>(got);
     });
 }
 

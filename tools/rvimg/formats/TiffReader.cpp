@@ -156,98 +156,94 @@ class StoredRows {
 public:
     StoredRows(TIFF* tiff, const Fields& fields) : tiff_(tiff), f_(fields)
     {
-        bytes_.resize(f_.planeRowBytes() * f_.planes());
-        inOrder() ? openLines() : openChunks();
+        chunkRows_ = f_.tiled ? field<uint32_t>(tiff_, TIFFTAG_TILELENGTH, 0)
+                              : field<uint32_t>(tiff_, TIFFTAG_ROWSPERSTRIP, f_.height);
+        chunkRows_ = std::clamp<uint32_t>(chunkRows_, 1, f_.height);
+        interleaved_.resize(f_.planeRowBytes() * f_.planes());
+        if (f_.tiled)
+            measureTiles();
+        else if (TIFFScanlineSize64(tiff_) != f_.planeRowBytes())
+            throw Error("the TIFF file is corrupt: odd rows");
+        // Not filled with zeros: a hostile size costs nothing until there is something to put there.
+        band_ = std::make_unique_for_overwrite<uint8_t[]>(planeBytes() * f_.planes());
     }
 
     /// Row y, samples of all planes interleaved. Rows are asked for from the first to the last.
     const uint8_t* row(uint32_t y)
     {
-        if (inOrder()) {
-            require(TIFFReadScanline(tiff_, line_.data(), y) == 1, "a row cannot be read");
-            return line_.data();
-        }
-        if (y % tileRows_ == 0) readBand(y);
+        if (y % chunkRows_ == 0) readBand(y);
         if (f_.planes() == 1) return planeRow(0, y);
         const size_t sample = f_.bits / 8u;
         for (size_t plane = 0; plane < f_.planes(); ++plane) {
             const uint8_t* from = planeRow(plane, y);
-            uint8_t* to = bytes_.data() + plane * sample;
+            uint8_t* to = interleaved_.data() + plane * sample;
             for (size_t x = 0; x < f_.width; ++x, from += sample, to += sample * f_.planes())
                 std::memcpy(to, from, sample);
         }
-        return bytes_.data();
+        return interleaved_.data();
     }
 
 private:
-    bool inOrder() const { return !f_.tiled && f_.planes() == 1; }
-
-    void openLines()
+    size_t planeBytes() const { return f_.planeRowBytes() * chunkRows_; }
+    const uint8_t* planeRow(size_t plane, uint32_t y) const
     {
-        line_.resize(static_cast<size_t>(TIFFScanlineSize64(tiff_)));
-        if (line_.size() < bytes_.size()) throw Error("the TIFF file is corrupt: rows are too short");
+        return band_.get() + plane * planeBytes() + y % chunkRows_ * f_.planeRowBytes();
     }
 
-    void openChunks()
+    void measureTiles()
     {
-        tileRows_ = f_.tiled ? field<uint32_t>(tiff_, TIFFTAG_TILELENGTH, 0)
-                             : field<uint32_t>(tiff_, TIFFTAG_ROWSPERSTRIP, f_.height);
-        tileRows_ = std::clamp<uint32_t>(tileRows_, 1, f_.height);
-        tileWidth_ = f_.tiled ? field<uint32_t>(tiff_, TIFFTAG_TILEWIDTH, 0) : f_.width;
-        const auto chunk = static_cast<uint64_t>(f_.tiled ? TIFFTileSize64(tiff_) : TIFFStripSize64(tiff_));
-        const auto chunkRow = static_cast<uint64_t>(f_.tiled ? TIFFTileRowSize64(tiff_) : TIFFScanlineSize64(tiff_));
-        require(chunk > 0 && chunkRow > 0 && tileWidth_ > 0, "the TIFF file is corrupt: empty tiles");
+        tileWidth_ = field<uint32_t>(tiff_, TIFFTAG_TILEWIDTH, 0);
+        tileBytes_ = static_cast<uint64_t>(TIFFTileSize64(tiff_));
+        tileRowBytes_ = static_cast<uint64_t>(TIFFTileRowSize64(tiff_));
+        require(tileWidth_ > 0 && tileBytes_ > 0 && tileRowBytes_ > 0, "the TIFF file is corrupt: empty tiles");
         const bool wholeBytes = uint64_t{tileWidth_} * f_.planeSamples() * f_.bits % 8 == 0;
         require(tileWidth_ >= f_.width || wholeBytes, "the TIFF file is corrupt: tiles cut through bytes");
         // A tile is no larger than the picture it is cut from, but for what rounds it up.
         constexpr uint64_t kSlack = uint64_t{1} << 26;
-        if (chunk > uint64_t{f_.height} * f_.planeRowBytes() + kSlack)
-            throw Error("the TIFF file is corrupt: absurd tiles");
-        chunk_.resize(static_cast<size_t>(chunk));
-        chunkRowBytes_ = static_cast<size_t>(chunkRow);
-        band_.resize(f_.planeRowBytes() * tileRows_ * f_.planes());
-    }
-
-    const uint8_t* planeRow(size_t plane, uint32_t y) const
-    {
-        return band_.data() + (plane * tileRows_ + y % tileRows_) * f_.planeRowBytes();
+        const bool absurd = tileBytes_ > uint64_t{f_.height} * f_.planeRowBytes() + kSlack;
+        require(!absurd, "the TIFF file is corrupt: absurd tiles");
+        tile_ = std::make_unique_for_overwrite<uint8_t[]>(static_cast<size_t>(tileBytes_));
     }
 
     /// Reads the strips or tiles whose first row is y.
     void readBand(uint32_t y)
     {
-        const size_t rows = std::min(tileRows_, f_.height - y);
-        for (size_t plane = 0; plane < f_.planes(); ++plane)
-            for (uint32_t x = 0; x < f_.width; x += tileWidth_) {
-                readChunk(x, y, static_cast<uint16_t>(plane), rows);
-                const size_t at = size_t{x} * f_.planeSamples() * f_.bits / 8;
-                const size_t bytes = std::min(chunkRowBytes_, f_.planeRowBytes() - at);
-                uint8_t* to = band_.data() + plane * tileRows_ * f_.planeRowBytes() + at;
-                for (size_t row = 0; row < rows; ++row, to += f_.planeRowBytes())
-                    std::memcpy(to, chunk_.data() + row * chunkRowBytes_, bytes);
-                if (f_.width - x <= tileWidth_) break; // the next x could wrap
+        const uint32_t rows = std::min(chunkRows_, f_.height - y);
+        for (size_t plane = 0; plane < f_.planes(); ++plane) {
+            uint8_t* const to = band_.get() + plane * planeBytes();
+            const auto sample = static_cast<uint16_t>(plane);
+            if (f_.tiled) {
+                readTiles(y, sample, rows, to);
+                continue;
             }
+            const auto bytes = static_cast<tmsize_t>(f_.planeRowBytes() * rows);
+            require(TIFFReadEncodedStrip(tiff_, TIFFComputeStrip(tiff_, y, sample), to, bytes) == bytes,
+                    "a strip cannot be read");
+        }
     }
 
-    void readChunk(uint32_t x, uint32_t y, uint16_t plane, size_t rows)
+    void readTiles(uint32_t y, uint16_t plane, uint32_t rows, uint8_t* to)
     {
-        const auto all = static_cast<tmsize_t>(chunk_.size());
-        const tmsize_t got =
-            f_.tiled ? TIFFReadEncodedTile(tiff_, TIFFComputeTile(tiff_, x, y, 0, plane), chunk_.data(), all)
-                     : TIFFReadEncodedStrip(tiff_, TIFFComputeStrip(tiff_, y, plane), chunk_.data(), all);
-        throwIfInterrupted();
-        require(got >= static_cast<tmsize_t>(rows * chunkRowBytes_), "a strip or tile cannot be read");
+        for (uint64_t x = 0; x < f_.width; x += tileWidth_) {
+            const uint32_t tile = TIFFComputeTile(tiff_, static_cast<uint32_t>(x), y, 0, plane);
+            const auto bytes = static_cast<tmsize_t>(tileBytes_);
+            require(TIFFReadEncodedTile(tiff_, tile, tile_.get(), bytes) == bytes, "a tile cannot be read");
+            const size_t at = static_cast<size_t>(x * f_.planeSamples() * f_.bits / 8);
+            const size_t used = std::min<size_t>(tileRowBytes_, f_.planeRowBytes() - at);
+            for (uint32_t row = 0; row < rows; ++row)
+                std::memcpy(to + row * f_.planeRowBytes() + at, tile_.get() + row * tileRowBytes_, used);
+        }
     }
 
     TIFF* tiff_;
     Fields f_;
-    Row line_;  ///< of libtiff's own size
-    Row bytes_; ///< planes interleaved
-    Row chunk_; ///< one strip or tile
-    Row band_;  ///< whole rows of all planes
-    uint32_t tileRows_ = 1;
+    Row interleaved_;                 ///< a row of all planes
+    std::unique_ptr<uint8_t[]> band_; ///< the rows of a strip or of a row of tiles, plane after plane
+    std::unique_ptr<uint8_t[]> tile_;
+    uint32_t chunkRows_ = 1;
     uint32_t tileWidth_ = 0;
-    size_t chunkRowBytes_ = 0;
+    uint64_t tileBytes_ = 0;
+    uint64_t tileRowBytes_ = 0;
 };
 
 /// Pages whose samples only libtiff's conversion understands; it answers 8-bit colour.
