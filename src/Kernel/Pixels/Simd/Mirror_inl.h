@@ -149,10 +149,10 @@ void mirrorLoose(uint8_t* target, const uint8_t* source, size_t width, const uin
     using Loose = LooseBlock<Unit, Block>;
     size_t left = 0;
     size_t right = width * Unit;
-    if (right >= 4 * Loose::used) {
+    if (right >= sizeof(Block)) {
         Block first = load<Block>(source);
         Block last = load<Block>(source + right - sizeof(Block));
-        for (; right - left >= 4 * Loose::used; left += Loose::used, right -= Loose::used) {
+        for (; right - left >= 3 * Loose::used; left += Loose::used, right -= Loose::used) {
             const Block first2 = load<Block>(source + left + Loose::used);
             const Block last2 = load<Block>(source + right - Loose::used - sizeof(Block));
             __builtin_prefetch(next + 2 * left, 1);
@@ -161,7 +161,8 @@ void mirrorLoose(uint8_t* target, const uint8_t* source, size_t width, const uin
             first = first2;
             last = last2;
         }
-        // The last pair is loaded, and its place holds spilt bytes: it takes no more than its own.
+        // The last pair is loaded, and its place holds spilt bytes: it takes no more than its own. Where its ends
+        // overlap, they agree, and nothing is left between them.
         const Block toLeft = Loose::toLeft(last);
         const Block toRight = Loose::toRight(first);
         memcpy(target + left, &toLeft, Loose::used);
