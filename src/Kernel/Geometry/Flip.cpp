@@ -5,6 +5,7 @@
 #include "Kernel/Core/Checks.h"
 #include "Kernel/Core/Progress.h"
 #include "Kernel/Core/RowCursor.h"
+#include "Kernel/Geometry/Perspective.h"
 #include "Kernel/Pixels/Simd/Select.h"
 
 namespace rv {
@@ -83,18 +84,13 @@ R_INT R_IntFlipBitmap(BITMAPHANDLE* pBitmap) noexcept
 
 R_INT R_FlipBitmapViewPerspective(BITMAPHANDLE* pBitmap) noexcept
 {
-    if (pBitmap == nullptr) return ERROR_INV_PARAMETER;
-    R_TRY(checkStructSize(pBitmap));
-    R_TRY(R_IntFlushStartupBuffers(0) == SUCCESS ? SUCCESS : ERROR_FEATURE_LOCKED);
+    R_TRY(checkPerspectiveCall(pBitmap));
     return R_IntFlipBitmapViewPerspective(pBitmap);
 }
 
 R_INT R_IntFlipBitmapViewPerspective(BITMAPHANDLE* pBitmap) noexcept
 {
-    if (pBitmap == nullptr) return ERROR_INV_BITMAP;
-    constexpr R_INT flipped[] = {BOTTOM_LEFT, BOTTOM_RIGHT, TOP_RIGHT, TOP_LEFT,
-                                 LEFT_BOTTOM, RIGHT_BOTTOM, RIGHT_TOP, LEFT_TOP};
-    const R_INT perspective = pBitmap->ViewPerspective;
-    if (isViewPerspective(perspective)) pBitmap->ViewPerspective = flipped[perspective - TOP_LEFT];
-    return SUCCESS;
+    constexpr PerspectiveMap flipped = {BOTTOM_LEFT, BOTTOM_RIGHT, TOP_RIGHT, TOP_LEFT,
+                                        LEFT_BOTTOM, RIGHT_BOTTOM, RIGHT_TOP, LEFT_TOP};
+    return mapPerspective(pBitmap, flipped);
 }

@@ -7,6 +7,7 @@
 #include "Kernel/Core/Checks.h"
 #include "Kernel/Core/Progress.h"
 #include "Kernel/Core/RowCursor.h"
+#include "Kernel/Geometry/Perspective.h"
 #include "Kernel/Pixels/Simd/Select.h"
 
 namespace rv {
@@ -80,18 +81,13 @@ R_INT R_IntReverseBitmap(BITMAPHANDLE* pBitmap) noexcept
 
 R_INT R_ReverseBitmapViewPerspective(BITMAPHANDLE* pBitmap) noexcept
 {
-    if (pBitmap == nullptr) return ERROR_INV_PARAMETER;
-    R_TRY(checkStructSize(pBitmap));
-    R_TRY(R_IntFlushStartupBuffers(0) == SUCCESS ? SUCCESS : ERROR_FEATURE_LOCKED);
+    R_TRY(checkPerspectiveCall(pBitmap));
     return R_IntReverseBitmapViewPerspective(pBitmap);
 }
 
 R_INT R_IntReverseBitmapViewPerspective(BITMAPHANDLE* pBitmap) noexcept
 {
-    if (pBitmap == nullptr) return ERROR_INV_BITMAP;
-    constexpr R_INT reversed[] = {TOP_RIGHT, TOP_LEFT, BOTTOM_LEFT, BOTTOM_RIGHT,
-                                  RIGHT_TOP, LEFT_TOP, LEFT_BOTTOM, RIGHT_BOTTOM};
-    const R_INT perspective = pBitmap->ViewPerspective;
-    if (isViewPerspective(perspective)) pBitmap->ViewPerspective = reversed[perspective - TOP_LEFT];
-    return SUCCESS;
+    constexpr PerspectiveMap reversed = {TOP_RIGHT, TOP_LEFT, BOTTOM_LEFT, BOTTOM_RIGHT,
+                                         RIGHT_TOP, LEFT_TOP, LEFT_BOTTOM, RIGHT_BOTTOM};
+    return mapPerspective(pBitmap, reversed);
 }
