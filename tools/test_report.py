@@ -4,10 +4,11 @@
 usage: test_report.py DIR
 
 DIR has a folder for each configuration. In it, NAME.result holds a kind and an exit code; a gtest also leaves NAME.xml,
-and everything leaves NAME.log. Ends with failure when a test failed, a program ended badly, or a configuration ran
+and everything leaves NAME.log, from which the cases of a kind of that name are read. Ends with failure when a test failed, a program ended badly, or a configuration ran
 nothing.
 """
 import pathlib
+import re
 import sys
 import xml.etree.ElementTree
 
@@ -54,6 +55,25 @@ def count_cases(where, file, count):
             count.passed += 1
 
 
+def count_lines(where, log, count):
+    """Cases that are told in lines like GoogleTest's; what a case prints stands between its first and its last line."""
+    said = []
+    for line in log.read_text(errors="replace").splitlines():
+        verdict = re.match(r"\[ +(RUN|OK|FAILED|SKIPPED) +\] (\S.*?)( \(\d+ ms\))?$", line)
+        if verdict is None:
+            said.append(line)
+        elif verdict[1] == "RUN":
+            said = []
+        elif verdict[3]:  # without a time it is the list at the end
+            name = f"{where}: {verdict[2]}"
+            if verdict[1] == "OK":
+                count.passed += 1
+            elif verdict[1] == "SKIPPED":
+                count.skipped.append(f"{name}: {' '.join(said).removeprefix('skipped: ') or 'no reason given'}")
+            else:
+                count.failed.append(name + "".join("\n    " + text for text in said))
+
+
 def count_result(file):
     """What one program or check has to say."""
     count = Count()
@@ -62,6 +82,8 @@ def count_result(file):
     cases = file.with_suffix(".xml")
     if kind == "gtest" and cases.exists():
         count_cases(file.parent.name, cases, count)
+    elif kind == "cases":
+        count_lines(file.parent.name, file.with_suffix(".log"), count)
     elif kind == "check" and status == "0":
         count.passed = 1
     # A build counts only when it fails; a program that dies counts even if every test it told of passed.
