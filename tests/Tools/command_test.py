@@ -132,8 +132,7 @@ def full_disk(t):
     if os.name != "posix" or "wine" in t.command[0]:
         raise Skip("a file-size limit needs a POSIX system")
     t.ok("chart", "chart.ppm", "--size", "400x300")
-    for ending in ("bmp", "ppm", "png", "jpg", "tif"):
-        t.has({"tif": "tiff"}.get(ending, ending))
+    for ending in filter(t.offers, ("bmp", "ppm", "png", "jpg", "tif")):
         t.path("old." + ending).write_bytes(b"old")
         before = left(t)
         limited = ["sh", "-c", 'trap "" XFSZ; ulimit -f 20; exec "$@"', "sh", *t.command]

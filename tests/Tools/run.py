@@ -4,6 +4,7 @@
 usage: run.py --rvimg PROGRAM [--runner wine] [--filter TEXT] [--thorough]
 """
 import argparse
+import collections
 import os
 import pathlib
 import shutil
@@ -37,33 +38,38 @@ def main():
     parser.add_argument("--filter", default="", help="only cases whose name contains this")
     parser.add_argument("--thorough", action="store_true", help="more broken files")
     options = parser.parse_args()
-    broken_test.THOROUGH = options.thorough
+    broken_test.SAMPLES = 1500 if options.thorough else 12 if options.runner else 60
     program = os.path.abspath(options.rvimg)
     tool = support.Tool([options.runner, program] if options.runner else [program])
-    failed, skipped, passed = [], [], 0
+    failed, skipped, passed, absent = [], 0, 0, collections.Counter()
     for name, function in support.CASES:
         if options.filter not in name:
             continue
-        print(f"[ RUN      ] {name}", flush=True)
         started = time.monotonic()
         tool.fresh()
+        told, verdict = "", "       OK "
         try:
             function(tool)
             passed += 1
-            verdict = "[       OK ]"
+        except support.Absent as reason:
+            absent[reason.formats[0]] += 1
+            continue
         except support.Skip as reason:
-            skipped.append(name)
-            verdict = "[  SKIPPED ]"
-            print(f"skipped: {reason}")
+            skipped += 1
+            told, verdict = f"skipped: {reason}\n", "  SKIPPED "
         except Exception:  # noqa: BLE001: whatever it is, the case has failed
             failed.append(name)
-            verdict = "[  FAILED  ]"
-            traceback.print_exc(file=sys.stdout)
-        print(f"{verdict} {name} ({(time.monotonic() - started) * 1000:.0f} ms)", flush=True)
+            told, verdict = traceback.format_exc(), "  FAILED  "
+        took = (time.monotonic() - started) * 1000
+        print(f"[ RUN      ] {name}\n{told}[{verdict}] {name} ({took:.0f} ms)", flush=True)
+    for name, count in sorted(absent.items()):
+        skipped += 1
+        print(f"[ RUN      ] Formats.{name}\nskipped: this build has no {name}; {count} cases need it\n"
+              f"[  SKIPPED ] Formats.{name} (0 ms)")
     shutil.rmtree(tool.home, ignore_errors=True)
     for name in failed:
         print(f"[  FAILED  ] {name}")
-    print(f"{passed} passed, {len(failed)} failed" + (f", {len(skipped)} skipped" if skipped else ""))
+    print(f"{passed} passed, {len(failed)} failed" + (f", {skipped} skipped" if skipped else ""))
     return 1 if failed or not passed else 0
 
 

@@ -20,6 +20,13 @@ fs::path temporaryBeside(const fs::path& target)
     return target.parent_path() / name.str();
 }
 
+/// Names of what the process already has open; a file behind one cannot be exchanged for another.
+bool namesOpenFile(const fs::path& target)
+{
+    const std::string name = target.generic_string();
+    return name.starts_with("/dev/std") || name.starts_with("/dev/fd/") || name.starts_with("/proc/");
+}
+
 FileHandle createNew(const fs::path& path)
 {
 #if defined(_WIN32)
@@ -36,7 +43,7 @@ OutputFile::OutputFile(const fs::path& target) : target_(target)
     std::error_code ignored;
     const fs::file_status status = fs::status(target, ignored);
     if (fs::is_directory(status)) throw Error("is a directory");
-    if (fs::exists(status) && !fs::is_regular_file(status)) {
+    if (fs::exists(status) && (!fs::is_regular_file(status) || namesOpenFile(target))) {
         device_ = true;
         file_.reset(std::tmpfile());
     } else {
