@@ -5,9 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
-#include <cstring>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -19,9 +21,16 @@ namespace {
 /// Runs on a thread that has no settings yet.
 template <class Function> void onFreshThread(Function function) { std::thread(function).join(); }
 
+/// Runs on several threads at a time.
+template <class Function> void onThreads(int count, Function function)
+{
+    std::vector<std::thread> threads;
+    for (int i = 1; i <= count; ++i) threads.emplace_back(function, i);
+    for (std::thread& thread : threads) thread.join();
+}
+
 /// A library that nobody has used, for a test of the first use; ready for the other tests afterwards.
-class Unused {
-public:
+struct Unused : Scoped {
     Unused() { detach(); }
     ~Unused()
     {
@@ -29,66 +38,44 @@ public:
         attach();
         threadSettings();
     }
-    Unused(const Unused&) = delete;
-    Unused& operator=(const Unused&) = delete;
 };
 
-struct Thresholds {
-    R_INT reserve = 0;
-    R_INT64 maxConvSize = 0;
-    R_INT64 tileSize = 0;
-    R_INT convTiles = 0;
-    R_INT convBuffers = 0;
-    bool operator==(const Thresholds&) const = default;
-};
+/// Reserve, largest conventional size, tile size, conventional tiles, conventional buffers.
+using Thresholds = std::array<R_INT64, 5>;
 
 Thresholds thresholds()
 {
-    Thresholds t;
-    EXPECT_EQ(R_GetMemoryThresholds(&t.reserve, &t.maxConvSize, &t.tileSize, &t.convTiles, &t.convBuffers), SUCCESS);
-    return t;
+    R_INT reserve = 0, tiles = 0, buffers = 0;
+    R_INT64 size = 0, tileSize = 0;
+    EXPECT_EQ(R_GetMemoryThresholds(&reserve, &size, &tileSize, &tiles, &buffers), SUCCESS);
+    return {reserve, size, tileSize, tiles, buffers};
 }
 
 R_INT set(const Thresholds& t, R_UINT flags)
 {
-    return R_SetMemoryThresholds(t.reserve, t.maxConvSize, t.tileSize, t.convTiles, t.convBuffers, flags);
+    const auto small = [&](size_t i) { return static_cast<R_INT>(t[i]); };
+    return R_SetMemoryThresholds(small(0), t[1], t[2], small(3), small(4), flags);
 }
 
 constexpr R_UINT kAllThresholds = 31;
-
-TEST(ThreadSettings, StartWithTheDefaults)
-{
-    onFreshThread([] {
-        EXPECT_EQ(thresholds(), (Thresholds{0, 2147483647, 0, -100, 1}));
-        EXPECT_EQ(threadSettings().ditheringMethod, 7);
-        EXPECT_EQ(R_GetDefaultMemoryType(), MEM_CONVENTIONAL);
-        EXPECT_EQ(R_GetDefaultXResolution(), 150);
-        EXPECT_EQ(R_GetDefaultYResolution(), 150);
-        void* userData = &userData;
-        EXPECT_EQ(R_GetStatusCallBack(&userData), nullptr);
-        EXPECT_EQ(userData, nullptr);
-        EXPECT_EQ(R_GetCopyStatusCallBack(nullptr), nullptr);
-    });
-}
 
 TEST(ThreadSettings, BelongToOneThreadAndEndWithIt)
 {
     threadSettings();
     const LiveBlocks live;
     constexpr int kThreads = 4;
-    std::atomic<int> wrong{0}, ready{0};
-    std::vector<std::thread> threads;
-    for (int i = 1; i <= kThreads; ++i) {
-        threads.emplace_back([&, i] {
-            if (R_SetDefaultXResolution(i * 100) != 150) ++wrong;
-            R_SetMemoryThresholds(-i, 0, 0, 0, 0, THRESHOLD_RESERVE);
-            ++ready;
-            while (ready < kThreads) platform().sleep(1); // all blocks are alive now
-            if (R_GetDefaultXResolution() != i * 100 || threadSettings().reserve != -i) ++wrong;
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(wrong, 0);
+    std::atomic<int> ready{0};
+    onThreads(kThreads, [&](int i) {
+        EXPECT_EQ(R_SetDefaultXResolution(i * 100), 150);
+        EXPECT_EQ(R_SetDefaultYResolution(-i), 150);
+        R_SetMemoryThresholds(-i, 0, 0, 0, 0, THRESHOLD_RESERVE);
+        ++ready;
+        while (ready < kThreads) platform().sleep(1); // all blocks are alive now
+        EXPECT_EQ(R_GetDefaultXResolution(), i * 100);
+        EXPECT_EQ(R_SetDefaultYResolution(0), -i);
+        EXPECT_EQ(R_GetDefaultYResolution(), 0);
+        EXPECT_EQ(threadSettings().reserve, -i);
+    });
     EXPECT_EQ(R_GetDefaultXResolution(), 150);
     EXPECT_EQ(live.count(), 0) << live.text();
 }
@@ -96,48 +83,39 @@ TEST(ThreadSettings, BelongToOneThreadAndEndWithIt)
 TEST(ThreadSettings, ThresholdsAreTestedInOrderAndStoredUpToTheFirstRefusal)
 {
     onFreshThread([] {
-        const Thresholds defaults = thresholds();
-        const Thresholds least = {-100, -100, 0, -100, -100};
+        const Thresholds least = {-100, -100, 0, -100, -100}, wanted = {1, 2, 3, 4, 5},
+                         most = {0x7FFFFFFF, INT64_MAX, INT64_MAX, 0x7FFFFFFF, 0x7FFFFFFF};
         EXPECT_EQ(set(least, 0), SUCCESS);
-        EXPECT_EQ(thresholds(), defaults);
-        EXPECT_EQ(set({5, 6, 7, 8, 9}, THRESHOLD_TILE_SIZE | THRESHOLD_CONV_BUFFERS), SUCCESS);
-        EXPECT_EQ(thresholds(), (Thresholds{0, 2147483647, 7, -100, 9}));
-        EXPECT_EQ(set(least, kAllThresholds), SUCCESS);
-        EXPECT_EQ(thresholds(), least);
-        const Thresholds most = {0x7FFFFFFF, INT64_MAX, INT64_MAX, 0x7FFFFFFF, 0x7FFFFFFF};
-        EXPECT_EQ(set(most, kAllThresholds), SUCCESS);
-        EXPECT_EQ(thresholds(), most);
-
-        const auto refusal = [&](Thresholds wanted, const Thresholds& stored) {
+        EXPECT_EQ(thresholds(), (Thresholds{0, 2147483647, 0, -100, 1}));
+        for (const Thresholds& bound : {least, most}) {
+            EXPECT_EQ(set(bound, kAllThresholds), SUCCESS);
+            EXPECT_EQ(thresholds(), bound);
+        }
+        for (size_t wrong = 0; wrong < wanted.size(); ++wrong) {
+            Thresholds asked = wanted, stored = most;
+            asked[wrong] = least[wrong] - 1;
+            std::copy_n(wanted.begin(), wrong, stored.begin());
             set(most, kAllThresholds);
-            EXPECT_EQ(set(wanted, kAllThresholds), ERROR_INV_PARAMETER);
+            EXPECT_EQ(set(asked, kAllThresholds), ERROR_INV_PARAMETER);
             EXPECT_EQ(thresholds(), stored);
-        };
-        refusal({-101, 2, 3, 4, 5}, most);
-        refusal({1, -101, 3, 4, 5}, {1, most.maxConvSize, most.tileSize, most.convTiles, most.convBuffers});
-        refusal({1, 2, -1, 4, 5}, {1, 2, most.tileSize, most.convTiles, most.convBuffers});
-        refusal({1, 2, 3, -101, 5}, {1, 2, 3, most.convTiles, most.convBuffers});
-        refusal({1, 2, 3, 4, -101}, {1, 2, 3, 4, most.convBuffers});
-        EXPECT_EQ(set({-101, 2, 3, 4, 5}, kAllThresholds & ~THRESHOLD_RESERVE), SUCCESS); // not asked, not tested
+            EXPECT_EQ(set(asked, kAllThresholds & ~(1u << wrong)), SUCCESS); // not asked, not tested
+            stored = wanted;
+            stored[wrong] = most[wrong];
+            EXPECT_EQ(thresholds(), stored);
+        }
         EXPECT_EQ(R_GetMemoryThresholds(nullptr, nullptr, nullptr, nullptr, nullptr), SUCCESS);
     });
 }
 
-TEST(ThreadSettings, MemoryTypeIsOneOfTwoAndResolutionIsAnything)
+TEST(ThreadSettings, MemoryTypeIsOneOfTwo)
 {
     onFreshThread([] {
-        EXPECT_EQ(R_SetDefaultMemoryType(MEM_DISK), SUCCESS);
-        for (const R_UINT type : {0u, 2u, 4u, 129u, 0xFFFFFFFFu}) {
-            EXPECT_EQ(R_SetDefaultMemoryType(type), ERROR_INV_PARAMETER) << type;
+        for (const R_UINT type : {R_UINT{MEM_DISK}, R_UINT{MEM_CONVENTIONAL}}) {
+            EXPECT_EQ(R_SetDefaultMemoryType(type), SUCCESS);
+            for (const R_UINT wrong : {0u, 2u, 4u, 129u, 0xFFFFFFFFu})
+                EXPECT_EQ(R_SetDefaultMemoryType(wrong), ERROR_INV_PARAMETER) << wrong;
+            EXPECT_EQ(R_GetDefaultMemoryType(), type);
         }
-        EXPECT_EQ(R_GetDefaultMemoryType(), MEM_DISK);
-        EXPECT_EQ(R_SetDefaultMemoryType(MEM_CONVENTIONAL), SUCCESS);
-
-        EXPECT_EQ(R_SetDefaultXResolution(-5), 150);
-        EXPECT_EQ(R_SetDefaultXResolution(0), -5);
-        EXPECT_EQ(R_SetDefaultYResolution(300), 150);
-        EXPECT_EQ(R_GetDefaultXResolution(), 0);
-        EXPECT_EQ(R_GetDefaultYResolution(), 300);
     });
 }
 
@@ -147,21 +125,26 @@ R_INT otherStatus(R_INT, void*) { return 0; }
 TEST(ThreadSettings, CallbacksAreTwoPairs)
 {
     onFreshThread([] {
+        using Pair = std::pair<STATUSCALLBACK, void*>;
         int data = 0, otherData = 0;
-        STATUSCALLBACK oldCallback = anyStatus;
-        void* oldData = &data;
-        EXPECT_EQ(R_SetStatusCallBack(anyStatus, &data, &oldCallback, &oldData), SUCCESS);
-        EXPECT_EQ(oldCallback, nullptr);
-        EXPECT_EQ(oldData, nullptr);
-        EXPECT_EQ(R_SetCopyStatusCallBack(otherStatus, &otherData, nullptr, nullptr), SUCCESS);
-        EXPECT_EQ(R_GetStatusCallBack(&oldData), anyStatus);
-        EXPECT_EQ(oldData, &data);
-        EXPECT_EQ(R_SetCopyStatusCallBack(nullptr, nullptr, &oldCallback, &oldData), SUCCESS);
-        EXPECT_EQ(oldCallback, otherStatus);
-        EXPECT_EQ(oldData, &otherData);
-        EXPECT_EQ(R_SetStatusCallBack(nullptr, nullptr, &oldCallback, &oldData), SUCCESS);
-        EXPECT_EQ(oldCallback, anyStatus);
-        EXPECT_EQ(oldData, &data);
+        const auto got = [](auto get) {
+            Pair pair;
+            pair.first = get(&pair.second);
+            return pair;
+        };
+        const auto replaced = [](auto set, const Pair& by) {
+            Pair old{otherStatus, &old};
+            EXPECT_EQ(set(by.first, by.second, &old.first, &old.second), SUCCESS);
+            return old;
+        };
+        const Pair none, status{anyStatus, &data}, copy{otherStatus, &otherData};
+        EXPECT_EQ(replaced(R_SetStatusCallBack, status), none);
+        EXPECT_EQ(R_SetCopyStatusCallBack(copy.first, copy.second, nullptr, nullptr), SUCCESS);
+        EXPECT_EQ(got(R_GetStatusCallBack), status);
+        EXPECT_EQ(got(R_GetCopyStatusCallBack), copy);
+        EXPECT_EQ(replaced(R_SetCopyStatusCallBack, none), copy);
+        EXPECT_EQ(replaced(R_SetStatusCallBack, none), status);
+        EXPECT_EQ(R_GetCopyStatusCallBack(nullptr), nullptr);
     });
 }
 
@@ -169,26 +152,19 @@ TEST(ThreadSettings, CallbacksAreTwoPairs)
 TEST(ThreadSettings, WithoutASlotAllThreadsShareOneBlock)
 {
     const Unused fresh;
-    {
-        const LiveBlocks live;
+    const LiveBlocks live;
+    for (const int resolution : {72, 73}) { // nothing is left of the last time
         const FailingAllocation fault(1, kFailSlots);
         ThreadSettings* const here = &threadSettings();
         ASSERT_TRUE(fault.happened());
-        EXPECT_EQ(here->xResolution, 150);
-        R_SetDefaultXResolution(72);
-        onFreshThread([here] {
+        EXPECT_EQ(R_SetDefaultXResolution(resolution), 150);
+        onFreshThread([=] {
             EXPECT_EQ(&threadSettings(), here);
-            EXPECT_EQ(R_GetDefaultXResolution(), 72);
+            EXPECT_EQ(R_GetDefaultXResolution(), resolution);
         });
-        EXPECT_EQ(live.counts().heap, 0);
+        EXPECT_EQ(live.count(kHeap), 0);
+        detach();
     }
-    detach();
-    {
-        const FailingAllocation fault(1, kFailSlots);
-        EXPECT_EQ(R_GetDefaultXResolution(), 150); // nothing is left of the last time
-    }
-    detach();
-    EXPECT_EQ(R_GetDefaultXResolution(), 150);
     ThreadSettings* const here = &threadSettings();
     onFreshThread([here] { EXPECT_NE(&threadSettings(), here); });
 }
@@ -221,10 +197,9 @@ TEST(System, LeavesNothingBehindWhenDetached)
     const Unused fresh;
     const LiveBlocks live;
     for (int round = 0; round < 3; ++round) {
+        const PretendDiagnostics wanted(round == 1); // asked when attached, and never again
         attach();
         threadSettings();
-        EXPECT_EQ(live.counts().heap, 1);
-        EXPECT_EQ(live.counts().slots, 1);
         R_ManageMemory(MANAGE_GET_LIMIT, 0, nullptr);
         std::atomic<int> stage{0};
         std::thread living([&stage] {
@@ -233,29 +208,19 @@ TEST(System, LeavesNothingBehindWhenDetached)
             while (stage != 2) gSystemPlatform.sleep(1);
         });
         while (stage != 1) gSystemPlatform.sleep(1);
-        detach(); // while a thread still has its block
-        EXPECT_EQ(live.count(), 0) << live.text();
-        EXPECT_EQ(live.counts().systemLocks, 0);
-        detach(); // again, and there is nothing to do
+        EXPECT_EQ(live.count(kHeap), 2);
+        EXPECT_EQ(live.count(kSlots), 1);
+        EXPECT_EQ(live.count(kSystemLocks), 2); // made anew each time
+        for (int detached = 0; detached < 2; ++detached) { // while a thread still has its block; again for nothing
+            detach();
+            EXPECT_EQ(live.count(), 0) << live.text();
+            EXPECT_EQ(live.count(kSystemLocks), 0);
+        }
         stage = 2;
         living.join();
         EXPECT_EQ(live.count(), 0) << live.text();
+        EXPECT_EQ(lockCountDiagnostics(), round == 1);
     }
-}
-
-TEST(System, AsksForTheDiagnosticsWhenAttachedAndNeverAgain)
-{
-    const Unused fresh;
-    {
-        const PretendDiagnostics wanted(true);
-        attach();
-    }
-    EXPECT_TRUE(lockCountDiagnostics());
-    detach();
-    const PretendDiagnostics unwanted(false);
-    EXPECT_TRUE(lockCountDiagnostics());
-    attach();
-    EXPECT_FALSE(lockCountDiagnostics());
 }
 
 constinit LazyLock lazyLock;
@@ -265,137 +230,115 @@ TEST(LazyLock, IsMadeOnceByWhoeverComesFirstAndAgainAfterDetach)
     const Unused fresh;
     for (int round = 0; round < 5; ++round) {
         int count = 0;
-        std::atomic<bool> go{false};
-        std::vector<std::thread> threads;
-        for (int i = 0; i < 4; ++i) {
-            threads.emplace_back([&] {
-                while (!go) std::this_thread::yield();
-                for (int step = 0; step < 2000; ++step) {
-                    const LockGuard guard(lazyLock);
-                    const LockGuard again(lazyLock);
-                    ++count;
-                }
-            });
-        }
-        go = true;
-        for (std::thread& thread : threads) thread.join();
+        std::atomic<int> ready{0};
+        onThreads(4, [&](int) {
+            for (++ready; ready < 4;) std::this_thread::yield();
+            for (int step = 0; step < 2000; ++step) {
+                const LockGuard guard(lazyLock), again(lazyLock);
+                ++count;
+            }
+        });
         EXPECT_EQ(count, 8000);
         detach();
     }
 }
 
 /// The process's conventional memory from nothing, and as it was afterwards.
-class FreshLimits {
-public:
+struct FreshLimits : Scoped {
     FreshLimits()
     {
-        R_ManageMemory(MANAGE_GET_TOTAL, 0, &total_);
-        R_ManageMemory(MANAGE_RELEASE, total_, nullptr);
-        R_ManageMemory(MANAGE_SET_LIMIT, 0, &limit_);
+        R_ManageMemory(MANAGE_GET_TOTAL, 0, &total);
+        R_ManageMemory(MANAGE_RELEASE, total, nullptr);
+        R_ManageMemory(MANAGE_SET_LIMIT, 0, &limit);
     }
     ~FreshLimits()
     {
         R_UINT64 now = 0;
         R_ManageMemory(MANAGE_GET_TOTAL, 0, &now);
-        R_ManageMemory(MANAGE_RELEASE, now - total_, nullptr); // wraps where it must
-        R_ManageMemory(MANAGE_SET_LIMIT, limit_, nullptr);
+        R_ManageMemory(MANAGE_RELEASE, now - total, nullptr); // wraps where it must
+        R_ManageMemory(MANAGE_SET_LIMIT, limit, nullptr);
     }
-    FreshLimits(const FreshLimits&) = delete;
-    FreshLimits& operator=(const FreshLimits&) = delete;
-
-private:
-    R_UINT64 total_ = 0;
-    R_UINT64 limit_ = 0;
+    R_UINT64 total = 0, limit = 0;
 };
-
-R_UINT64 manage(R_UINT command, R_UINT64 value = 0, R_INT status = SUCCESS)
-{
-    R_UINT64 result = 0xDEAD;
-    EXPECT_EQ(R_ManageMemory(command, value, &result), status) << command << ", " << value;
-    return result;
-}
-
-constexpr R_UINT64 kNoLimit = 0x7FFFFFFFFFFFFFFF;
 
 TEST(ManageMemory, ReservesUpToTheLimit)
 {
     const FreshLimits fresh;
-    EXPECT_EQ(manage(MANAGE_GET_AVAILABLE, UINT64_MAX), kNoLimit);
-    EXPECT_EQ(manage(MANAGE_RESERVE, 800), 0xDEADu); // has no result
-    EXPECT_EQ(manage(MANAGE_SET_LIMIT, 1000), 0u);
-    EXPECT_EQ(manage(MANAGE_GET_LIMIT), 1000u);
-    EXPECT_EQ(manage(MANAGE_GET_AVAILABLE, 200), 200u);
-    EXPECT_EQ(manage(MANAGE_GET_AVAILABLE, 201, ERROR_MEMORY_LIMIT), 200u);
-    manage(MANAGE_RESERVE, 201, ERROR_MEMORY_LIMIT);
-    EXPECT_EQ(manage(MANAGE_GET_TOTAL), 800u);
-    manage(MANAGE_RESERVE, 200);
-    EXPECT_EQ(manage(MANAGE_GET_AVAILABLE), 1u); // nothing is left, and 0 bytes would fit
-    EXPECT_EQ(manage(MANAGE_GET_AVAILABLE, 1, ERROR_MEMORY_LIMIT), 1u);
-    EXPECT_EQ(manage(MANAGE_SET_LIMIT, 500), 1000u); // below what is held
-    EXPECT_EQ(manage(MANAGE_GET_AVAILABLE, 0, ERROR_MEMORY_LIMIT), 1u);
-    EXPECT_EQ(manage(MANAGE_SET_LIMIT, 0), 500u);
-    manage(MANAGE_RESERVE, 1);
-    EXPECT_EQ(manage(MANAGE_GET_TOTAL), 1001u);
-
-    // A sum that wraps fits nowhere, limit or none.
-    manage(MANAGE_RESERVE, UINT64_MAX, ERROR_MEMORY_LIMIT);
-    manage(MANAGE_SET_LIMIT, UINT64_MAX);
-    manage(MANAGE_RESERVE, UINT64_MAX - 1000, ERROR_MEMORY_LIMIT);
-    manage(MANAGE_RESERVE, UINT64_MAX - 1001);
-    manage(MANAGE_RELEASE, UINT64_MAX);
-    EXPECT_EQ(manage(MANAGE_GET_TOTAL), 0u);
-    manage(MANAGE_RELEASE, 3); // unchecked
-    EXPECT_EQ(manage(MANAGE_GET_TOTAL), UINT64_MAX - 2);
-}
-
-TEST(ManageMemory, NeedsItsPointerForTheTotalAlone)
-{
-    const FreshLimits fresh;
-    for (R_UINT command = MANAGE_SET_LIMIT; command <= MANAGE_GET_AVAILABLE; ++command) {
-        EXPECT_EQ(R_ManageMemory(command, 0, nullptr), command == MANAGE_GET_TOTAL ? ERROR_NULL_PTR : SUCCESS);
+    constexpr R_UINT64 kNone = 0xDEAD;
+    const struct {
+        R_UINT command;
+        R_UINT64 value, result;
+        R_INT status = SUCCESS;
+    } steps[] = {
+        {MANAGE_GET_AVAILABLE, UINT64_MAX, 0x7FFFFFFFFFFFFFFF},
+        {MANAGE_RESERVE, 800, kNone},
+        {MANAGE_SET_LIMIT, 1000, 0},
+        {MANAGE_GET_LIMIT, 0, 1000},
+        {MANAGE_GET_AVAILABLE, 200, 200},
+        {MANAGE_GET_AVAILABLE, 201, 200, ERROR_MEMORY_LIMIT},
+        {MANAGE_RESERVE, 201, kNone, ERROR_MEMORY_LIMIT},
+        {MANAGE_GET_TOTAL, 0, 800},
+        {MANAGE_RESERVE, 200, kNone},
+        {MANAGE_GET_AVAILABLE, 0, 1}, // nothing is left, and 0 bytes would fit
+        {MANAGE_GET_AVAILABLE, 1, 1, ERROR_MEMORY_LIMIT},
+        {MANAGE_SET_LIMIT, 500, 1000}, // below what is held
+        {MANAGE_GET_AVAILABLE, 0, 1, ERROR_MEMORY_LIMIT},
+        {MANAGE_SET_LIMIT, 0, 500},
+        {MANAGE_RESERVE, 1, kNone},
+        // A sum that wraps fits nowhere, limit or none.
+        {MANAGE_RESERVE, UINT64_MAX, kNone, ERROR_MEMORY_LIMIT},
+        {MANAGE_SET_LIMIT, UINT64_MAX, 0},
+        {MANAGE_RESERVE, UINT64_MAX - 1000, kNone, ERROR_MEMORY_LIMIT},
+        {MANAGE_RESERVE, UINT64_MAX - 1001, kNone},
+        {MANAGE_RELEASE, UINT64_MAX, kNone},
+        {MANAGE_GET_TOTAL, 0, 0},
+        {MANAGE_RELEASE, 3, kNone}, // unchecked
+        {MANAGE_GET_TOTAL, 0, UINT64_MAX - 2},
+        {6, 7, kNone, ERROR_FEATURE_NOT_SUPPORTED},
+    };
+    for (const auto& [command, value, wanted, status] : steps) {
+        R_UINT64 result = kNone;
+        EXPECT_EQ(R_ManageMemory(command, value, &result), status) << command << ", " << value;
+        EXPECT_EQ(result, wanted) << command << ", " << value;
     }
-    EXPECT_EQ(manage(6, 7, ERROR_FEATURE_NOT_SUPPORTED), 0xDEADu);
+    for (R_UINT command = MANAGE_SET_LIMIT; command <= MANAGE_GET_AVAILABLE; ++command)
+        EXPECT_EQ(R_ManageMemory(command, 0, nullptr), command == MANAGE_GET_TOTAL ? ERROR_NULL_PTR : SUCCESS);
 }
 
 TEST(ManageMemory, CountsWhatTheStoresTakeOnAnyThread)
 {
     const FreshLimits fresh;
-    manage(MANAGE_SET_LIMIT, 4000);
+    R_ManageMemory(MANAGE_SET_LIMIT, 4000, nullptr);
     std::atomic<int> taken{0};
-    const auto take = [&taken] {
-        for (int i = 0; i < 3000; ++i) {
-            if (reserveConventional(1).ok()) ++taken;
-        }
-    };
-    std::thread one(take), two(take);
-    one.join();
-    two.join();
+    onThreads(2, [&taken](int) {
+        for (int i = 0; i < 3000; ++i) taken += reserveConventional(1).ok();
+    });
     EXPECT_EQ(taken, 4000);
     EXPECT_EQ(reserveConventional(1), ERROR_MEMORY_LIMIT);
     returnConventional(3999);
-    EXPECT_EQ(manage(MANAGE_GET_TOTAL), 1u);
+    R_UINT64 total = 0;
+    EXPECT_EQ(R_ManageMemory(MANAGE_GET_TOTAL, 0, &total), SUCCESS);
+    EXPECT_EQ(total, 1u);
 }
 
 TEST(GlobalThreshold, IsCheckedBeforeItIsStored)
 {
-    GLOBALMEMORYTHRESHOLDS record{GLOBALMEMORYTHRESHOLDS_SIZE, 5000};
-    EXPECT_EQ(R_SetGlobalMemoryThresholds(&record), SUCCESS);
-    EXPECT_EQ(globalBitmapThreshold(), 5000);
-    record.nThreshold = -2;
-    EXPECT_EQ(R_SetGlobalMemoryThresholds(&record), ERROR_INV_PARAMETER);
-    record.uStructSize = 16;
-    EXPECT_EQ(R_SetGlobalMemoryThresholds(&record), ERROR_INV_STRUCT_SIZE); // before the value is looked at
+    constexpr R_UINT kSize = GLOBALMEMORYTHRESHOLDS_SIZE;
+    const std::tuple<R_UINT, R_INT64, R_INT, R_INT64> steps[] = {
+        {kSize, 5000, SUCCESS, 5000},           {kSize, -2, ERROR_INV_PARAMETER, 5000},
+        {16, -2, ERROR_INV_STRUCT_SIZE, 5000},  {kSize, -1, SUCCESS, 0}, // as at the start: none
+        {kSize, INT64_MAX, SUCCESS, INT64_MAX},
+    };
+    for (const auto& [size, threshold, status, stored] : steps) {
+        GLOBALMEMORYTHRESHOLDS record{size, threshold};
+        EXPECT_EQ(R_SetGlobalMemoryThresholds(&record), status) << threshold;
+        record = {};
+        EXPECT_EQ(R_GetGlobalMemoryThresholds(&record, kSize), SUCCESS);
+        EXPECT_EQ(record.uStructSize, kSize);
+        EXPECT_EQ(record.nThreshold, stored);
+    }
     EXPECT_EQ(R_GetGlobalMemoryThresholds(nullptr, 16), ERROR_INV_STRUCT_SIZE);
-    EXPECT_EQ(R_GetGlobalMemoryThresholds(nullptr, GLOBALMEMORYTHRESHOLDS_SIZE), ERROR_INV_PARAMETER);
-    EXPECT_EQ(R_GetGlobalMemoryThresholds(&record, GLOBALMEMORYTHRESHOLDS_SIZE), SUCCESS);
-    EXPECT_EQ(record.uStructSize, GLOBALMEMORYTHRESHOLDS_SIZE);
-    EXPECT_EQ(record.nThreshold, 5000);
-
-    record.nThreshold = -1; // as at the start: none
-    EXPECT_EQ(R_SetGlobalMemoryThresholds(&record), SUCCESS);
-    EXPECT_EQ(globalBitmapThreshold(), 0);
-    record.nThreshold = INT64_MAX;
-    EXPECT_EQ(R_SetGlobalMemoryThresholds(&record), SUCCESS);
+    EXPECT_EQ(R_GetGlobalMemoryThresholds(nullptr, kSize), ERROR_INV_PARAMETER);
     EXPECT_EQ(R_SetGlobalMemoryThresholds(nullptr), SUCCESS);
     EXPECT_EQ(globalBitmapThreshold(), 0);
 }
@@ -408,22 +351,16 @@ TEST(Hooks, AreReplacedAndHandedBack)
     ALLOCATECALLBACK oldCallback = anyAllocate;
     void* oldData = &data;
     EXPECT_EQ(R_SetAllocateBitmapCallback(anyAllocate, &data, &oldCallback, &oldData), SUCCESS);
-    EXPECT_EQ(oldCallback, nullptr);
-    EXPECT_EQ(oldData, nullptr);
-    EXPECT_EQ(allocateHook().callback, anyAllocate);
-    EXPECT_EQ(allocateHook().userData, &data);
+    EXPECT_TRUE(oldCallback == nullptr && oldData == nullptr);
+    EXPECT_TRUE(allocateHook().callback == anyAllocate && allocateHook().userData == &data);
     EXPECT_EQ(R_SetAllocateBitmapCallback(nullptr, nullptr, &oldCallback, &oldData), SUCCESS);
-    EXPECT_EQ(oldCallback, anyAllocate);
-    EXPECT_EQ(oldData, &data);
+    EXPECT_TRUE(oldCallback == anyAllocate && oldData == &data);
 
-    DISDISPATCH display{};
+    DISDISPATCH display{}, wrong{};
     display.uStructSize = sizeof display;
+    wrong.uStructSize = sizeof wrong + 1;
     display.DeleteRegion = [](void*) {};
     EXPECT_EQ(R_SetDisDispatch(&display), SUCCESS);
-    EXPECT_EQ(displayHooks().DeleteRegion, display.DeleteRegion);
-    DISDISPATCH wrong = display;
-    wrong.DeleteRegion = nullptr;
-    ++wrong.uStructSize;
     EXPECT_EQ(R_SetDisDispatch(&wrong), ERROR_INV_STRUCT_SIZE);
     EXPECT_EQ(displayHooks().DeleteRegion, display.DeleteRegion);
     EXPECT_EQ(R_SetDisDispatch(nullptr), SUCCESS);

@@ -1,158 +1,61 @@
 #include "Support/FailingPlatform.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <mutex>
-#include <sstream>
+#include <optional>
+#include <type_traits>
 #include <unordered_map>
+#include <utility>
 
 namespace rv::test {
 namespace {
 
-/// Appends one code point as UTF-8.
-void appendUtf8(std::string& text, uint32_t point)
-{
-    const auto put = [&](uint32_t byte) { text.push_back(static_cast<char>(byte)); };
-    if (point < 0x80) {
-        put(point);
-    } else if (point < 0x800) {
-        put(0xC0 | point >> 6);
-        put(0x80 | (point & 0x3F));
-    } else if (point < 0x10000) {
-        put(0xE0 | point >> 12);
-        put(0x80 | (point >> 6 & 0x3F));
-        put(0x80 | (point & 0x3F));
-    } else {
-        put(0xF0 | point >> 18);
-        put(0x80 | (point >> 12 & 0x3F));
-        put(0x80 | (point >> 6 & 0x3F));
-        put(0x80 | (point & 0x3F));
-    }
-}
-
 std::string toUtf8(const R_WCHAR* wide)
 {
-    std::string text;
-    for (; *wide != 0; ++wide) {
-        const uint32_t unit = *wide;
-        const uint32_t next = wide[1];
-        if (unit >= 0xD800 && unit < 0xDC00 && next >= 0xDC00 && next < 0xE000) {
-            appendUtf8(text, 0x10000 + ((unit - 0xD800) << 10) + (next - 0xDC00));
-            ++wide;
-        } else {
-            appendUtf8(text, unit);
-        }
-    }
-    return text;
+    const std::u8string text = std::filesystem::path(wide).u8string();
+    return std::string(text.begin(), text.end());
 }
-
-/// Which call is to fail next. Counts down to 0; kinds 0 is idle.
-class Fuse {
-public:
-    void arm(unsigned kinds, int nth)
-    {
-        const std::lock_guard hold(mutex_);
-        if (kinds_ != 0) std::abort(); // two at a time would not know whose turn it is
-        kinds_ = kinds;
-        left_ = nth;
-        happened_ = false;
-    }
-    void disarm()
-    {
-        const std::lock_guard hold(mutex_);
-        kinds_ = 0;
-    }
-    bool happened() const
-    {
-        const std::lock_guard hold(mutex_);
-        return happened_;
-    }
-    /// Whether this call is the one.
-    bool blows(unsigned kind)
-    {
-        const std::lock_guard hold(mutex_);
-        if ((kinds_ & kind) == 0) return false;
-        if (left_ != kEvery && --left_ != 0) return false;
-        happened_ = true;
-        return true;
-    }
-    static constexpr int kEvery = -1;
-
-private:
-    mutable std::mutex mutex_;
-    unsigned kinds_ = 0;
-    int left_ = 0;
-    bool happened_ = false;
-};
 
 class FailingPlatform final : public Platform {
 public:
-    Fuse fuse;
-    Fuse drought;
-
-    LiveCounts counts() const
-    {
-        const std::lock_guard hold(mutex_);
-        return live_;
-    }
-
-    template <class Value> struct Pretended {
-        bool on = false;
-        Value value{};
-    };
-    template <class Value> void pretend(Pretended<Value>& what, bool on, const Value& value)
-    {
-        const std::lock_guard hold(mutex_);
-        what.on = on;
-        what.value = value;
-    }
-    Pretended<MemoryStatus> memory;
-    Pretended<uint64_t> clock;
-    Pretended<bool> diagnostics;
-    Pretended<std::vector<DebugLine>> debug;
-    std::vector<DebugLine> debugLines() const
-    {
-        const std::lock_guard hold(mutex_);
-        return debug.value;
-    }
+    std::mutex mutex; // guards the fields below
+    LiveCounts live{};
+    std::unordered_map<void*, int> locks; // by movable block
+    unsigned failing = 0, fuse = 0;       // kinds of which every call fails, and the one that `left` counts down to
+    int left = 0;
+    bool happened = false;
+    std::optional<MemoryStatus> memory;
+    std::optional<uint64_t> clock;
+    std::optional<bool> diagnostics;
+    std::optional<std::vector<DebugLine>> debug;
 
     void* allocate(size_t bytes) noexcept override
     {
-        return fails(kFailHeap) ? nullptr : born(&LiveCounts::heap, Platform::allocate(bytes));
+        return make(kFailHeap, kHeap, [&] { return Platform::allocate(bytes); });
     }
     void* reallocate(void* block, size_t bytes) noexcept override
     {
-        if (fails(kFailHeap)) return nullptr;
-        void* const moved = Platform::reallocate(block, bytes);
-        return block == nullptr ? born(&LiveCounts::heap, moved) : moved;
+        if (block == nullptr) return allocate(bytes);
+        return fails(kFailHeap) ? nullptr : Platform::reallocate(block, bytes);
     }
-    void release(void* block) noexcept override
-    {
-        Platform::release(block);
-        if (block != nullptr) died(&LiveCounts::heap);
-    }
+    void release(void* block) noexcept override { Platform::release(end(kHeap, block)); }
 
     void* createPages(uint64_t bytes) noexcept override
     {
-        return fails(kFailPages) ? nullptr : born(&LiveCounts::pages, Platform::createPages(bytes));
+        return make(kFailPages, kPages, [&] { return Platform::createPages(bytes); });
     }
     void* mapPages(void* pages) noexcept override
     {
-        return fails(kFailPages) ? nullptr : born(&LiveCounts::views, Platform::mapPages(pages));
+        return make(kFailPages, kViews, [&] { return Platform::mapPages(pages); });
     }
-    void unmapPages(void* pages, void* view) noexcept override
-    {
-        Platform::unmapPages(pages, view);
-        if (view != nullptr) died(&LiveCounts::views);
-    }
-    void closePages(void* pages) noexcept override
-    {
-        Platform::closePages(pages);
-        if (pages != nullptr) died(&LiveCounts::pages);
-    }
+    void unmapPages(void* pages, void* view) noexcept override { Platform::unmapPages(pages, end(kViews, view)); }
+    void closePages(void* pages) noexcept override { Platform::closePages(end(kPages, pages)); }
 
     void* allocateMovable(size_t bytes) noexcept override
     {
-        return fails(kFailMovable) ? nullptr : born(&LiveCounts::movable, Platform::allocateMovable(bytes));
+        return make(kFailMovable, kMovable, [&] { return Platform::allocateMovable(bytes); });
     }
     void* reallocateMovable(void* handle, size_t bytes) noexcept override
     {
@@ -160,50 +63,32 @@ public:
     }
     void* lockMovable(void* handle) noexcept override
     {
-        if (fails(kFailLocking)) return nullptr;
-        void* const address = Platform::lockMovable(handle);
-        if (address != nullptr) {
-            const std::lock_guard hold(mutex_);
-            ++locks_[handle];
-            ++live_.locks;
-        }
+        void* const address = make(kFailLocking, kLocks, [&] { return Platform::lockMovable(handle); });
+        const std::lock_guard hold(mutex);
+        if (address != nullptr) ++locks[handle];
         return address;
     }
     void unlockMovable(void* handle) noexcept override
     {
         Platform::unlockMovable(handle);
-        const std::lock_guard hold(mutex_);
-        --locks_[handle]; // below zero, for an unlock too many, stays in the count
-        --live_.locks;
+        const std::lock_guard hold(mutex);
+        --locks[handle]; // below zero, for an unlock too many, stays in the count
+        --live[kLocks];
     }
     void freeMovable(void* handle) noexcept override
     {
+        end(kMovable, handle);
         {
-            const std::lock_guard hold(mutex_);
-            if (const auto found = locks_.find(handle); found != locks_.end()) {
-                if (found->second > 0) live_.locks -= found->second; // a lock ends with its block
-                locks_.erase(found);
-            }
+            const std::lock_guard hold(mutex);
+            live[kLocks] -= std::max(locks[handle], 0); // a lock ends with its block
+            locks.erase(handle);
         }
         Platform::freeMovable(handle);
-        if (handle != nullptr) died(&LiveCounts::movable);
-    }
-
-    MemoryStatus memoryStatus() noexcept override
-    {
-        {
-            const std::lock_guard hold(mutex_);
-            if (memory.on) return memory.value;
-        }
-        return Platform::memoryStatus();
     }
 
     bool createSlot(ThreadSlot* slot, void (*atThreadEnd)(void*)) noexcept override
     {
-        if (fails(kFailSlots) || !Platform::createSlot(slot, atThreadEnd)) return false;
-        const std::lock_guard hold(mutex_);
-        ++live_.slots;
-        return true;
+        return make(kFailSlots, kSlots, [&] { return Platform::createSlot(slot, atThreadEnd); });
     }
     bool setSlotValue(ThreadSlot slot, void* value) noexcept override
     {
@@ -211,54 +96,39 @@ public:
     }
     void destroySlot(ThreadSlot slot) noexcept override
     {
+        end(kSlots, this);
         Platform::destroySlot(slot);
-        died(&LiveCounts::slots);
     }
 
     void createLock(LockStorage* lock) noexcept override
     {
-        Platform::createLock(lock);
-        born(&LiveCounts::systemLocks, lock);
+        Platform::createLock(make(0, kSystemLocks, [&] { return lock; }));
     }
-    void destroyLock(LockStorage* lock) noexcept override
-    {
-        Platform::destroyLock(lock);
-        died(&LiveCounts::systemLocks);
-    }
+    void destroyLock(LockStorage* lock) noexcept override { Platform::destroyLock(end(kSystemLocks, lock)); }
 
     void* createEvent(bool manualReset, bool signalled) noexcept override
     {
-        return fails(kFailObjects) ? nullptr
-                                   : born(&LiveCounts::objects, Platform::createEvent(manualReset, signalled));
+        return make(kFailObjects, kObjects, [&] { return Platform::createEvent(manualReset, signalled); });
     }
-    void closeEvent(void* event) noexcept override
-    {
-        Platform::closeEvent(event);
-        if (event != nullptr) died(&LiveCounts::objects);
-    }
-
+    void closeEvent(void* event) noexcept override { Platform::closeEvent(end(kObjects, event)); }
     HPALETTE createPalette(const PALETTEENTRY* entries, uint32_t count) noexcept override
     {
-        if (fails(kFailObjects)) return nullptr;
-        const HPALETTE palette = Platform::createPalette(entries, count);
-        born(&LiveCounts::objects, palette);
-        return palette;
+        return make(kFailObjects, kObjects, [&] { return Platform::createPalette(entries, count); });
     }
-    void deletePalette(HPALETTE palette) noexcept override
-    {
-        Platform::deletePalette(palette);
-        if (palette != nullptr) died(&LiveCounts::objects);
-    }
+    void deletePalette(HPALETTE palette) noexcept override { Platform::deletePalette(end(kObjects, palette)); }
 
+    MemoryStatus memoryStatus() noexcept override
+    {
+        return pretended(memory, [&] { return Platform::memoryStatus(); });
+    }
     uint64_t ticks() noexcept override
     {
-        {
-            const std::lock_guard hold(mutex_);
-            if (clock.on) return clock.value;
-        }
-        return Platform::ticks();
+        return pretended(clock, [&] { return Platform::ticks(); });
     }
-
+    bool lockCountDiagnosticsWanted() noexcept override
+    {
+        return pretended(diagnostics, [&] { return Platform::lockCountDiagnosticsWanted(); });
+    }
     void debugOutput(const char* text) noexcept override
     {
         if (!captured({text, false})) Platform::debugOutput(text);
@@ -267,41 +137,44 @@ public:
     {
         if (!captured({toUtf8(text), true})) Platform::debugOutputWide(text);
     }
-    bool lockCountDiagnosticsWanted() noexcept override
-    {
-        {
-            const std::lock_guard hold(mutex_);
-            if (diagnostics.on) return diagnostics.value;
-        }
-        return Platform::lockCountDiagnosticsWanted();
-    }
 
 private:
-    bool fails(unsigned kind) { return fuse.blows(kind) || drought.blows(kind); }
-
-    void* born(int LiveCounts::*kind, void* block)
+    bool fails(unsigned kind)
     {
-        if (block != nullptr) {
-            const std::lock_guard hold(mutex_);
-            ++(live_.*kind);
-        }
+        const std::lock_guard hold(mutex);
+        if ((failing & kind) != 0) return true;
+        if ((fuse & kind) == 0 || --left != 0) return false;
+        return happened = true;
+    }
+    template <class Make> auto make(unsigned kind, LiveKind what, Make made) -> decltype(made())
+    {
+        if (fails(kind)) return {};
+        const auto block = made();
+        const std::lock_guard hold(mutex);
+        if (block) ++live[what];
         return block;
     }
-    void died(int LiveCounts::*kind)
+    // Counted before the block is really gone: until then nobody else can be given it.
+    template <class Block> Block end(LiveKind what, Block block)
     {
-        const std::lock_guard hold(mutex_);
-        --(live_.*kind);
+        const std::lock_guard hold(mutex);
+        if (block != nullptr) --live[what];
+        return block;
+    }
+    template <class Value, class Ask> Value pretended(const std::optional<Value>& value, Ask ask)
+    {
+        {
+            const std::lock_guard hold(mutex);
+            if (value) return *value;
+        }
+        return ask();
     }
     bool captured(DebugLine line)
     {
-        const std::lock_guard hold(mutex_);
-        if (debug.on) debug.value.push_back(std::move(line));
-        return debug.on;
+        const std::lock_guard hold(mutex);
+        if (debug) debug->push_back(std::move(line));
+        return debug.has_value();
     }
-
-    mutable std::mutex mutex_;
-    LiveCounts live_;
-    std::unordered_map<void*, int> locks_;
 };
 
 FailingPlatform& tested()
@@ -315,58 +188,62 @@ FailingPlatform& tested()
     return instance;
 }
 
+template <class Field> Field set(Field FailingPlatform::*field, std::type_identity_t<Field> value)
+{
+    const std::lock_guard hold(tested().mutex);
+    return std::exchange(tested().*field, std::move(value));
+}
+template <class Field> Field get(Field FailingPlatform::*field)
+{
+    const std::lock_guard hold(tested().mutex);
+    return tested().*field;
+}
+
 } // namespace
 
 void installTestPlatform() { tested(); }
 
-FailingAllocation::FailingAllocation(int nth, unsigned kinds) { tested().fuse.arm(kinds, nth); }
-FailingAllocation::~FailingAllocation() { tested().fuse.disarm(); }
-bool FailingAllocation::happened() const { return tested().fuse.happened(); }
-
-NoMemory::NoMemory(unsigned kinds) { tested().drought.arm(kinds, Fuse::kEvery); }
-NoMemory::~NoMemory() { tested().drought.disarm(); }
-
-LiveBlocks::LiveBlocks() : start_(tested().counts()) {}
-
-LiveCounts LiveBlocks::counts() const
+FailingAllocation::FailingAllocation(int nth, unsigned kinds)
 {
-    const LiveCounts now = tested().counts();
-    return {now.heap - start_.heap,   now.movable - start_.movable,
-            now.locks - start_.locks, now.pages - start_.pages,
-            now.views - start_.views, now.objects - start_.objects,
-            now.slots - start_.slots, now.systemLocks - start_.systemLocks};
+    set(&FailingPlatform::left, nth);
+    set(&FailingPlatform::happened, false);
+    if (set(&FailingPlatform::fuse, kinds) != 0) std::abort(); // two at a time would not know whose turn it is
 }
+FailingAllocation::~FailingAllocation() { set(&FailingPlatform::fuse, 0); }
+bool FailingAllocation::happened() const { return get(&FailingPlatform::happened); }
+
+NoMemory::NoMemory(unsigned kinds) { set(&FailingPlatform::failing, kinds); }
+NoMemory::~NoMemory() { set(&FailingPlatform::failing, 0); }
+
+LiveBlocks::LiveBlocks() : start_(get(&FailingPlatform::live)) {}
+int LiveBlocks::count(LiveKind kind) const { return get(&FailingPlatform::live)[kind] - start_[kind]; }
 
 int LiveBlocks::count() const
 {
-    const LiveCounts c = counts();
     int sum = 0;
-    for (const int kind : {c.heap, c.movable, c.locks, c.pages, c.views, c.objects, c.slots}) sum += std::abs(kind);
+    for (int kind = 0; kind < kLeaks; ++kind) sum += std::abs(count(static_cast<LiveKind>(kind)));
     return sum;
 }
 
 std::string LiveBlocks::text() const
 {
-    const LiveCounts c = counts();
-    std::ostringstream text;
-    text << "alive since: heap " << c.heap << ", movable " << c.movable << ", locks " << c.locks << ", pages "
-         << c.pages << ", views " << c.views << ", objects " << c.objects << ", slots " << c.slots;
-    return text.str();
+    std::string text = "alive since:";
+    for (int kind = 0; const char* const name : {"heap", "movable", "locks", "pages", "views", "objects", "slots"})
+        text += std::string(" ") + name + " " + std::to_string(count(static_cast<LiveKind>(kind++)));
+    return text;
 }
 
-PretendMemory::PretendMemory(const MemoryStatus& status) { tested().pretend(tested().memory, true, status); }
-PretendMemory::~PretendMemory() { tested().pretend(tested().memory, false, {}); }
-
+PretendMemory::PretendMemory(const MemoryStatus& status) { set(&FailingPlatform::memory, status); }
+PretendMemory::~PretendMemory() { set(&FailingPlatform::memory, {}); }
 PretendTicks::PretendTicks(uint64_t milliseconds) { set(milliseconds); }
-PretendTicks::~PretendTicks() { tested().pretend(tested().clock, false, uint64_t{0}); }
-void PretendTicks::set(uint64_t milliseconds) { tested().pretend(tested().clock, true, milliseconds); }
+PretendTicks::~PretendTicks() { test::set(&FailingPlatform::clock, {}); }
+void PretendTicks::set(uint64_t milliseconds) { test::set(&FailingPlatform::clock, milliseconds); }
+PretendDiagnostics::PretendDiagnostics(bool wanted) { set(&FailingPlatform::diagnostics, wanted); }
+PretendDiagnostics::~PretendDiagnostics() { set(&FailingPlatform::diagnostics, {}); }
 
-PretendDiagnostics::PretendDiagnostics(bool wanted) { tested().pretend(tested().diagnostics, true, wanted); }
-PretendDiagnostics::~PretendDiagnostics() { tested().pretend(tested().diagnostics, false, false); }
-
-DebugCapture::DebugCapture() { tested().pretend(tested().debug, true, {}); }
-DebugCapture::~DebugCapture() { tested().pretend(tested().debug, false, {}); }
-std::vector<DebugLine> DebugCapture::lines() const { return tested().debugLines(); }
+DebugCapture::DebugCapture() { set(&FailingPlatform::debug, std::vector<DebugLine>()); }
+DebugCapture::~DebugCapture() { set(&FailingPlatform::debug, {}); }
+std::vector<DebugLine> DebugCapture::lines() const { return get(&FailingPlatform::debug).value(); }
 
 std::string DebugCapture::text() const
 {

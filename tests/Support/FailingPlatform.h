@@ -5,7 +5,7 @@
 
 #include "Platform/Platform.h"
 
-#include <atomic>
+#include <array>
 #include <string>
 #include <vector>
 
@@ -22,44 +22,38 @@ enum FailKind : unsigned {
     kFailAllocations = kFailHeap | kFailMovable | kFailPages | kFailObjects,
 };
 
-/// From construction to destruction the nth call (from 1) of the given kinds fails, once, on whichever thread.
-class FailingAllocation {
+class Scoped {
 public:
+    Scoped() = default;
+    Scoped(const Scoped&) = delete;
+    Scoped& operator=(const Scoped&) = delete;
+};
+
+/// From construction to destruction the nth call (from 1) of the given kinds fails, once, on whichever thread.
+struct FailingAllocation : Scoped {
     explicit FailingAllocation(int nth, unsigned kinds = kFailAllocations);
     ~FailingAllocation();
-    FailingAllocation(const FailingAllocation&) = delete;
-    FailingAllocation& operator=(const FailingAllocation&) = delete;
     /// Whether the call has been reached. A loop over nth ends when it has not.
     bool happened() const;
 };
 
 /// From construction to destruction every call of the given kinds fails.
-class NoMemory {
-public:
+struct NoMemory : Scoped {
     explicit NoMemory(unsigned kinds = kFailAllocations);
     ~NoMemory();
-    NoMemory(const NoMemory&) = delete;
-    NoMemory& operator=(const NoMemory&) = delete;
 };
 
-/// What is alive, by kind.
-struct LiveCounts {
-    int heap = 0;
-    int movable = 0;
-    int locks = 0; ///< locks of movable blocks that have not been undone
-    int pages = 0;
-    int views = 0;
-    int objects = 0; ///< events and palettes
-    int slots = 0;
-    int systemLocks = 0; ///< made on first use and given back at detach, so no leak of an operation: not in count()
-};
+/// What can be alive. Locks are those of movable blocks that have not been undone, objects are events and palettes.
+/// System locks are made on first use and given back at detach: no leak of an operation.
+enum LiveKind { kHeap, kMovable, kLocks, kPages, kViews, kObjects, kSlots, kLeaks, kSystemLocks = kLeaks, kLiveKinds };
+using LiveCounts = std::array<int, kLiveKinds>;
 
 /// What has come to life since construction and still is. Any number of these may be alive.
 ///     EXPECT_EQ(live.count(), 0) << live.text();
 class LiveBlocks {
 public:
     LiveBlocks();
-    LiveCounts counts() const;
+    int count(LiveKind kind) const;
     int count() const; ///< how far the kinds are from the start, added up; 0 when nothing leaked or was freed twice
     std::string text() const;
 
@@ -68,31 +62,22 @@ private:
 };
 
 /// The system's memory, as placement decisions see it.
-class PretendMemory {
-public:
+struct PretendMemory : Scoped {
     explicit PretendMemory(const MemoryStatus& status);
     ~PretendMemory();
-    PretendMemory(const PretendMemory&) = delete;
-    PretendMemory& operator=(const PretendMemory&) = delete;
 };
 
 /// A clock that stands still until it is set.
-class PretendTicks {
-public:
+struct PretendTicks : Scoped {
     explicit PretendTicks(uint64_t milliseconds);
     ~PretendTicks();
-    PretendTicks(const PretendTicks&) = delete;
-    PretendTicks& operator=(const PretendTicks&) = delete;
     void set(uint64_t milliseconds);
 };
 
 /// The user's switch of the lock-count diagnostics, as attach() sees it.
-class PretendDiagnostics {
-public:
+struct PretendDiagnostics : Scoped {
     explicit PretendDiagnostics(bool wanted);
     ~PretendDiagnostics();
-    PretendDiagnostics(const PretendDiagnostics&) = delete;
-    PretendDiagnostics& operator=(const PretendDiagnostics&) = delete;
 };
 
 /// One call of the debugger output.
@@ -102,12 +87,9 @@ struct DebugLine {
 };
 
 /// Keeps the debugger output instead of letting it out.
-class DebugCapture {
-public:
+struct DebugCapture : Scoped {
     DebugCapture();
     ~DebugCapture();
-    DebugCapture(const DebugCapture&) = delete;
-    DebugCapture& operator=(const DebugCapture&) = delete;
     std::vector<DebugLine> lines() const;
     std::string text() const; ///< all lines together
 };

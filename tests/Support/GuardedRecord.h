@@ -29,7 +29,7 @@ public:
 private:
     uint8_t* data_ = nullptr;
     size_t size_ = 0;
-    void* block_ = nullptr; // with its guard pages
+    uint8_t* block_ = nullptr; // with its guard pages
     size_t blockBytes_ = 0;
 };
 
