@@ -7,11 +7,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <optional>
 #include <string>
 #include <sys/resource.h>
-#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -23,97 +25,83 @@ namespace {
 constexpr uint64_t kMiB = 1 << 20;
 
 /// A directory that is gone with the test.
-class Directory {
-public:
+struct Directory {
     Directory()
     {
         std::string name = (std::filesystem::temp_directory_path() / "rv-platform-XXXXXX").string();
         if (mkdtemp(name.data()) == nullptr) std::abort();
-        path_ = name;
+        path = name;
     }
-    ~Directory() { std::filesystem::remove_all(path_); }
+    ~Directory() { std::filesystem::remove_all(path); }
     Directory(const Directory&) = delete;
     Directory& operator=(const Directory&) = delete;
 
     void write(const std::string& name, const std::string& text) const
     {
-        const std::filesystem::path file = path_ / name;
+        const std::filesystem::path file = path / name;
         std::filesystem::create_directories(file.parent_path());
         std::ofstream(file) << text;
     }
-    std::string path() const { return path_.string(); }
-    MemoryStatus memory() const { return rv::readSystemMemory(path_.c_str()); }
-
-private:
-    std::filesystem::path path_;
+    std::filesystem::path path;
 };
 
 constexpr const char* kMeminfo = "MemTotal:        8388608 kB\nMemFree:          102400 kB\n"
                                  "MemAvailable:    4194304 kB\nSwapCached:            7 kB\n"
                                  "SwapTotal:       2097152 kB\nSwapFree:        1048576 kB\n";
 
-void expectMemory(const MemoryStatus& status, uint64_t total, uint64_t available, uint64_t swap, uint64_t freeSwap)
-{
-    EXPECT_EQ(status.totalPhysical, total * kMiB);
-    EXPECT_EQ(status.availablePhysical, available * kMiB);
-    EXPECT_EQ(status.totalPageFile, swap * kMiB);
-    EXPECT_EQ(status.availablePageFile, freeSwap * kMiB);
-}
-
-std::string mib(uint64_t count) { return std::to_string(count * kMiB) + "\n"; }
-
-TEST(PosixMemory, IsWhatTheSystemSays)
-{
-    const Directory root;
-    expectMemory(root.memory(), 0, 0, 0, 0);
-    root.write("proc/meminfo", kMeminfo);
-    expectMemory(root.memory(), 8192, 4096, 2048, 1024);
-}
+/// A system of 8 GiB with 2 GiB to swap to, half of each in use, and control groups; all in MiB.
+struct PretendedSystem : Directory {
+    PretendedSystem() { write("proc/meminfo", kMeminfo); }
+    void write(const char* group, std::initializer_list<std::pair<const char*, uint64_t>> files) const
+    {
+        for (const auto& [name, count] : files)
+            write(std::string("sys/fs/cgroup/") + group + name, std::to_string(count * kMiB) + "\n");
+    }
+    using Directory::write;
+    void expect(uint64_t total, uint64_t available, uint64_t swap, uint64_t freeSwap) const
+    {
+        const MemoryStatus status = rv::readSystemMemory(path.c_str());
+        EXPECT_EQ(status.totalPhysical, total * kMiB);
+        EXPECT_EQ(status.availablePhysical, available * kMiB);
+        EXPECT_EQ(status.totalPageFile, swap * kMiB);
+        EXPECT_EQ(status.availablePageFile, freeSwap * kMiB);
+    }
+};
 
 TEST(PosixMemory, IsCutToTheGroupAndToThoseAroundIt)
 {
-    const Directory root;
-    root.write("proc/meminfo", kMeminfo);
+    const PretendedSystem root;
     root.write("proc/self/cgroup", "0::/outer/inner\n");
     root.write("sys/fs/cgroup/outer/inner/memory.max", "max\n");
-    root.write("sys/fs/cgroup/outer/inner/memory.current", mib(300));
-    expectMemory(root.memory(), 8192, 4096, 2048, 1024);
+    root.write("outer/inner/", {{"memory.current", 300}});
+    root.expect(8192, 4096, 2048, 1024);
 
     // 1000 may be held, 700 are, 100 of them could go at once.
-    root.write("sys/fs/cgroup/outer/memory.max", mib(1000));
-    root.write("sys/fs/cgroup/outer/memory.current", mib(700));
-    root.write("sys/fs/cgroup/outer/memory.stat", "anon 5\ninactive_anon 9\ninactive_file " + mib(100));
-    root.write("sys/fs/cgroup/outer/memory.swap.max", "0\n");
-    root.write("sys/fs/cgroup/outer/memory.swap.current", "0\n");
-    expectMemory(root.memory(), 1000, 400, 0, 0);
-
+    root.write("outer/",
+               {{"memory.max", 1000}, {"memory.current", 700}, {"memory.swap.max", 0}, {"memory.swap.current", 0}});
+    root.write("sys/fs/cgroup/outer/memory.stat", "anon 5\ninactive_anon 9\ninactive_file 104857600\n");
+    root.expect(1000, 400, 0, 0);
     // A wide limit further out counts as well, where neighbours have used it up.
-    root.write("sys/fs/cgroup/memory.max", mib(6000));
-    root.write("sys/fs/cgroup/memory.current", mib(5950));
-    expectMemory(root.memory(), 1000, 50, 0, 0);
-
+    root.write("", {{"memory.max", 6000}, {"memory.current", 5950}});
+    root.expect(1000, 50, 0, 0);
     // Over its limit, and a group of its own at the top of what it sees.
     root.write("proc/self/cgroup", "0::/\n");
-    root.write("sys/fs/cgroup/memory.max", mib(500));
-    root.write("sys/fs/cgroup/memory.current", mib(501));
-    expectMemory(root.memory(), 500, 0, 2048, 1024);
+    root.write("", {{"memory.max", 500}, {"memory.current", 501}});
+    root.expect(500, 0, 2048, 1024);
 }
 
 TEST(PosixMemory, IsCutByTheOldHierarchyToo)
 {
-    const Directory root;
-    root.write("proc/meminfo", kMeminfo);
+    const PretendedSystem root;
     root.write("proc/self/cgroup", "3:cpu,memoryless:/wrong\n2:hugetlb,memory:/one/two\n0::/\n");
-    root.write("sys/fs/cgroup/memory/wrong/memory.limit_in_bytes", mib(1));
-    root.write("sys/fs/cgroup/memory/wrong/memory.usage_in_bytes", mib(1));
-    root.write("sys/fs/cgroup/memory/memory.limit_in_bytes", "9223372036854771712\n");
-    root.write("sys/fs/cgroup/memory/memory.usage_in_bytes", mib(6000));
-    root.write("sys/fs/cgroup/memory/one/two/memory.limit_in_bytes", mib(2000));
-    root.write("sys/fs/cgroup/memory/one/two/memory.usage_in_bytes", mib(500));
-    root.write("sys/fs/cgroup/memory/one/two/memory.stat", "inactive_file 1\ntotal_inactive_file " + mib(50));
-    root.write("sys/fs/cgroup/memory/one/two/memory.memsw.limit_in_bytes", mib(2100));
-    root.write("sys/fs/cgroup/memory/one/two/memory.memsw.usage_in_bytes", mib(500));
-    expectMemory(root.memory(), 2000, 1550, 100, 100);
+    root.write("memory/wrong/", {{"memory.limit_in_bytes", 1}, {"memory.usage_in_bytes", 1}});
+    root.write("memory/", {{"memory.limit_in_bytes", 8796093022207}, {"memory.usage_in_bytes", 6000}});
+    root.write("memory/one/two/", {{"memory.limit_in_bytes", 2000},
+                                   {"memory.usage_in_bytes", 500},
+                                   {"memory.memsw.limit_in_bytes", 2100},
+                                   {"memory.memsw.usage_in_bytes", 500}});
+    root.write("sys/fs/cgroup/memory/one/two/memory.stat", "inactive_file 1\ntotal_inactive_file 52428800\n");
+    root.expect(2000, 1550, 100, 100);
 }
 
 /// Lowers a limit of the process for the length of a scope.
@@ -147,22 +135,14 @@ std::pair<uint64_t, uint64_t> spaceAndData()
 TEST(PosixMemory, IsCutToTheProcessesOwnLimits)
 {
     const auto [space, data] = spaceAndData();
-    const auto expectLeft = [](uint64_t limit) {
+    for (const auto& [which, used] : {std::pair{RLIMIT_AS, space}, {RLIMIT_DATA, data}}) {
+        const uint64_t limit = used + 256 * kMiB;
+        const Limit lowered(which, limit);
         const MemoryStatus status = gSystemPlatform.memoryStatus();
         EXPECT_LE(status.totalPhysical + status.totalPageFile, limit);
         const uint64_t left = status.availablePhysical + status.availablePageFile;
         EXPECT_GT(left, 100 * kMiB); // of 256, less what the test itself takes meanwhile
         EXPECT_LE(left, 300 * kMiB);
-    };
-    {
-        const uint64_t limit = space + 256 * kMiB;
-        const Limit lowered(RLIMIT_AS, limit);
-        expectLeft(limit);
-    }
-    {
-        const uint64_t limit = data + 256 * kMiB;
-        const Limit lowered(RLIMIT_DATA, limit);
-        expectLeft(limit);
     }
 }
 
@@ -182,25 +162,19 @@ TEST(PosixPages, OfBigBlocksStartWhereHugePagesDoAndTakeNoMoreThanTheyNeed)
     }
 }
 
-/// What a function writes to standard error.
+/// What a function writes to standard error. A long text would not fit into a pipe.
 template <class Function> std::string standardErrorOf(Function function)
 {
-    int ends[2];
-    if (pipe(ends) != 0) std::abort();
-    const int before = dup(STDERR_FILENO);
-    dup2(ends[1], STDERR_FILENO);
-    std::string text;
-    std::thread reader([&] { // a long text does not fit into the pipe
-        char piece[512];
-        for (ssize_t got; (got = read(ends[0], piece, sizeof piece)) > 0;) text.append(piece, static_cast<size_t>(got));
-    });
+    const Directory directory;
+    const std::filesystem::path file = directory.path / "text";
+    const int before = dup(STDERR_FILENO), into = creat(file.c_str(), 0600);
+    dup2(into, STDERR_FILENO);
     function();
     dup2(before, STDERR_FILENO);
     close(before);
-    close(ends[1]);
-    reader.join();
-    close(ends[0]);
-    return text;
+    close(into);
+    std::ifstream text(file);
+    return {std::istreambuf_iterator(text), {}};
 }
 
 TEST(PosixDebugOutput, IsUtf8OnStandardError)
@@ -222,47 +196,37 @@ TEST(PosixDebugOutput, IsUtf8OnStandardError)
     EXPECT_EQ(standardErrorOf([&] { gSystemPlatform.debugOutputWide(longText.c_str()); }), expected);
 }
 
-/// Sets a variable of the environment for the length of a scope; null takes it out.
-class Variable {
-public:
-    Variable(const char* name, const char* value) : name_(name)
-    {
-        if (const char* const before = std::getenv(name)) {
-            before_ = before;
-            present_ = true;
-        }
-        set(value);
-    }
-    ~Variable() { set(present_ ? before_.c_str() : nullptr); }
-    Variable(const Variable&) = delete;
-    Variable& operator=(const Variable&) = delete;
-    void set(const char* value) const { value != nullptr ? setenv(name_, value, 1) : unsetenv(name_); }
-
-private:
-    const char* name_;
-    std::string before_;
-    bool present_ = false;
-};
-
 TEST(PosixDiagnostics, AreWantedWhereTheFileIs)
 {
     const Directory configuration, home, empty;
     configuration.write("Bastovel/23/CheckLockCount", "");
     home.write(".config/Bastovel/23/CheckLockCount", "");
-    const Variable homeVariable("HOME", empty.path().c_str());
-    const Variable variable("XDG_CONFIG_HOME", configuration.path().c_str());
-    EXPECT_TRUE(gSystemPlatform.lockCountDiagnosticsWanted());
-    homeVariable.set(home.path().c_str());
-    variable.set(empty.path().c_str()); // the one named is the only one looked at
-    EXPECT_FALSE(gSystemPlatform.lockCountDiagnosticsWanted());
-    for (const char* const unusable : {static_cast<const char*>(nullptr), "", "relative/path"}) {
-        variable.set(unusable);
-        EXPECT_TRUE(gSystemPlatform.lockCountDiagnosticsWanted());
+    const std::string there = configuration.path, atHome = home.path, nowhere = empty.path,
+                      endless = "/" + std::string(5000, 'x');
+    const struct {
+        const char *configuration, *home; // null: not set
+        bool wanted;
+    } cases[] = {
+        {there.c_str(), nowhere.c_str(), true},
+        {nowhere.c_str(), atHome.c_str(), false}, // the one named is the only one looked at
+        {nullptr, atHome.c_str(), true},
+        {"", atHome.c_str(), true},
+        {"relative/path", atHome.c_str(), true},
+        {nullptr, nullptr, false},
+        {endless.c_str(), atHome.c_str(), false},
+    };
+    const auto set = [](const char* name, const char* value) {
+        value != nullptr ? setenv(name, value, 1) : unsetenv(name);
+    };
+    std::pair<const char*, std::optional<std::string>> before[] = {{"XDG_CONFIG_HOME", {}}, {"HOME", {}}};
+    for (auto& [name, value] : before)
+        if (const char* const text = std::getenv(name)) value = text;
+    for (const auto& c : cases) {
+        set("XDG_CONFIG_HOME", c.configuration);
+        set("HOME", c.home);
+        EXPECT_EQ(gSystemPlatform.lockCountDiagnosticsWanted(), c.wanted) << &c - cases;
     }
-    homeVariable.set(nullptr);
-    EXPECT_FALSE(gSystemPlatform.lockCountDiagnosticsWanted());
-    variable.set(("/" + std::string(5000, 'x')).c_str());
-    EXPECT_FALSE(gSystemPlatform.lockCountDiagnosticsWanted());
+    for (const auto& [name, value] : before) set(name, value ? value->c_str() : nullptr);
 }
 
 } // namespace
