@@ -72,35 +72,39 @@ TEST(PaletteTables, FollowTheirRules)
     EXPECT_EQ(colours(R_IntGetNetscapePalette() + 214, 3), (std::vector{0xFFFFCC, 0xFFFFFF, 0}));
     EXPECT_EQ(rgb(R_IntGetNetscapePalette()[2 * 36 + 3 * 6 + 4]), 0x6699CC);
 
-    Entries out(256, entry(1, 2, 3));
+    // No depth is the whole gray ramp for a caller's array, and black and white for a new one.
+    Entries out(256);
     EXPECT_EQ(R_GetFixedPalette(out.data(), 0), SUCCESS);
-    for (size_t i = 0; i < 256; ++i) EXPECT_EQ(rgb(out[i]), static_cast<int>(i) * 0x010101);
+    for (int i = 0; i < 256; ++i) EXPECT_EQ(rgb(out[static_cast<size_t>(i)]), i * 0x010101);
+    const auto made = [](RGBQUAD* entries, size_t count) {
+        const std::unique_ptr<RGBQUAD, void (*)(void*)> owner(entries, R_HeapTerm);
+        return colours(entries, count);
+    };
+    EXPECT_EQ(made(R_CreateFixedPalette(0), 2), (std::vector{0, 0xFFFFFF}));
+    EXPECT_EQ(made(R_CreateFixedPalette(7), 128), colours(R_IntGetFixedPalette(7), 128));
+    EXPECT_EQ(made(R_CreateGrayPalette(3), 4), (std::vector{0, 0x242424, 0x484848, 0x6D6D6D}));
+    EXPECT_EQ(made(R_CreateGrayPalette(0), 256), colours(out.data(), 256));
     EXPECT_EQ(R_GetFixedPalette(out.data(), 1), SUCCESS);
     EXPECT_EQ(colours(out.data(), 3), (std::vector{0, 0xFFFFFF, 0x020202}));
-    const std::unique_ptr<RGBQUAD, void (*)(void*)> fixed(R_CreateFixedPalette(0), R_HeapTerm),
-        gray(R_CreateGrayPalette(3), R_HeapTerm), full(R_CreateGrayPalette(0), R_HeapTerm);
-    EXPECT_EQ(colours(fixed.get(), 2), (std::vector{0, 0xFFFFFF}));
-    EXPECT_EQ(colours(gray.get(), 4), (std::vector{0, 0x242424, 0x484848, 0x6D6D6D}));
-    EXPECT_EQ(colours(full.get(), 256)[77], 0x4D4D4D);
     for (const R_INT bits : {-1, 9}) {
         EXPECT_EQ(R_IntGetFixedPalette(bits), nullptr);
         EXPECT_EQ(R_GetFixedPalette(out.data(), bits), ERROR_INV_PARAMETER);
         EXPECT_EQ(R_CreateFixedPalette(bits), nullptr);
+        EXPECT_EQ(R_CreateGrayPalette(bits < 0 ? bits : 32), nullptr);
     }
-    for (const R_INT bits : {-1, 32}) EXPECT_EQ(R_CreateGrayPalette(bits), nullptr);
 }
 
 TEST(BitmapPalette, TablesAreChosenByTheNumberOfColours)
 {
     const TestBitmap bitmap({4});
-    for (const R_UINT bits : {1u, 3u, 4u, 5u, 6u, 7u, 8u}) {
-        const R_UINT count = bitmap->nColors = 1u << bits;
+    const auto fixedFor = [&](R_UINT count) {
+        bitmap->nColors = count;
         EXPECT_EQ(R_CreateBitmapFixedPalette(bitmap.get()), SUCCESS);
-        EXPECT_EQ(colours(bitmap->pPalette, count), colours(R_IntGetFixedPalette(static_cast<R_INT>(bits)), count));
-    }
-    bitmap->nColors = 4;
-    EXPECT_EQ(R_CreateBitmapFixedPalette(bitmap.get()), SUCCESS);
-    EXPECT_EQ(colours(bitmap->pPalette, 4), (std::vector{0, 0xFFFFFF, 0, 0}));
+        return colours(bitmap->pPalette, count);
+    };
+    for (const R_INT bits : {1, 3, 4, 5, 6, 7, 8})
+        EXPECT_EQ(fixedFor(1u << bits), colours(R_IntGetFixedPalette(bits), size_t{1} << bits));
+    EXPECT_EQ(fixedFor(4), (std::vector{0, 0xFFFFFF, 0, 0}));
     bitmap->nColors = 3;
     EXPECT_EQ(R_CreateBitmapFixedPalette(bitmap.get()), FAILURE);
     EXPECT_EQ(bitmap->pPalette, nullptr);
@@ -167,28 +171,17 @@ TEST(BitmapPalette, ReplacingStoresTheCountFirst)
         EXPECT_EQ(bitmap->nColors, count);
         EXPECT_EQ(bitmap->pPalette, nullptr);
     }
-}
-
-TEST(BitmapPalette, WithoutMemoryTheOldOneIsGone)
-{
-    const LiveBlocks live;
-    const RGBQUAD* const entries = R_IntGetFixedPalette(8);
-    const HPALETTE object = R_CreatePalette(entries, 32);
-    const auto coloursLeft = [&](unsigned kinds, auto&& replace) {
-        const TestBitmap bitmap({4}), other({5});
+    const HPALETTE object = R_CreatePalette(R_IntGetFixedPalette(8), 32);
+    for (const unsigned kinds : {kFailMovable, kFailLocking}) { // the old one is gone all the same
+        const TestBitmap poor({4}), rich({5});
         const NoMemory none(kinds);
-        EXPECT_EQ(replace(bitmap.get(), other.get()), ERROR_FAILURE);
-        EXPECT_EQ(bitmap->pPalette, nullptr);
-        return bitmap->nColors;
-    };
-    for (const unsigned kinds : {kFailMovable, kFailLocking}) {
-        EXPECT_EQ(coloursLeft(kinds, [](auto* p, auto*) { return R_CreateBitmapFixedPalette(p); }), 16u);
-        EXPECT_EQ(coloursLeft(kinds, [&](auto* p, auto*) { return R_SetBitmapNewPalette(p, entries, 9); }), 9u);
-        EXPECT_EQ(coloursLeft(kinds, [](auto* p, auto* q) { return R_CopyBitmapPalette(p, q); }), 32u);
-        EXPECT_EQ(coloursLeft(kinds, [&](auto* p, auto*) { return R_SetBitmapPalette(p, object); }), 16u);
+        EXPECT_EQ(R_SetBitmapPalette(poor.get(), object), ERROR_FAILURE);
+        EXPECT_EQ(poor->nColors, 16u);
+        EXPECT_EQ(poor->pPalette, nullptr);
+        EXPECT_EQ(R_CopyBitmapPalette(poor.get(), rich.get()), ERROR_FAILURE);
+        EXPECT_EQ(poor->nColors, 32u);
     }
     R_DeletePalette(object);
-    EXPECT_EQ(live.count(), 0) << live.text();
 }
 
 TEST(GrayPalette, RampsHaveWholeSteps)
@@ -229,12 +222,12 @@ TEST(FindPaletteIndex, AnswersAsThePlainScanDoesWithEveryKernel)
         std::mt19937 random(kSeed);
         for (int round = 0; round < 400 && !HasFailure(); ++round) {
             // Few levels give ties and exact entries; few entries lie far from what is asked for.
-            const int step = std::vector{1, 3, 17, 51, 85, 255}[random() % 6];
+            const int step = std::array{1, 3, 17, 51, 85, 255}[random() % 6];
             const size_t count = round % 8 == 0 ? 257 + random() % 400 : 1 + random() % 256;
-            const GuardedBuffer memory(count * sizeof(RGBQUAD));
             const auto level = [&] { return static_cast<uint8_t>(static_cast<int>(random() % 256) / step * step); };
             Entries entries(count);
             for (RGBQUAD& e : entries) e = {level(), level(), level(), static_cast<uint8_t>(random())};
+            const GuardedBuffer memory(count * sizeof(RGBQUAD));
             std::memcpy(memory.data(), entries.data(), memory.size());
             for (int ask = 0; ask < 60; ++ask) {
                 const RGBQUAD c = ask % 2 == 0 ? RGBQUAD{level(), level(), level(), 0} : entries[random() % count];
@@ -261,8 +254,8 @@ TEST(PaletteObject, KeepsEveryByte)
         EXPECT_EQ(R_SetBitmapNewPalette(bitmap.get(), nullptr, 0), SUCCESS);
         EXPECT_EQ(R_SetBitmapPalette(bitmap.get(), copy), SUCCESS);
         EXPECT_EQ(bitmap.palette(), wanted);
-        for (const HPALETTE wrong : {one, HPALETTE{}})
-            EXPECT_EQ(R_SetBitmapPalette(bitmap.get(), wrong), ERROR_INV_PARAMETER);
+        EXPECT_EQ(R_SetBitmapPalette(bitmap.get(), one), ERROR_INV_PARAMETER);
+        EXPECT_EQ(R_SetBitmapPalette(bitmap.get(), nullptr), ERROR_INV_PARAMETER);
         Entries out(3);
         EXPECT_EQ(R_SetPaletteEntries(copy, 254, 2, bitmap->pPalette + 7), 2u);
         EXPECT_EQ(R_GetPaletteEntries(copy, 253, 3, out.data()), 3u);

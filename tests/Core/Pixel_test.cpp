@@ -8,32 +8,25 @@
 namespace rv::test {
 namespace {
 
-void expectPixelsMoveAlone(const Scene& scene)
-{
-    const TestBitmap bitmap(scene);
-    std::vector<uint8_t> model = bitmap.pixels();
-    std::mt19937_64 random(scene.seed);
-    for (int step = 0; step < 60; ++step) {
-        const auto row = static_cast<R_INT>(random() % 5), column = static_cast<R_INT>(random() % 23),
-                   other = static_cast<R_INT>(random() % 23);
-        uint8_t* const modelRow = model.data() + static_cast<size_t>(row) * bitmap->BytesPerLine;
-        uint64_t value = random(), read = 0; // bits above the pixel's own do not count
-        ASSERT_EQ(R_PutPixelData(bitmap.get(), &value, row, column, packedBytes(1, scene.bits)), SUCCESS);
-        setPixelAt(modelRow, column, scene.bits, value & ~uint64_t{0} >> (64 - scene.bits));
-        ASSERT_EQ(R_GetPixelData(bitmap.get(), &read, row, other, 8), SUCCESS);
-        ASSERT_EQ(read, pixelAt(modelRow, other, scene.bits)) << scene.text() << ", column " << other;
-    }
-    EXPECT_EQ(bitmap.pixels(), model) << scene.text();
-}
-
 TEST(PixelData, MovesOnePixelAndNoOther)
 {
     for (const R_INT bits : allDepths())
-        for (const Home home : allHomes())
-            for (const R_UINT size : {BITMAPHANDLE_SIZE, BITMAPHANDLE_SIZE_SHORT}) {
-                const Scene scene{bits, home, size, 23, 5, static_cast<unsigned>(bits)};
-                if (scene.possible()) expectPixelsMoveAlone(scene);
+        for (const Home home : allHomes()) {
+            const TestBitmap bitmap({bits, home, BITMAPHANDLE_SIZE, 23, 5, static_cast<unsigned>(bits)});
+            std::vector<uint8_t> model = bitmap.pixels();
+            std::mt19937_64 random(bitmap.scene().seed);
+            for (int step = 0; step < 60; ++step) {
+                const auto row = static_cast<R_INT>(random() % 5), column = static_cast<R_INT>(random() % 23),
+                           other = static_cast<R_INT>(random() % 23);
+                uint8_t* const modelRow = model.data() + static_cast<size_t>(row) * bitmap->BytesPerLine;
+                uint64_t value = random(), read = 0; // bits above the pixel's own do not count
+                ASSERT_EQ(R_PutPixelData(bitmap.get(), &value, row, column, packedBytes(1, bits)), SUCCESS);
+                setPixelAt(modelRow, column, bits, value & ~uint64_t{0} >> (64 - bits));
+                ASSERT_EQ(R_GetPixelData(bitmap.get(), &read, row, other, 8), SUCCESS);
+                ASSERT_EQ(read, pixelAt(modelRow, other, bits)) << bitmap.scene().text() << ", column " << other;
             }
+            EXPECT_EQ(bitmap.pixels(), model) << bitmap.scene().text();
+        }
 }
 
 /// What the four calls answer for a pixel that cannot be had.
@@ -61,7 +54,6 @@ TEST(PixelData, RefusesWhatIsNotThere)
     broken(&BITMAPHANDLE::uStructSize, 283u, ERROR_INV_STRUCT_SIZE);
     broken(&BITMAPHANDLE::Flags, 0u, ERROR_INV_BITMAP);
     broken(&BITMAPHANDLE::BytesPerLine, 55u, ERROR_INV_SIZE);
-    broken(&BITMAPHANDLE::BitsPerPixel, 13, ERROR_INV_BITS_PER_PIXEL);
     uint64_t value = 0;
     EXPECT_EQ(R_GetPixelData(bitmap.get(), &value, 0, 0, 1), ERROR_INV_PARAMETER);
     EXPECT_EQ(R_PutPixelData(bitmap.get(), &value, 0, 0, 1), ERROR_INV_PARAMETER);

@@ -3,39 +3,37 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <utility>
 
 namespace {
 
 TEST(TempFileOptions, KeepTheModeWithinItsRules)
 {
-    TEMPFILEOPTIONS start{};
-    ASSERT_EQ(R_GetTempFileOptions(&start, TEMPFILEOPTIONS_SIZE), SUCCESS);
-    const TEMPFILEOPTIONS defaults = {TEMPFILEOPTIONS_SIZE, TEMPFILE_DISK_AND_MEMORY, 0, 128, 8, 16};
-    EXPECT_EQ(std::memcmp(&start, &defaults, sizeof start), 0);
+    constexpr R_UINT kSize = TEMPFILEOPTIONS_SIZE, kBoth = TEMPFILE_DISK_AND_MEMORY, kKeep = 0xFFFFFFFFu;
+    const TEMPFILEOPTIONS defaults = {kSize, kBoth, 0, 128, 8, 16};
+    const auto expectStored = [](const TEMPFILEOPTIONS& wanted) {
+        TEMPFILEOPTIONS stored{};
+        EXPECT_EQ(R_GetTempFileOptions(&stored, kSize), SUCCESS);
+        EXPECT_EQ(std::memcmp(&stored, &wanted, sizeof stored), 0);
+        EXPECT_EQ(R_GetTempFileMode(), wanted.uMode);
+    };
+    expectStored(defaults);
+    for (const auto& [mode, stored] : {std::pair<R_UINT, R_UINT>{TEMPFILE_MEMORY, TEMPFILE_MEMORY},
+                                       {kKeep, TEMPFILE_MEMORY},
+                                       {0, kBoth},
+                                       {kKeep, kBoth}}) {
+        const TEMPFILEOPTIONS options = {kSize, mode, mode ^ 0xBEEF, 1, 2, 3};
+        EXPECT_EQ(R_SetTempFileOptions(&options), SUCCESS);
+        expectStored({kSize, stored, options.uFlags, 1, 2, 3});
+    }
+    EXPECT_EQ(R_SetTempFileOptions(&defaults), SUCCESS);
 
-    TEMPFILEOPTIONS options = {TEMPFILEOPTIONS_SIZE, TEMPFILE_MEMORY, 0xF00Du, 1, 2, 3};
-    EXPECT_EQ(R_SetTempFileOptions(&options), SUCCESS);
-    EXPECT_EQ(R_GetTempFileMode(), TEMPFILE_MEMORY);
-    options.uMode = 0xFFFFFFFFu; // as it is
-    options.uFlags = 0xBEEFu;
-    EXPECT_EQ(R_SetTempFileOptions(&options), SUCCESS);
-    EXPECT_EQ(options.uMode, 0xFFFFFFFFu); // the caller's record is only read
-    TEMPFILEOPTIONS stored{};
-    EXPECT_EQ(R_GetTempFileOptions(&stored, TEMPFILEOPTIONS_SIZE), SUCCESS);
-    options.uMode = TEMPFILE_MEMORY;
-    EXPECT_EQ(std::memcmp(&stored, &options, sizeof stored), 0);
-    options.uMode = 0;
-    EXPECT_EQ(R_SetTempFileOptions(&options), SUCCESS);
-    EXPECT_EQ(R_GetTempFileMode(), TEMPFILE_DISK_AND_MEMORY);
-
-    options.uMode = TEMPFILE_DISK;
-    options.uStructSize = 20;
-    EXPECT_EQ(R_SetTempFileOptions(&options), ERROR_INV_STRUCT_SIZE);
+    TEMPFILEOPTIONS wrong = {20, TEMPFILE_DISK, 1, 2, 3, 4};
+    EXPECT_EQ(R_SetTempFileOptions(&wrong), ERROR_INV_STRUCT_SIZE);
+    EXPECT_EQ(R_GetTempFileOptions(&wrong, 20), ERROR_INV_STRUCT_SIZE);
     EXPECT_EQ(R_SetTempFileOptions(nullptr), ERROR_NULL_PTR);
     EXPECT_EQ(R_GetTempFileOptions(nullptr, 20), ERROR_NULL_PTR);
-    EXPECT_EQ(R_GetTempFileOptions(&stored, 20), ERROR_INV_STRUCT_SIZE);
-    EXPECT_EQ(R_GetTempFileMode(), TEMPFILE_DISK_AND_MEMORY);
-    EXPECT_EQ(R_SetTempFileOptions(&start), SUCCESS);
+    expectStored(defaults);
 }
 
 } // namespace
