@@ -1,12 +1,8 @@
-#include "Caller.h"
-
-#include "Internal/R_Int.h"
+/* A program in C that uses the kernel. Each part answers null, or the first thing that was not as promised. */
 #include "R_Kernel.h"
 
-#include <stdlib.h>
 #include <string.h>
 
-#define TEXT_OF(x) #x
 #define REQUIRE(condition)                                                                                             \
     do {                                                                                                               \
         if (!(condition)) return #condition;                                                                           \
@@ -14,43 +10,13 @@
 
 const char* recordsSeenFromC(void)
 {
-#define RECORD_FIELD(record, field, first, bytes)                                                                      \
-    if (offsetof(record, field) != (first) || sizeof(((record*)0)->field) != (bytes))                                  \
-        return TEXT_OF(record) "." TEXT_OF(field);
+#define FIELD(field, first, bytes)                                                                                     \
+    REQUIRE(offsetof(RECORD, field) == (first) && sizeof(((RECORD*)0)->field) == (bytes));
 #include "Records.inc"
-#undef RECORD_FIELD
     REQUIRE(sizeof(R_INT) == 4 && sizeof(R_UINT) == 4 && sizeof(R_INT64) == 8 && sizeof(R_SIZE) == 8);
     REQUIRE(sizeof(R_WCHAR) == 2 && sizeof(COLORREF) == 4 && sizeof(RECT) == 16 && sizeof(R_SEGMENT) == 8);
     REQUIRE(sizeof(RGBQUAD) == 4 && offsetof(RGBQUAD, rgbBlue) == 0 && offsetof(RGBQUAD, rgbRed) == 2);
     REQUIRE(sizeof(RGBQUAD16) == 8 && sizeof(PALETTEENTRY) == 4 && offsetof(PALETTEENTRY, peRed) == 0);
-    return NULL;
-}
-
-/* Makes a picture in a record of either size, fills its rows, flips it and reads the rows back. */
-const char* pictureMadeFromC(unsigned recordSize, int bitsPerPixel)
-{
-    enum { height = 5, rowBytes = 64 };
-    unsigned char row[rowBytes];
-    /* A short record is a short block: what is behind it belongs to somebody else. */
-    BITMAPHANDLE* bitmap = calloc(1, recordSize);
-    REQUIRE(bitmap != NULL);
-    REQUIRE(R_InitBitmap(bitmap, recordSize, rowBytes * 8 / bitsPerPixel, height, bitsPerPixel) == SUCCESS);
-    REQUIRE(R_AllocateBitmap(bitmap, MEM_CONVENTIONAL) == SUCCESS);
-    REQUIRE((bitmap->Flags & FLAG_ALLOCATED) != 0 && bitmap->BytesPerLine <= rowBytes);
-
-    const R_SIZE bytes = bitmap->BytesPerLine;
-    for (R_INT y = 0; y < height; ++y) {
-        memset(row, 0x11 * (y + 1), sizeof row);
-        REQUIRE(R_PutBitmapRow(bitmap, row, y, bytes) == (R_SSIZE)bytes);
-    }
-    REQUIRE(R_FlipBitmap(bitmap) == SUCCESS);
-    for (R_INT y = 0; y < height; ++y) {
-        REQUIRE(R_GetBitmapRow(bitmap, row, y, bytes) == (R_SSIZE)bytes);
-        REQUIRE(row[0] == 0x11 * (height - y));
-    }
-    R_FreeBitmap(bitmap);
-    REQUIRE((bitmap->Flags & FLAG_ALLOCATED) == 0 && bitmap->Addr.Pointer == NULL);
-    free(bitmap);
     return NULL;
 }
 
@@ -93,24 +59,5 @@ const char* storageKeptInC(void)
     REQUIRE(storage.rows[1][0] == 8 && storage.rows[1][7] == 1);
     REQUIRE(R_GetBitmapRow(&bitmap, row, 1, 8) == 8 && row[0] == 8 && storage.reads > 1);
     R_FreeBitmap(&bitmap);
-    return NULL;
-}
-
-/* A bitmap without pixels, no bitmap, and a record of a size that never was. */
-const char* refusalsSeenFromC(void)
-{
-    BITMAPHANDLE bitmap, other;
-    unsigned char row[4] = {0};
-    R_INT accessed = 0;
-    REQUIRE(R_InitBitmap(NULL, sizeof bitmap, 1, 1, 8) == ERROR_INV_PARAMETER);
-    REQUIRE(R_InitBitmap(&bitmap, 283, 1, 1, 8) == ERROR_INV_STRUCT_SIZE);
-    REQUIRE(R_InitBitmap(&bitmap, sizeof bitmap, -1, 1, 8) == ERROR_INV_SIZE);
-    REQUIRE(R_InitBitmap(&bitmap, sizeof bitmap, 1, 1, 9) == ERROR_INV_BITS_PER_PIXEL);
-    REQUIRE(R_InitBitmap(&bitmap, sizeof bitmap, 4, 1, 8) == SUCCESS);
-    REQUIRE(R_GetBitmapRow(&bitmap, row, 0, 4) == ERROR_INV_BITMAP);
-    REQUIRE(R_FlipBitmap(&bitmap) == ERROR_INV_PARAMETER && R_ReverseBitmap(&bitmap) == ERROR_INV_BITMAP);
-    REQUIRE(R_IntAccessBitmap(NULL, &accessed) == ERROR_NULL_PTR);
-    REQUIRE(R_CopyBitmapHandle(&other, &bitmap, 100) == ERROR_INV_STRUCT_SIZE);
-    R_FreeBitmap(NULL);
     return NULL;
 }

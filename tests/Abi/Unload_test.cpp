@@ -13,67 +13,40 @@
 
 namespace {
 
-/// The library, loaded.
-class Library {
-public:
-#if defined(_WIN32)
-    Library() : module_(LoadLibraryA(RV_LIBRARY_FILE)) {}
-    bool unload() { return FreeLibrary(module_) != 0; }
-    static bool loaded() { return GetModuleHandleA(RV_LIBRARY_FILE) != nullptr; }
-    void* symbol(const char* name) const { return reinterpret_cast<void*>(GetProcAddress(module_, name)); }
-
-private:
-    HMODULE module_;
-#else
-    Library() : module_(dlopen(RV_LIBRARY_FILE, RTLD_NOW | RTLD_LOCAL)) {}
-    bool unload() { return dlclose(module_) == 0; }
-    static bool loaded()
-    {
-        void* const module = dlopen(RV_LIBRARY_FILE, RTLD_NOW | RTLD_NOLOAD);
-        if (module != nullptr) dlclose(module);
-        return module != nullptr;
-    }
-    void* symbol(const char* name) const { return dlsym(module_, name); }
-
-private:
-    void* module_;
+#if !defined(_WIN32)
+using HMODULE = void*;
+HMODULE LoadLibraryA(const char* file) { return dlopen(file, RTLD_NOW | RTLD_LOCAL); }
+int FreeLibrary(HMODULE module) { return dlclose(module) == 0; }
+void* GetProcAddress(HMODULE module, const char* name) { return dlsym(module, name); }
+HMODULE GetModuleHandleA(const char* file)
+{
+    void* const module = dlopen(file, RTLD_NOW | RTLD_NOLOAD);
+    if (module != nullptr) dlclose(module);
+    return module;
+}
 #endif
-public:
-    explicit operator bool() const { return module_ != nullptr; }
-    template <class Function> Function* call(const char* name) const
-    {
-        return reinterpret_cast<Function*>(symbol(name));
-    }
-};
+
+/// A function of the loaded library, found when it is called.
+#define CALL(module, name) reinterpret_cast<decltype(&name)>(reinterpret_cast<void*>(GetProcAddress(module, #name)))
 
 /// Uses what a thread has of the library: its settings, and memory of every kind. Returns the X resolution found.
-R_INT use(const Library& library, R_INT resolution)
+R_INT use(HMODULE library, R_INT resolution)
 {
-    const auto setResolution = library.call<decltype(R_SetDefaultXResolution)>("R_SetDefaultXResolution");
-    const auto create = library.call<decltype(R_CreateBitmap)>("R_CreateBitmap");
-    const auto putRow = library.call<decltype(R_PutBitmapRow)>("R_PutBitmapRow");
-    const auto flip = library.call<decltype(R_FlipBitmap)>("R_FlipBitmap");
-    const auto free = library.call<decltype(R_FreeBitmap)>("R_FreeBitmap");
-    if (!setResolution || !create || !putRow || !flip || !free) return -1;
     BITMAPHANDLE bitmap;
     R_UCHAR row[64] = {1, 2, 3};
-    if (create(&bitmap, sizeof bitmap, MEM_CONVENTIONAL, 64, 64, 8, ORDER_RGB, nullptr, TOP_LEFT, nullptr, 0) !=
-        SUCCESS)
+    if (CALL(library, R_CreateBitmap)(&bitmap, sizeof bitmap, MEM_CONVENTIONAL, 64, 64, 8, ORDER_RGB, nullptr, TOP_LEFT,
+                                      nullptr, 0) != SUCCESS)
         return -2;
-    const bool worked = putRow(&bitmap, row, 0, sizeof row) == sizeof row && flip(&bitmap) == SUCCESS;
-    free(&bitmap);
-    return worked ? setResolution(resolution) : -3;
+    const bool worked = CALL(library, R_PutBitmapRow)(&bitmap, row, 0, sizeof row) == sizeof row &&
+                        CALL(library, R_FlipBitmap)(&bitmap) == SUCCESS;
+    CALL(library, R_FreeBitmap)(&bitmap);
+    return worked ? CALL(library, R_SetDefaultXResolution)(resolution) : -3;
 }
 
 TEST(Unload, LeavesLivingThreadsAlone)
 {
-    {
-        Library library;
-        ASSERT_TRUE(library) << "cannot load " << RV_LIBRARY_FILE;
-        ASSERT_TRUE(library.unload());
-    }
     std::atomic<int> stage{0};
-    std::atomic<const Library*> current{nullptr};
+    std::atomic<HMODULE> current{nullptr};
     std::atomic<R_INT> found{0};
     constexpr int kRounds = 3;
     const auto waitFor = [&stage](int wanted) {
@@ -82,24 +55,25 @@ TEST(Unload, LeavesLivingThreadsAlone)
     std::thread living([&] {
         for (int round = 0; round < kRounds; ++round) {
             waitFor(2 * round + 1);
-            found = use(*current.load(), 1000 + round);
+            found = use(current, 1000 + round);
             stage = 2 * round + 2;
         }
         waitFor(2 * kRounds + 1);
     }); // ends after the library is gone
 
     for (int round = 0; round < kRounds; ++round) {
-        Library library;
+        const HMODULE library = LoadLibraryA(RV_LIBRARY_FILE);
+        ASSERT_NE(library, nullptr) << "cannot load " << RV_LIBRARY_FILE;
         EXPECT_EQ(use(library, 7), 150); // each time a new library, which knows nothing of the last
-        current = &library;
+        current = library;
         stage = 2 * round + 1;
         waitFor(2 * round + 2);
         EXPECT_EQ(found, 150);
         R_INT ended = 0;
         std::thread([&] { ended = use(library, 8); }).join(); // a thread that ends before
         EXPECT_EQ(ended, 150);
-        EXPECT_TRUE(library.unload());
-        EXPECT_FALSE(Library::loaded());
+        EXPECT_TRUE(FreeLibrary(library));
+        EXPECT_EQ(GetModuleHandleA(RV_LIBRARY_FILE), nullptr);
     }
     stage = 2 * kRounds + 1;
     living.join();
