@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Installs a build, then builds and runs the consumers against what was installed, by CMake and by pkg-config.
+"""Installs a build, then builds and runs the programs of the README against what was installed, by CMake and by pkg-config.
 
 usage: run.py --build DIR --work DIR [--toolchain FILE --cc CC --cxx CXX --runner PROGRAM]
 """
@@ -41,7 +41,6 @@ def main():
     options.add_argument("--runner", default="")
     given = options.parse_args()
     runner = given.runner.split()
-    suffix = ".exe" if runner else ""
 
     work = given.work.resolve()
     shutil.rmtree(work, ignore_errors=True)
@@ -51,9 +50,15 @@ def main():
     root = work / "moved"
     installed.rename(root)
 
+    # What the README shows must work as it stands there.
+    readme = (HERE.parent.parent / "README.md").read_text()
+    for suffix, end in (("c", ""), ("cpp", "int main() { Bitmap bitmap; return bitmap.Flags == 0 ? 0 : 1; }\n")):
+        text = re.search(rf"^```{suffix}\n(.*?)^```", readme, re.MULTILINE | re.DOTALL)[1]
+        (work / f"readme.{suffix}").write_text(text + end)
+
     by_cmake = work / "cmake"
     toolchain = [f"-DCMAKE_TOOLCHAIN_FILE={given.toolchain.resolve()}"] if given.toolchain else []
-    call("cmake", "-S", HERE, "-B", by_cmake, "-G", "Ninja", f"-Drvkrn_ROOT={root}",
+    call("cmake", "-S", HERE, "-B", by_cmake, "-G", "Ninja", f"-Drvkrn_ROOT={root}", f"-DCONSUMER_SOURCES={work}",
          "-DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH", *toolchain)
     call("cmake", "--build", by_cmake)
 
@@ -62,26 +67,15 @@ def main():
     pc_dir = next(root.glob("lib/**/rvkrn.pc")).parent
     found_by = {**os.environ, "PKG_CONFIG_PATH": str(pc_dir)}
     flags = call("pkg-config", "--cflags", "--libs", "rvkrn", env=found_by).split()
-    warnings = ["-Wall", "-Wextra", "-Wpedantic", "-Werror"]
-    # The compiler's run-time libraries are not where Windows would look for them.
-    static = ["-static-libgcc", "-static-libstdc++", "-Wl,-Bstatic,-lstdc++,-lpthread,-Bdynamic"] if runner else []
-    flags += static
-    for compiler, standard, source in ((given.cc, "c11", "consumer.c"), (given.cxx, "c++20", "consumer.cpp")):
-        program = by_pc / f"{source.replace('.', '_')}{suffix}"
-        call(compiler, f"-std={standard}", *warnings, HERE / source, "-o", program, *flags)
-
-    # What the README shows must work as it stands there.
-    readme = (HERE.parent.parent / "README.md").read_text()
-    (by_pc / "readme.c").write_text(re.search(r"^```c\n(.*?)^```", readme, re.MULTILINE | re.DOTALL)[1])
-    (by_pc / "readme.cpp").write_text(re.search(r"^```cpp\n(.*?)^```", readme, re.MULTILINE | re.DOTALL)[1]
-                                      + "int main() { Bitmap bitmap; return bitmap.Flags == 0 ? 0 : 1; }\n")
-    for compiler, source in ((given.cc, "readme.c"), (given.cxx, "readme.cpp")):
-        call(compiler, *warnings, by_pc / source, "-o", by_pc / f"{source.replace('.', '_')}{suffix}", *flags)
-
-    for built, names in ((by_cmake, ("consumer_c", "consumer_cpp")),
-                         (by_pc, ("consumer_c", "consumer_cpp", "readme_c", "readme_cpp"))):
-        for name in names:
-            run(built / (name + suffix), root, runner)
+    flags += ["-Wall", "-Wextra", "-Wpedantic", "-Werror"]
+    if runner:  # The compiler's run-time libraries are not where Windows would look for them.
+        flags += ["-static-libgcc", "-static-libstdc++", "-Wl,-Bstatic,-lstdc++,-lpthread,-Bdynamic"]
+    exe = ".exe" if runner else ""
+    for compiler, standard, suffix in ((given.cc, "c11", "c"), (given.cxx, "c++20", "cpp")):
+        program = by_pc / f"readme_{suffix}{exe}"
+        call(compiler, f"-std={standard}", work / f"readme.{suffix}", "-o", program, *flags)
+        for built in (by_cmake, by_pc):
+            run(built / program.name, root, runner)
 
 
 if __name__ == "__main__":
