@@ -12,9 +12,7 @@ namespace {
 struct Asked {
     explicit Asked(const TestBitmap& bitmap)
     {
-        BITMAPHANDLEDATACALLBACKS callbacks{};
-        callbacks.uStructSize = BITMAPHANDLEDATACALLBACKS_SIZE;
-        callbacks.pUserData = this;
+        BITMAPHANDLEDATACALLBACKS callbacks = callbacksFor(this);
         callbacks.AccessBitmapCallback = [](BITMAPHANDLE*, void* self) {
             ++static_cast<Asked*>(self)->accesses;
             return static_cast<Asked*>(self)->accessAnswer;
@@ -23,50 +21,42 @@ struct Asked {
             ++static_cast<Asked*>(self)->releases;
             return static_cast<Asked*>(self)->releaseAnswer;
         };
-        EXPECT_EQ(R_SetBitmapDataCallbacks(bitmap.get(), &callbacks), SUCCESS);
+        EXPECT_EQ(R_SetBitmapDataCallbacks(bitmap, &callbacks), SUCCESS);
     }
     R_INT accessAnswer = SUCCESS, releaseAnswer = SUCCESS;
     int accesses = 0, releases = 0;
 };
 
-Scene movable(R_UINT structSize = BITMAPHANDLE_SIZE)
+Scene movable(R_UINT structSize = BITMAPHANDLE_SIZE) { return {.home = Home::movable, .structSize = structSize}; }
+
+bool isLocked(const TestBitmap& p)
 {
-    Scene scene;
-    scene.home = Home::movable;
-    scene.structSize = structSize;
-    return scene;
+    EXPECT_EQ((p->Flags & FLAG_LOCKED_MEMORY) != 0, p->Addr.Pointer != nullptr);
+    return p->Addr.Pointer != nullptr;
 }
 
 TEST(Access, NestsAndLocksOnce)
 {
     const TestBitmap p(movable());
-    EXPECT_EQ(p->Addr.Pointer, nullptr);
-    EXPECT_EQ(R_AccessBitmap(p.get()), SUCCESS);
-    EXPECT_EQ(R_AccessBitmap(p.get()), SUCCESS);
-    EXPECT_EQ(p->nLockCount, 2);
-    EXPECT_EQ(R_ReleaseBitmap(p.get()), SUCCESS);
-    EXPECT_NE(p->Flags & FLAG_LOCKED_MEMORY, 0u);
-    EXPECT_NE(p->Addr.Pointer, nullptr);
-    EXPECT_EQ(R_ReleaseBitmap(p.get()), SUCCESS);
-    EXPECT_EQ(p->Flags & FLAG_LOCKED_MEMORY, 0u);
-    EXPECT_EQ(p->Addr.Pointer, nullptr);
-    EXPECT_EQ(R_ReleaseBitmap(p.get()), SUCCESS);
-    EXPECT_EQ(p->nLockCount, -1) << "a caller's mistake stays visible";
-    EXPECT_EQ(R_AccessBitmap(p.get()), SUCCESS);
-    EXPECT_EQ(p->nLockCount, 0);
-    EXPECT_NE(p->Addr.Pointer, nullptr);
-    EXPECT_EQ(R_ReleaseBitmap(p.get()), SUCCESS);
-    EXPECT_EQ(R_ReleaseBitmap(nullptr), ERROR_NULL_PTR);
+    EXPECT_EQ((Answered{R_AccessBitmap(p), R_AccessBitmap(p), p->nLockCount, R_ReleaseBitmap(p)}),
+              (Answered{SUCCESS, SUCCESS, 2, SUCCESS}));
+    EXPECT_TRUE(isLocked(p));
+    EXPECT_EQ(R_ReleaseBitmap(p), SUCCESS);
+    EXPECT_FALSE(isLocked(p));
+    EXPECT_EQ((Answered{R_ReleaseBitmap(p), p->nLockCount}), (Answered{SUCCESS, -1}))
+        << "a caller's mistake stays visible";
+    EXPECT_EQ(R_AccessBitmap(p), SUCCESS);
+    EXPECT_TRUE(isLocked(p) && p->nLockCount == 0);
+    EXPECT_EQ((Answered{R_ReleaseBitmap(p), R_ReleaseBitmap(nullptr)}), (Answered{SUCCESS, ERROR_NULL_PTR}));
 }
 
 TEST(Access, AShortRecordOnlyLocks)
 {
     const TestBitmap p(movable(BITMAPHANDLE_SIZE_SHORT));
-    EXPECT_EQ(R_AccessBitmap(p.get()), SUCCESS);
-    EXPECT_NE(p->Addr.Pointer, nullptr);
-    EXPECT_EQ(R_AccessBitmap(p.get()), SUCCESS);
-    EXPECT_EQ(R_ReleaseBitmap(p.get()), SUCCESS);
-    EXPECT_EQ(p->Addr.Pointer, nullptr);
+    EXPECT_EQ(R_AccessBitmap(p), SUCCESS);
+    EXPECT_TRUE(isLocked(p));
+    EXPECT_EQ((Answered{R_AccessBitmap(p), R_ReleaseBitmap(p)}), (Answered{SUCCESS, SUCCESS}));
+    EXPECT_FALSE(isLocked(p));
 }
 
 TEST(Access, FollowsTheCallbacksAnswers)
@@ -76,30 +66,27 @@ TEST(Access, FollowsTheCallbacksAnswers)
     R_INT held = 7;
 
     asked.accessAnswer = SUCCESS_ABORT;
-    EXPECT_EQ(R_IntAccessBitmap(p.get(), &held), SUCCESS);
-    EXPECT_EQ(held, 1);
-    EXPECT_EQ(p->nLockCount, 1);
-    EXPECT_EQ(p->Addr.Pointer, nullptr) << "the callback did it: nothing is locked";
+    EXPECT_EQ(R_IntAccessBitmap(p, &held), SUCCESS);
+    EXPECT_TRUE(held == 1 && p->nLockCount == 1);
+    EXPECT_FALSE(isLocked(p)) << "the callback did it";
     asked.releaseAnswer = -55;
-    EXPECT_EQ(R_IntReleaseBitmap(p.get(), held, SUCCESS), -55);
+    EXPECT_EQ(R_IntReleaseBitmap(p, held, SUCCESS), -55);
     EXPECT_EQ(p->nLockCount, 0);
 
     asked.accessAnswer = -44;
-    EXPECT_EQ(R_IntAccessBitmap(p.get(), &held), -44);
-    EXPECT_EQ(held, 0);
-    EXPECT_EQ(p->nLockCount, 0);
+    EXPECT_EQ(R_IntAccessBitmap(p, &held), -44);
+    EXPECT_TRUE(held == 0 && p->nLockCount == 0);
 
     asked.accessAnswer = SUCCESS;
-    EXPECT_EQ(R_IntAccessBitmap(p.get(), &held), SUCCESS);
-    EXPECT_EQ(R_IntReleaseBitmap(p.get(), 0, -3), -3) << "not released";
+    EXPECT_EQ(R_IntAccessBitmap(p, &held), SUCCESS);
+    EXPECT_EQ(R_IntReleaseBitmap(p, 0, -3), -3) << "not released";
     EXPECT_EQ(p->nLockCount, 1);
-    EXPECT_EQ(R_IntReleaseBitmap(p.get(), 1, -3), -3) << "the earlier failure speaks";
-    EXPECT_EQ(asked.accesses, 3);
-    EXPECT_EQ(asked.releases, 2);
-    EXPECT_NE(p->Flags & FLAG_LOCKED_MEMORY, 0u) << "a failed release leaves the block locked";
+    EXPECT_EQ(R_IntReleaseBitmap(p, 1, -3), -3) << "the earlier failure speaks";
+    EXPECT_TRUE(asked.accesses == 3 && asked.releases == 2);
+    EXPECT_TRUE(isLocked(p)) << "a failed release leaves the block locked";
     asked.releaseAnswer = SUCCESS;
-    EXPECT_EQ(R_ReleaseBitmap(p.get()), SUCCESS);
-    EXPECT_EQ(p->Flags & FLAG_LOCKED_MEMORY, 0u);
+    EXPECT_EQ(R_ReleaseBitmap(p), SUCCESS);
+    EXPECT_FALSE(isLocked(p));
     p->nLockCount = 0;
 }
 
@@ -108,10 +95,9 @@ TEST(Access, ABlockThatCannotBeLockedIsNotAccessed)
     const TestBitmap p(movable());
     {
         const NoMemory noLocks(kFailLocking);
-        EXPECT_EQ(R_AccessBitmap(p.get()), ERROR_FAILURE);
+        EXPECT_EQ(R_AccessBitmap(p), ERROR_FAILURE);
     }
-    EXPECT_EQ(p->nLockCount, 0);
-    EXPECT_EQ(p->Flags & FLAG_LOCKED_MEMORY, 0u);
+    EXPECT_TRUE(!isLocked(p) && p->nLockCount == 0);
 }
 
 TEST(Callbacks, AreCopiedReplacedAndRefused)
@@ -120,18 +106,16 @@ TEST(Callbacks, AreCopiedReplacedAndRefused)
     {
         const TestBitmap p({});
         BITMAPHANDLEDATACALLBACKS callbacks{}, back{};
-        EXPECT_EQ(R_SetBitmapDataCallbacks(p.get(), &callbacks), ERROR_INV_STRUCT_SIZE);
+        EXPECT_EQ(R_SetBitmapDataCallbacks(p, &callbacks), ERROR_INV_STRUCT_SIZE);
         callbacks.uStructSize = BITMAPHANDLEDATACALLBACKS_SIZE;
         callbacks.pUserData = &callbacks;
         EXPECT_EQ(R_SetBitmapDataCallbacks(nullptr, &callbacks), ERROR_INV_PARAMETER);
-        EXPECT_EQ(R_SetBitmapDataCallbacks(p.get(), &callbacks), SUCCESS);
-        EXPECT_EQ(R_SetBitmapDataCallbacks(p.get(), &callbacks), SUCCESS);
-        EXPECT_EQ(R_GetBitmapDataCallbacks(p.get(), &back), SUCCESS);
-        EXPECT_EQ(back.pUserData, &callbacks);
-        EXPECT_EQ(R_SetBitmapDataCallbacks(p.get(), nullptr), SUCCESS);
-        EXPECT_EQ(R_GetBitmapDataCallbacks(p.get(), &back), SUCCESS);
-        EXPECT_EQ(back.pUserData, nullptr);
-        EXPECT_EQ(back.uStructSize, BITMAPHANDLEDATACALLBACKS_SIZE);
+        BITMAPHANDLEDATACALLBACKS* const none = nullptr;
+        for (auto* const given : {&callbacks, &callbacks, none}) {
+            EXPECT_EQ((Answered{R_SetBitmapDataCallbacks(p, given), R_GetBitmapDataCallbacks(p, &back)}),
+                      (Answered{SUCCESS, SUCCESS}));
+            EXPECT_TRUE(back.pUserData == given && back.uStructSize == BITMAPHANDLEDATACALLBACKS_SIZE);
+        }
         BITMAPHANDLE empty;
         R_InitBitmap(&empty, BITMAPHANDLE_SIZE, 0, 0, 0);
         EXPECT_EQ(R_SetBitmapDataCallbacks(&empty, &callbacks), ERROR_INV_SIZE);
@@ -149,9 +133,7 @@ TEST(CopyBracket, InstallsWhatTheSourceAnswers)
         R_INT endStatus = 0;
     } copying;
     const TestBitmap source({}), target({});
-    BITMAPHANDLEDATACALLBACKS callbacks{};
-    callbacks.uStructSize = BITMAPHANDLEDATACALLBACKS_SIZE;
-    callbacks.pUserData = &copying;
+    BITMAPHANDLEDATACALLBACKS callbacks = callbacksFor(&copying);
     callbacks.BeginCopyBitmapDataCallback = [](BITMAPHANDLE*, R_UINT, ALLOCATIONINFO* info,
                                                BITMAPHANDLEDATACALLBACKS* given, void* userData) {
         auto& c = *static_cast<Copying*>(userData);
@@ -165,64 +147,51 @@ TEST(CopyBracket, InstallsWhatTheSourceAnswers)
         return static_cast<Copying*>(userData)->end;
     };
     ALLOCATIONINFO info{};
-    EXPECT_EQ(R_IntBeginCopyBitmap(target.get(), source.get(), 0, nullptr), ERROR_INV_PARAMETER);
-    EXPECT_EQ(R_IntBeginCopyBitmap(target.get(), source.get(), 0, &info), SUCCESS) << "no callbacks";
-    EXPECT_EQ(R_IntEndCopyBitmap(target.get(), source.get(), -9), -9);
-    ASSERT_EQ(R_SetBitmapDataCallbacks(source.get(), &callbacks), SUCCESS);
+    EXPECT_EQ(R_IntBeginCopyBitmap(target, source, 0, nullptr), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_IntBeginCopyBitmap(target, source, 0, &info), SUCCESS) << "no callbacks";
+    EXPECT_EQ(R_IntEndCopyBitmap(target, source, -9), -9);
+    ASSERT_EQ(R_SetBitmapDataCallbacks(source, &callbacks), SUCCESS);
 
-    copying.begin = -70;
-    EXPECT_EQ(R_IntBeginCopyBitmap(target.get(), source.get(), 0, &info), -70);
-    copying.begin = SUCCESS_ABORT;
-    EXPECT_EQ(R_IntBeginCopyBitmap(target.get(), source.get(), 0, &info), SUCCESS);
+    const auto begin = [&](R_INT answer, R_UINT size) {
+        copying.begin = answer;
+        copying.size = size;
+        return R_IntBeginCopyBitmap(target, source, 0, &info);
+    };
+    constexpr R_UINT good = BITMAPHANDLEDATACALLBACKS_SIZE;
+    EXPECT_EQ((Answered{begin(-70, good), begin(SUCCESS_ABORT, good)}), (Answered{-70, SUCCESS}));
     EXPECT_EQ(target->pDataCallbacks, nullptr);
-    copying.begin = SUCCESS;
-    copying.size = 80;
-    EXPECT_EQ(R_IntBeginCopyBitmap(target.get(), source.get(), 0, &info), ERROR_INV_STRUCT_SIZE);
-    copying.size = BITMAPHANDLEDATACALLBACKS_SIZE;
-    EXPECT_EQ(R_IntBeginCopyBitmap(target.get(), source.get(), 0, &info), SUCCESS);
+    EXPECT_EQ((Answered{begin(SUCCESS, 80), begin(SUCCESS, good)}), (Answered{ERROR_INV_STRUCT_SIZE, SUCCESS}));
     ASSERT_NE(target->pDataCallbacks, nullptr);
     EXPECT_EQ(target->pDataCallbacks->pUserData, &copying);
-    EXPECT_EQ(copying.info.Width, 37);
-    EXPECT_EQ(copying.info.Size, 440u);
-    EXPECT_EQ(copying.info.pData, source->pPalette);
+    EXPECT_TRUE(copying.info.Width == 37 && copying.info.Size == 440 && copying.info.pData == source->pPalette);
 
     copying.end = -71;
-    EXPECT_EQ(R_IntEndCopyBitmap(target.get(), source.get(), SUCCESS), -71);
-    EXPECT_EQ(R_IntEndCopyBitmap(target.get(), source.get(), -9), -9);
+    EXPECT_EQ((Answered{R_IntEndCopyBitmap(target, source, SUCCESS), R_IntEndCopyBitmap(target, source, -9)}),
+              (Answered{-71, -9}));
     EXPECT_EQ(copying.endStatus, -9);
 }
 
-TEST(Diagnostics, TraceLockCountsOutOfOrder)
+/// What a misused bitmap traces, by call.
+TEST(Diagnostics, TraceLockCountsOutOfOrderWhenSwitchedOnAtAttach)
 {
-    const PretendDiagnostics wanted(true);
-    detach();
-    attach();
-    {
+    for (const bool on : {false, true}) {
+        detach();
+        const PretendDiagnostics wanted(on);
+        attach();
         const DebugCapture capture;
+        const auto traced = [&](const char* text) { return capture.text().find(text) != std::string::npos; };
         const TestBitmap p(movable());
-        const std::string quiet = capture.text();
-        EXPECT_EQ(quiet.find("nLockCount"), std::string::npos) << quiet;
+        EXPECT_FALSE(traced("nLockCount"));
         uint8_t row[64];
-        R_GetBitmapRow(p.get(), row, 0, p->BytesPerLine);
-        EXPECT_NE(capture.text().find("R_GetBitmapRow"), std::string::npos);
-        R_ReleaseBitmap(p.get());
-        EXPECT_NE(capture.text().find("R_ReleaseBitmap"), std::string::npos);
-        R_FreeBitmap(p.get());
-        EXPECT_NE(capture.text().find("R_FreeBitmap: pBitmap->nLockCount = -1"), std::string::npos) << capture.text();
+        R_GetBitmapRow(p, row, 0, 1); // without an access
+        EXPECT_EQ(traced("R_GetBitmapRow"), on);
+        R_ReleaseBitmap(p);
+        EXPECT_EQ(traced("R_ReleaseBitmap"), on);
+        R_FreeBitmap(p);
+        EXPECT_EQ(traced("R_FreeBitmap: pBitmap->nLockCount = -1"), on);
     }
     detach();
-}
-
-TEST(Diagnostics, AreOffUnlessSwitchedOnAtAttach)
-{
-    detach();
-    const PretendDiagnostics wanted(false);
     attach();
-    const DebugCapture capture;
-    const TestBitmap p({});
-    R_ReleaseBitmap(p.get());
-    EXPECT_EQ(capture.text(), "");
-    p->nLockCount = 0;
 }
 
 } // namespace

@@ -12,15 +12,11 @@ namespace {
 
 TEST(RowCalls, AnswerByteCountsAndCodes)
 {
-    Scene scene;
-    scene.bits = 24;
-    scene.width = 3;
-    const TestBitmap p(scene);
+    const TestBitmap p({.bits = 24, .width = 3});
     uint8_t row[12];
-    EXPECT_EQ(R_GetBitmapRow(p.get(), row, 0, 12), 12);
-    EXPECT_EQ(R_PutBitmapRow(p.get(), row, 0, 5), 5);
-    EXPECT_EQ(R_GetBitmapRow(nullptr, row, 0, 12), ERROR_INV_PARAMETER);
-    EXPECT_EQ(R_GetBitmapRow(p.get(), nullptr, 0, 12), ERROR_INV_PARAMETER);
+    EXPECT_EQ((Answered{R_GetBitmapRow(p, row, 0, 12), R_PutBitmapRow(p, row, 0, 5)}), (Answered{12, 5}));
+    EXPECT_EQ((Answered{R_GetBitmapRow(nullptr, row, 0, 12), R_GetBitmapRow(p, nullptr, 0, 12)}),
+              (Answered{ERROR_INV_PARAMETER, ERROR_INV_PARAMETER}));
     BITMAPHANDLE record;
     R_InitBitmap(&record, BITMAPHANDLE_SIZE, 5, 5, 8);
     EXPECT_EQ(R_GetBitmapRow(&record, row, 0, 5), ERROR_INV_BITMAP) << "no placement";
@@ -30,23 +26,6 @@ TEST(RowCalls, AnswerByteCountsAndCodes)
     EXPECT_EQ(R_PutBitmapRow(&record, row, 0, 5), ERROR_INV_STRUCT_SIZE);
 }
 
-TEST(RowCalls, FirstByteOfAColumn)
-{
-    const struct {
-        R_INT bits, column;
-        size_t byte;
-    } cases[] = {{1, 9, 1}, {2, 7, 1},  {3, 5, 1},  {4, 3, 1},  {5, 7, 4},   {6, 5, 3},   {7, 9, 7},
-                 {8, 9, 9}, {12, 3, 4}, {16, 3, 6}, {24, 3, 9}, {32, 3, 12}, {48, 3, 18}, {64, 3, 24}};
-    for (const auto& c : cases) {
-        Scene scene;
-        scene.bits = c.bits;
-        const TestBitmap p(scene);
-        uint8_t byte = 0;
-        ASSERT_EQ(R_GetBitmapRowCol(p.get(), &byte, 3, c.column, 1), 1);
-        EXPECT_EQ(byte, p.pixels()[3 * p->BytesPerLine + c.byte]) << c.bits;
-    }
-}
-
 TEST(RowCalls, ReturnARowCallbacksAnswer)
 {
     struct Rows {
@@ -54,26 +33,24 @@ TEST(RowCalls, ReturnARowCallbacksAnswer)
         R_INT column;
     } rows{0, -1};
     const TestBitmap p({});
-    BITMAPHANDLEDATACALLBACKS callbacks{};
-    callbacks.uStructSize = BITMAPHANDLEDATACALLBACKS_SIZE;
-    callbacks.pUserData = &rows;
+    BITMAPHANDLEDATACALLBACKS callbacks = callbacksFor(&rows);
     callbacks.GetBitmapRowColCallback =
         callbacks.PutBitmapRowColCallback = [](BITMAPHANDLE*, void*, R_INT, R_INT column, R_SIZE, void* userData) {
             static_cast<Rows*>(userData)->column = column;
             return static_cast<Rows*>(userData)->answer;
         };
-    ASSERT_EQ(R_SetBitmapDataCallbacks(p.get(), &callbacks), SUCCESS);
+    ASSERT_EQ(R_SetBitmapDataCallbacks(p, &callbacks), SUCCESS);
     uint8_t row[40] = {};
-    EXPECT_EQ(R_GetBitmapRow(p.get(), row, 0, 40), 40) << "0 lets the kernel go on";
+    EXPECT_EQ(R_GetBitmapRow(p, row, 0, 40), 40) << "0 lets the kernel go on";
     EXPECT_EQ(rows.column, 0);
     for (const R_INT answer : {17, 1, 2, -1, -99}) {
         rows.answer = answer;
-        EXPECT_EQ(R_GetBitmapRowCol(p.get(), row, 0, 6, 9), answer);
-        EXPECT_EQ(R_PutBitmapRow(p.get(), row, 0, 40), answer);
+        EXPECT_EQ(R_GetBitmapRowCol(p, row, 0, 6, 9), answer);
+        EXPECT_EQ(R_PutBitmapRow(p, row, 0, 40), answer);
         const R_SEGMENT whole{0, 37};
-        EXPECT_EQ(R_PutBitmapRowSegments(p.get(), row, 0, 0, &whole, 1), answer < 0 ? answer : ERROR_FAILURE);
+        EXPECT_EQ(R_PutBitmapRowSegments(p, row, 0, 0, &whole, 1), answer < 0 ? answer : ERROR_FAILURE);
     }
-    EXPECT_EQ(R_GetBitmapRowCol(p.get(), row, 0, 6, 9), -99);
+    EXPECT_EQ(R_GetBitmapRowCol(p, row, 0, 6, 9), -99);
     EXPECT_EQ(rows.column, 6);
 }
 
@@ -81,33 +58,27 @@ TEST(RowCalls, RandomPiecesAgainstAPlainBuffer)
 {
     for (const R_INT bits : allDepths()) {
         for (const Home home : allHomes()) {
-            Scene scene;
-            scene.bits = bits;
-            scene.home = home;
+            const Scene scene{.bits = bits, .home = home};
             const TestBitmap p(scene);
             std::vector<uint8_t> model = p.pixels();
             std::mt19937 random(static_cast<unsigned>(bits));
             const auto below = [&](R_INT64 n) { return static_cast<R_INT>(random() % static_cast<uint64_t>(n)); };
-            ASSERT_EQ(R_AccessBitmap(p.get()), SUCCESS);
+            ASSERT_EQ(R_AccessBitmap(p), SUCCESS);
             for (int step = 0; step < 300; ++step) {
                 const R_INT row = below(scene.height), column = below(scene.width);
                 const size_t first =
                     static_cast<size_t>(row) * p->BytesPerLine + static_cast<size_t>(column * bits / 8);
                 const auto room = R_INT64{p->BytesPerLine} - column * bits / 8;
                 std::vector<uint8_t> piece(static_cast<size_t>(1 + below(room)));
-                if (step % 2 == 0) {
-                    for (uint8_t& byte : piece) byte = static_cast<uint8_t>(random());
-                    std::copy(piece.begin(), piece.end(), model.begin() + static_cast<long>(first));
-                    ASSERT_EQ(R_PutBitmapRowCol(p.get(), piece.data(), row, column, piece.size()),
-                              static_cast<R_SSIZE>(piece.size()));
-                } else {
-                    ASSERT_EQ(R_GetBitmapRowCol(p.get(), piece.data(), row, column, piece.size()),
-                              static_cast<R_SSIZE>(piece.size()));
-                    ASSERT_EQ(std::memcmp(piece.data(), model.data() + first, piece.size()), 0)
-                        << scene.text() << ", step " << step;
-                }
+                for (uint8_t& byte : piece) byte = static_cast<uint8_t>(random());
+                const bool writes = step % 2 == 0;
+                ASSERT_EQ((writes ? R_PutBitmapRowCol : R_GetBitmapRowCol)(p, piece.data(), row, column, piece.size()),
+                          static_cast<R_SSIZE>(piece.size()));
+                if (writes) std::copy(piece.begin(), piece.end(), model.begin() + static_cast<long>(first));
+                ASSERT_EQ(std::memcmp(piece.data(), model.data() + first, piece.size()), 0)
+                    << scene.text() << ", step " << step;
             }
-            ASSERT_EQ(R_ReleaseBitmap(p.get()), SUCCESS);
+            ASSERT_EQ(R_ReleaseBitmap(p), SUCCESS);
             EXPECT_EQ(p.pixels(), model) << scene.text();
         }
     }
@@ -119,10 +90,9 @@ TEST(Segments, ChangeTheirPixelsAndNoOthers)
         std::mt19937 random(static_cast<unsigned>(bits) + 100);
         const auto below = [&](R_INT n) { return static_cast<R_INT>(random() % static_cast<unsigned>(n)); };
         for (int round = 0; round < 40; ++round) {
-            Scene scene;
-            scene.bits = bits;
-            scene.home = round % 2 == 0 ? Home::conventional : Home::callbacks;
-            scene.seed = static_cast<unsigned>(round);
+            const Scene scene{.bits = bits,
+                              .home = round % 2 == 0 ? Home::conventional : Home::callbacks,
+                              .seed = static_cast<unsigned>(round)};
             const TestBitmap p(scene);
             std::vector<uint8_t> model = p.pixels();
             const R_INT row = below(scene.height), first = below(scene.width);
@@ -135,7 +105,7 @@ TEST(Segments, ChangeTheirPixelsAndNoOthers)
             for (const R_SEGMENT& s : segments)
                 for (R_INT x = std::max(s.nLeft, first); x < std::min(s.nRight, scene.width); ++x)
                     setPixelAt(modelRow, x, bits, pixelAt(piece.data(), x - first, bits));
-            ASSERT_EQ(R_PutBitmapRowSegments(p.get(), piece.data(), row, first, segments.data(),
+            ASSERT_EQ(R_PutBitmapRowSegments(p, piece.data(), row, first, segments.data(),
                                              static_cast<R_UINT>(segments.size())),
                       SUCCESS);
             ASSERT_EQ(p.pixels(), model) << scene.text();
@@ -148,26 +118,25 @@ TEST(Segments, RefuseHostileRecords)
     const TestBitmap p({});
     const uint8_t row[64] = {};
     const R_SEGMENT whole{-2147483647, 2147483647};
-    const auto put = [&](R_INT y, R_INT x) { return R_PutBitmapRowSegments(p.get(), row, y, x, &whole, 1); };
-    EXPECT_EQ(put(11, 0), ERROR_INV_PARAMETER);
-    EXPECT_EQ(put(-1, 0), ERROR_INV_PARAMETER);
-    EXPECT_EQ(put(0, -1), ERROR_INV_PARAMETER);
+    const auto put = [&](R_INT y, R_INT x) { return R_PutBitmapRowSegments(p, row, y, x, &whole, 1); };
+    EXPECT_EQ((Answered{put(11, 0), put(-1, 0), put(0, -1)}), Answered(3, ERROR_INV_PARAMETER));
     EXPECT_EQ(put(0, 2147483647), SUCCESS) << "nothing to write";
-    EXPECT_EQ(R_PutBitmapRowSegments(p.get(), row, 0, 0, nullptr, 1), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_PutBitmapRowSegments(p, row, 0, 0, nullptr, 1), ERROR_INV_PARAMETER);
+    const struct {
+        void (*spoil)(BITMAPHANDLE*);
+        R_INT row, status;
+    } cases[] = {
+        {[](BITMAPHANDLE* r) { r->Width = 41; }, 0, ERROR_INV_SIZE},   // one pixel more than the row's bytes hold
+        {[](BITMAPHANDLE* r) { r->Height = 12; }, 11, ERROR_INV_SIZE}, // one row more than the block holds
+        {[](BITMAPHANDLE* r) { r->BitsPerPixel = 9; }, 0, ERROR_INV_BITS_PER_PIXEL},
+        {[](BITMAPHANDLE* r) { r->Flags &= ~FLAG_ALLOCATED; }, 0, ERROR_INV_BITMAP},
+    };
     const std::vector<uint8_t> good = p.record();
-    const auto restore = [&] { std::memcpy(static_cast<void*>(p.get()), good.data(), good.size()); };
-    p->Width = 41; // one pixel more than the row's bytes hold
-    EXPECT_EQ(put(0, 0), ERROR_INV_SIZE);
-    restore();
-    p->Height = 12; // one row more than the block holds
-    EXPECT_EQ(put(11, 0), ERROR_INV_SIZE);
-    restore();
-    p->BitsPerPixel = 9;
-    EXPECT_EQ(put(0, 0), ERROR_INV_BITS_PER_PIXEL);
-    restore();
-    p->Flags &= ~FLAG_ALLOCATED;
-    EXPECT_EQ(put(0, 0), ERROR_INV_BITMAP);
-    restore();
+    for (const auto& c : cases) {
+        c.spoil(p);
+        EXPECT_EQ(put(c.row, 0), c.status);
+        std::memcpy(static_cast<void*>(p.get()), good.data(), good.size());
+    }
     // The 32-bit product of width and depth wraps: the record stands, and is never walked.
     BITMAPHANDLE wrapped;
     ASSERT_EQ(
@@ -191,18 +160,16 @@ TEST(HostileRecords, NeverLeadOutsideTheirBlocks)
             EXPECT_EQ(p->Flags & FLAG_ALLOCATED, 0u);
         }
     }
-    Scene scene;
-    scene.structSize = BITMAPHANDLE_SIZE_SHORT;
-    const TestBitmap brief(scene);
+    const TestBitmap brief({.structSize = BITMAPHANDLE_SIZE_SHORT});
     const R_UINT64 bytes = brief->Size;
     brief->Height = 400;
     brief->Size = 0xFFFF0001;
-    EXPECT_EQ(R_FlipBitmap(brief.get()), ERROR_INV_SIZE) << "no short record has so many bytes";
-    brief->Height = scene.height;
+    EXPECT_EQ(R_FlipBitmap(brief), ERROR_INV_SIZE) << "no short record has so many bytes";
+    brief->Height = 11;
     brief->Size = bytes;
     const R_UINT64 offset = brief->DataOffset;
     brief->DataOffset = ~R_UINT64{0} - 64 * 70;
-    EXPECT_NE(R_ChangeBitmapHeight(brief.get(), 12), SUCCESS);
+    EXPECT_NE(R_ChangeBitmapHeight(brief, 12), SUCCESS);
     brief->DataOffset = offset;
 
     BITMAPHANDLE tiled{};
@@ -220,11 +187,9 @@ TEST(ScratchCallback, GivesTheMemoryOfStagedRows)
         R_INT answer = SUCCESS;
         std::vector<std::vector<uint8_t>> blocks;
     } scratch;
-    Scene scene;
-    scene.home = Home::callbacks;
-    const TestBitmap p(scene);
+    const TestBitmap p({.home = Home::callbacks});
     BITMAPHANDLEDATACALLBACKS callbacks;
-    ASSERT_EQ(R_GetBitmapDataCallbacks(p.get(), &callbacks), SUCCESS);
+    ASSERT_EQ(R_GetBitmapDataCallbacks(p, &callbacks), SUCCESS);
     const std::vector<uint8_t> before = p.pixels();
     static Scratch* given;
     given = &scratch;
@@ -232,36 +197,31 @@ TEST(ScratchCallback, GivesTheMemoryOfStagedRows)
         *buffer = given->blocks.emplace_back(bytes).data();
         return given->answer;
     };
-    ASSERT_EQ(R_SetBitmapDataCallbacks(p.get(), &callbacks), SUCCESS);
+    ASSERT_EQ(R_SetBitmapDataCallbacks(p, &callbacks), SUCCESS);
     for (const R_INT answer : {SUCCESS, SUCCESS_ABORT}) {
         scratch.answer = answer;
-        EXPECT_EQ(R_FlipBitmap(p.get()), SUCCESS);
+        EXPECT_EQ(R_FlipBitmap(p), SUCCESS);
     }
     EXPECT_EQ(p.pixels(), before);
     EXPECT_EQ(scratch.blocks.size(), 4u) << "two rows at once, each in memory of its own";
     scratch.answer = -8;
-    EXPECT_EQ(R_FlipBitmap(p.get()), -8);
+    EXPECT_EQ(R_FlipBitmap(p), -8);
     EXPECT_EQ(p.pixels(), before);
 }
 
 TEST(BitCopy, EveryOffsetAndLength)
 {
     std::mt19937 random(5);
-    for (R_INT64 count = 0; count <= 150; ++count) {
-        for (R_INT64 from = 0; from < 8; ++from) {
-            for (R_INT64 into = 0; into < 8; ++into) {
-                const GuardedBuffer source(static_cast<size_t>((from + count + 7) / 8));
-                const GuardedBuffer target(static_cast<size_t>((into + count + 7) / 8));
-                for (uint8_t& byte : source) byte = static_cast<uint8_t>(random());
-                for (uint8_t& byte : target) byte = static_cast<uint8_t>(random());
-                std::vector<uint8_t> model(target.begin(), target.end());
-                for (R_INT64 i = 0; i < count; ++i)
-                    setPixelAt(model.data(), into + i, 1, pixelAt(source.data(), from + i, 1));
-                copyBits(target.data(), into, source.data(), from, count);
-                ASSERT_TRUE(std::equal(model.begin(), model.end(), target.begin()))
-                    << count << ' ' << from << ' ' << into;
-            }
-        }
+    for (R_INT64 n = 0; n <= 150 * 64; ++n) {
+        const R_INT64 count = n / 64, from = n / 8 % 8, into = n % 8;
+        const GuardedBuffer source(static_cast<size_t>((from + count + 7) / 8));
+        const GuardedBuffer target(static_cast<size_t>((into + count + 7) / 8));
+        for (const GuardedBuffer* const buffer : {&source, &target})
+            for (uint8_t& byte : *buffer) byte = static_cast<uint8_t>(random());
+        std::vector<uint8_t> model(target.begin(), target.end());
+        for (R_INT64 i = 0; i < count; ++i) setPixelAt(model.data(), into + i, 1, pixelAt(source.data(), from + i, 1));
+        copyBits(target.data(), into, source.data(), from, count);
+        ASSERT_TRUE(std::equal(model.begin(), model.end(), target.begin())) << count << ' ' << from << ' ' << into;
     }
 }
 

@@ -1,522 +1,250 @@
 #include "Support/Calls.h"
 
 #include "Internal/R_Int.h"
-#include "Support/GuardedRecord.h"
 
-#include <array>
-#include <cstring>
+#include <cstdarg>
 
 namespace rv::test {
 
 namespace {
 
-constexpr std::array<RGBQUAD, 4> kColours{{{0, 0, 0, 0}, {10, 200, 30, 0}, {255, 0, 0, 0}, {255, 255, 255, 0}}};
+constexpr RGBQUAD kColours[] = {{0, 0, 0, 0}, {10, 200, 30, 0}, {255, 0, 0, 0}, {255, 255, 255, 0}};
 constexpr R_UINT kFour = 4;
+constexpr R_WCHAR kNoText[] = {0};
+constexpr R_SEGMENT kPieces[] = {{3, 8}, {21, 1000}};
 
-R_UINT rowBytes(World& w) { return w.a->BytesPerLine; }
+/// Where a call answers what the driver does not look at.
+template <class T> struct Out {
+    T value{};
+    operator T*() { return &value; }
+};
 
 /// An answer that is no status, as one: 1 where it is what it should be.
 R_INT64 as(bool good) { return good ? SUCCESS : ERROR_FAILURE; }
 
 /// A pointer that a call made: freed again, 1 when there was one.
-R_INT64 freed(RGBQUAD* palette)
-{
-    R_HeapTerm(palette);
-    return as(palette != nullptr);
-}
-R_INT64 freed(HPALETTE palette)
-{
-    R_DeletePalette(palette);
-    return as(palette != nullptr);
-}
+R_INT64 freed(RGBQUAD* palette) { return R_HeapTerm(palette), as(palette != nullptr); }
+R_INT64 freed(HPALETTE palette) { return R_DeletePalette(palette), as(palette != nullptr); }
 
-R_INT64 moved(R_SSIZE bytes, R_SIZE wanted) { return bytes == static_cast<R_SSIZE>(wanted) ? SUCCESS : bytes; }
+/// Palettes of bitmaps above 8 bits cannot be asked for.
+R_INT64 paletted(World& w, R_INT64 status) { return w.a->BitsPerPixel <= 8 ? status : SUCCESS; }
 
-/// Makes a bitmap like w.a in a record of its own, hands it to f, frees it.
-template <class F> R_INT64 onFreshRecord(World& w, F f)
+/// Has f make a bitmap like w.a in the spare record, and frees it.
+template <class F> R_INT64 makeSpare(World& w, F f)
 {
-    const GuardedRecord record(w.a.scene().structSize);
-    const R_INT64 status = f(record.get());
+    const R_INT64 status = f(w.spare.get(), w.a.scene());
     if (status == SUCCESS) {
-        w.note(record->Flags);
-        w.note(record->nColors);
+        w.answers.number[0] = w.spare->Flags;
+        w.answers.number[1] = w.spare->nColors;
     }
-    R_FreeBitmap(record.get());
+    R_FreeBitmap(w.spare);
     return status;
 }
 
-R_INT create(World& w, BITMAPHANDLE* p, const BITMAPHANDLEDATACALLBACKS* callbacks)
+/// Calls a row call inside an access of w.a, for the last bytes of w.row.
+template <class F, class... Place> R_INT64 moveRow(World& w, F call, R_SIZE bytes, Place... place)
 {
-    const Scene& s = w.a.scene();
-    return R_CreateBitmapWithCallbacks(p, s.structSize, MEM_CONVENTIONAL, s.width, s.height, s.bits, ORDER_BGR, nullptr,
-                                       TOP_LEFT, nullptr, 0, callbacks);
-}
-
-BITMAPHANDLEDATACALLBACKS emptyCallbacks()
-{
-    BITMAPHANDLEDATACALLBACKS callbacks{};
-    callbacks.uStructSize = BITMAPHANDLEDATACALLBACKS_SIZE;
-    return callbacks;
-}
-
-/// Drives a call inside an access of w.a.
-template <class F> R_INT64 accessed(World& w, F f)
-{
-    const R_INT64 access = R_AccessBitmap(w.a.get());
+    const R_INT64 access = R_AccessBitmap(w.a);
     if (access != SUCCESS) return access;
-    const R_INT64 status = f();
-    const R_INT64 released = R_ReleaseBitmap(w.a.get());
-    return status == SUCCESS ? released : status;
+    const R_SSIZE moved = call(w.a, w.row.end() - bytes, place..., bytes);
+    const R_INT64 released = R_ReleaseBitmap(w.a);
+    return moved == static_cast<R_SSIZE>(bytes) ? released : moved;
 }
 
-HPALETTE fourColours() { return R_CreatePalette(kColours.data(), kFour); }
-
-std::vector<Call> statusCalls()
+R_INT64 accessAndRelease(World& w)
 {
-    return {
-        {"R_GetFriendlyErrorMessage",
-         [](World& w) {
-             std::array<R_WCHAR, 40> text{};
-             const R_INT status = R_GetFriendlyErrorMessage(ERROR_INV_SIZE, text.data(), 40, 0);
-             w.note(text);
-             return status;
-         }},
-        {"R_GetFriendlyErrorMessageA",
-         [](World& w) {
-             std::array<char, 40> text{};
-             const R_INT status = R_GetFriendlyErrorMessageA(ERROR_INV_SIZE, text.data(), 40, 0);
-             w.note(text);
-             return status;
-         }},
-        {"R_GetLibIdFromErrorCode",
-         [](World& w) {
-             R_INT feature = 7, module = 7;
-             const R_INT status = R_GetLibIdFromErrorCode(-541, &feature, &module);
-             w.note(module);
-             return status;
-         }},
-        {"Trace", [](World&) { return Trace("%s", ""), SUCCESS; }},
-        {"Trace1", [](World&) { return Trace1("", "%s", ""), SUCCESS; }},
-        {"Trace1W",
-         [](World&) {
-             constexpr R_WCHAR empty[] = {0};
-             return Trace1W(empty, empty), SUCCESS;
-         }},
-        {"TraceV",
-         [](World&) {
-             const auto trace = [](const char* format, ...) {
-                 va_list arguments;
-                 va_start(arguments, format);
-                 TraceV(format, arguments);
-                 va_end(arguments);
-             };
-             return trace("%s", ""), SUCCESS;
-         }},
-    };
+    const R_INT64 access = R_AccessBitmap(w.a);
+    return access == SUCCESS ? R_ReleaseBitmap(w.a) : access;
 }
 
-std::vector<Call> lifeCalls()
+R_INT64 accessWithin(World& w)
 {
-    return {
-        {"R_InitBitmap",
-         [](World& w) {
-             const Scene& s = w.a.scene();
-             return onFreshRecord(
-                 w, [&](BITMAPHANDLE* p) { return R_InitBitmap(p, s.structSize, s.width, s.height, s.bits); });
-         }},
-        {"R_InitBitmapWithCallbacks",
-         [](World& w) {
-             const Scene& s = w.a.scene();
-             const BITMAPHANDLEDATACALLBACKS callbacks = emptyCallbacks();
-             return onFreshRecord(w, [&](BITMAPHANDLE* p) {
-                 return R_InitBitmapWithCallbacks(p, s.structSize, s.width, s.height, s.bits, &callbacks);
-             });
-         },
-         OnFailure::nothing, ERROR_INV_STRUCT_SIZE},
-        {"R_CreateBitmap",
-         [](World& w) {
-             const Scene& s = w.a.scene();
-             return onFreshRecord(w, [&](BITMAPHANDLE* p) {
-                 return R_CreateBitmap(p, s.structSize, MEM_CONVENTIONAL, s.width, s.height, s.bits, ORDER_GRAY,
-                                       nullptr, 0, nullptr, 0);
-             });
-         }},
-        {"R_CreateBitmapWithCallbacks",
-         [](World& w) {
-             const BITMAPHANDLEDATACALLBACKS callbacks = emptyCallbacks();
-             return onFreshRecord(w, [&](BITMAPHANDLE* p) { return create(w, p, &callbacks); });
-         },
-         OnFailure::nothing, ERROR_INV_STRUCT_SIZE},
-        {"R_AllocateBitmap",
-         [](World& w) {
-             return onFreshRecord(w, [&](BITMAPHANDLE* p) {
-                 const Scene& s = w.a.scene();
-                 const R_INT status = R_InitBitmap(p, s.structSize, s.width, s.height, s.bits);
-                 return status == SUCCESS ? R_AllocateBitmap(p, MEM_CONVENTIONAL) : status;
-             });
-         }},
-        {"R_FreeBitmap",
-         [](World& w) {
-             return R_FreeBitmap(w.b.get()), as((w.b->Flags & FLAG_ALLOCATED) == 0 && w.b->pPalette == nullptr);
-         }},
-        {"R_CopyBitmapHandle",
-         [](World& w) {
-             const GuardedRecord copy(w.a.scene().structSize);
-             const R_INT status = R_CopyBitmapHandle(copy.get(), w.a.get(), copy.structSize());
-             w.note(copy->uStructSize == w.a->uStructSize);
-             return status;
-         }},
-        {"R_SetAllocateBitmapCallback",
-         [](World&) { return R_SetAllocateBitmapCallback(nullptr, nullptr, nullptr, nullptr); }},
-        {"R_AllocateBitmapExtraData", [](World& w) { return R_AllocateBitmapExtraData(w.a.get(), 0, 100); },
-         OnFailure::tables},
-        {"R_FreeBitmapExtraData", [](World& w) { return R_FreeBitmapExtraData(w.a.get(), 0); }},
-        {"R_CopyBitmapExtraData",
-         [](World& w) {
-             const R_INT status = R_SetBitmapExtraData(w.b.get(), 0, 5, "extra");
-             return status == SUCCESS ? R_CopyBitmapExtraData(w.a.get(), w.b.get(), 0) : status;
-         },
-         OnFailure::tables},
-        {"R_GetBitmapExtraData",
-         [](World& w) {
-             R_SIZE size = 1;
-             void* data = nullptr;
-             const R_INT status = R_GetBitmapExtraData(w.a.get(), 0, &data, &size);
-             w.note(size);
-             return status;
-         }},
-        {"R_SetBitmapExtraData", [](World& w) { return R_SetBitmapExtraData(w.a.get(), 0, 5, "extra"); },
-         OnFailure::tables},
-        {"R_SetBitmapDataPointer",
-         [](World& w) {
-             // Only borrowed pixels can be pointed elsewhere; the others refuse.
-             void* const present = w.a->Addr.Pointer;
-             const R_INT status = R_SetBitmapDataPointer(w.a.get(), present, w.a->Size);
-             const bool borrowed = (w.a->Flags & FLAG_MIRROR) != 0;
-             return as(status == (borrowed ? SUCCESS : ERROR_INV_PARAMETER));
-         }},
-        {"R_ChangeBitmapHeight",
-         [](World& w) {
-             const bool borrowed = (w.a->Flags & FLAG_MIRROR) != 0;
-             const R_INT status = R_ChangeBitmapHeight(w.a.get(), w.a->Height + 3);
-             if (borrowed) return as(status == ERROR_INV_PARAMETER);
-             if (status != SUCCESS) return R_INT64{status};
-             const std::vector<uint8_t> grown = w.a.pixels();
-             const std::vector<uint8_t> fresh(grown.end() - static_cast<long>(rowBytes(w)) * 3, grown.end());
-             w.a->Height = w.a->Height - 3; // as tall as borrowed pixels, which cannot grow
-             return as(fresh == std::vector<uint8_t>(fresh.size()));
-         }},
-        {"R_CompareBitmapHandles",
-         [](World& w) {
-             R_INT equal = 7;
-             std::array<R_WCHAR, 200> text{};
-             const R_INT status = R_CompareBitmapHandles(w.a.get(), w.b.get(), &equal, text.data(), 200, 0);
-             w.note(equal);
-             return status;
-         }},
-        {"R_GetBitmapMemoryInfo",
-         [](World& w) {
-             R_UINT memory = 7, a = 7, b = 7, c = 7, d = 7;
-             R_UINT64 tile = 7;
-             const R_INT status = R_GetBitmapMemoryInfo(w.a.get(), &memory, &tile, &a, &b, &c, &d);
-             w.note(a + b + c + d + tile);
-             return status;
-         }},
-        {"R_SetBitmapDataCallbacks",
-         [](World& w) {
-             if (w.a.scene().home == Home::callbacks) return as(true); // its pixels live in the present ones
-             const BITMAPHANDLEDATACALLBACKS callbacks = emptyCallbacks();
-             return R_INT64{R_SetBitmapDataCallbacks(w.a.get(), &callbacks)};
-         },
-         OnFailure::nothing, ERROR_INV_STRUCT_SIZE},
-        {"R_GetBitmapDataCallbacks",
-         [](World& w) {
-             BITMAPHANDLEDATACALLBACKS callbacks{};
-             const R_INT status = R_GetBitmapDataCallbacks(w.a.get(), &callbacks);
-             w.note(callbacks.uStructSize);
-             return status;
-         }},
-        {"R_AccessBitmap", [](World& w) { return accessed(w, [&] { return SUCCESS; }); }},
-        {"R_ReleaseBitmap", [](World& w) { return accessed(w, [&] { return SUCCESS; }); }},
-        {"R_IntAccessBitmap",
-         [](World& w) {
-             R_INT held = 7;
-             const R_INT status = R_IntAccessBitmap(w.a.get(), &held);
-             w.note(held);
-             return R_IntReleaseBitmap(w.a.get(), held, status);
-         }},
-        {"R_IntReleaseBitmap", [](World& w) { return as(R_IntReleaseBitmap(w.a.get(), 0, -77) == -77); }},
-        {"R_IntBeginCopyBitmap",
-         [](World& w) {
-             ALLOCATIONINFO info{};
-             return R_IntBeginCopyBitmap(w.b.get(), w.a.get(), 0, &info);
-         }},
-        {"R_IntEndCopyBitmap", [](World& w) { return R_IntEndCopyBitmap(w.b.get(), w.a.get(), SUCCESS); }},
-        {"R_IntFlushStartupBuffers", [](World&) { return R_IntFlushStartupBuffers(0); }},
-        {"R_HeapTerm", [](World&) { return R_HeapTerm(nullptr), SUCCESS; }},
-    };
+    const R_INT status = R_IntAccessBitmap(w.a, &w.answers.flag);
+    return R_IntReleaseBitmap(w.a, w.answers.flag, status);
 }
 
-/// A setting read and put back as it was.
-std::vector<Call> settingCalls()
+template <class F> R_INT64 withPalette(F f)
 {
-    static STATUSCALLBACK formerStatus;
-    static void* formerData;
-    return {
-        {"R_SetMemoryThresholds", [](World&) { return R_SetMemoryThresholds(0, 0, 0, 0, 0, 0); }},
-        {"R_GetMemoryThresholds",
-         [](World& w) {
-             R_INT reserve = 7, tiles = 7, buffers = 7;
-             R_INT64 size = 7, tile = 7;
-             const R_INT status = R_GetMemoryThresholds(&reserve, &size, &tile, &tiles, &buffers);
-             w.note(size);
-             return status;
-         }},
-        {"R_SetDefaultMemoryType", [](World&) { return R_SetDefaultMemoryType(R_GetDefaultMemoryType()); }},
-        {"R_GetDefaultMemoryType", [](World&) { return as(R_GetDefaultMemoryType() == MEM_CONVENTIONAL); }},
-        {"R_SetDefaultXResolution",
-         [](World&) { return as(R_SetDefaultXResolution(R_GetDefaultXResolution()) == 150); }},
-        {"R_SetDefaultYResolution",
-         [](World&) { return as(R_SetDefaultYResolution(R_GetDefaultYResolution()) == 150); }},
-        {"R_GetDefaultXResolution", [](World&) { return as(R_GetDefaultXResolution() == 150); }},
-        {"R_GetDefaultYResolution", [](World&) { return as(R_GetDefaultYResolution() == 150); }},
-        {"R_GetGlobalMemoryThresholds",
-         [](World&) {
-             GLOBALMEMORYTHRESHOLDS thresholds{};
-             return R_GetGlobalMemoryThresholds(&thresholds, GLOBALMEMORYTHRESHOLDS_SIZE);
-         }},
-        {"R_SetGlobalMemoryThresholds", [](World&) { return R_SetGlobalMemoryThresholds(nullptr); }},
-        {"R_ManageMemory",
-         [](World&) {
-             R_UINT64 limit = 7;
-             return R_ManageMemory(MANAGE_GET_LIMIT, 0, &limit);
-         }},
-        {"R_SetStatusCallBack",
-         [](World&) { return R_SetStatusCallBack(nullptr, nullptr, &formerStatus, &formerData); }},
-        {"R_GetStatusCallBack", [](World&) { return as(R_GetStatusCallBack(nullptr) == nullptr); }},
-        {"R_SetCopyStatusCallBack",
-         [](World&) { return R_SetCopyStatusCallBack(nullptr, nullptr, &formerStatus, &formerData); }},
-        {"R_GetCopyStatusCallBack", [](World&) { return as(R_GetCopyStatusCallBack(nullptr) == nullptr); }},
-        {"R_SetTempFileOptions",
-         [](World&) {
-             TEMPFILEOPTIONS options{};
-             const R_INT status = R_GetTempFileOptions(&options, TEMPFILEOPTIONS_SIZE);
-             return status == SUCCESS ? R_SetTempFileOptions(&options) : status;
-         }},
-        {"R_GetTempFileOptions",
-         [](World&) {
-             TEMPFILEOPTIONS options{};
-             return R_GetTempFileOptions(&options, TEMPFILEOPTIONS_SIZE);
-         }},
-        {"R_GetTempFileMode", [](World&) { return as(R_GetTempFileMode() == TEMPFILE_DISK_AND_MEMORY); }},
-        {"R_GetLibName",
-         [](World& w) {
-             std::array<R_WCHAR, 20> name{};
-             const R_INT status = R_GetLibName(0, 1, 0, name.data(), 20);
-             w.note(name);
-             return status;
-         }},
-        {"R_SetDisDispatch", [](World&) { return R_SetDisDispatch(nullptr); }},
-    };
+    const HPALETTE palette = R_CreatePalette(kColours, kFour);
+    const R_INT64 status = f(palette);
+    R_DeletePalette(palette);
+    return status;
 }
 
-std::vector<Call> rowCalls()
+bool borrowsPixels(World& w) { return (w.a->Flags & FLAG_MIRROR) != 0; }
+
+R_INT64 changeHeight(World& w)
 {
-    return {
-        {"R_GetBitmapRow",
-         [](World& w) {
-             const GuardedBuffer row(rowBytes(w));
-             return accessed(w, [&] {
-                 const R_INT64 status = moved(R_GetBitmapRow(w.a.get(), row.data(), 2, rowBytes(w)), rowBytes(w));
-                 w.note(std::vector<uint8_t>(row.begin(), row.end()));
-                 return status;
-             });
-         }},
-        {"R_PutBitmapRow",
-         [](World& w) {
-             const GuardedBuffer row(rowBytes(w));
-             row.fill(0);
-             return accessed(w,
-                             [&] { return moved(R_PutBitmapRow(w.a.get(), row.data(), 2, rowBytes(w)), rowBytes(w)); });
-         }},
-        {"R_GetBitmapRowCol",
-         [](World& w) {
-             const GuardedBuffer piece(3);
-             return accessed(w, [&] {
-                 const R_INT64 status = moved(R_GetBitmapRowCol(w.a.get(), piece.data(), 2, 9, 3), 3);
-                 w.note(std::vector<uint8_t>(piece.begin(), piece.end()));
-                 return status;
-             });
-         }},
-        {"R_PutBitmapRowCol",
-         [](World& w) {
-             const GuardedBuffer piece(3);
-             piece.fill(0x5A);
-             return accessed(w, [&] { return moved(R_PutBitmapRowCol(w.a.get(), piece.data(), 2, 9, 3), 3); });
-         }},
-        {"R_PutBitmapRowSegments",
-         [](World& w) {
-             const GuardedBuffer row(
-                 (static_cast<size_t>(w.a->Width - 3) * static_cast<size_t>(w.a->BitsPerPixel) + 7) / 8);
-             row.fill(0xA5);
-             const std::array<R_SEGMENT, 2> pieces{{{3, 8}, {21, 1000}}};
-             return R_PutBitmapRowSegments(w.a.get(), row.data(), 5, 3, pieces.data(), 2);
-         }},
-        {"R_GetPixelData",
-         [](World& w) {
-             std::array<uint8_t, 8> pixel{};
-             const R_INT status = R_GetPixelData(w.a.get(), pixel.data(), 4, 11, 8);
-             w.note(pixel);
-             return status;
-         }},
-        {"R_PutPixelData",
-         [](World& w) {
-             std::array<uint8_t, 8> pixel{1, 0, 3, 4, 5, 6, 7, 8};
-             return R_PutPixelData(w.a.get(), pixel.data(), 4, 11, 8);
-         }},
-        {"R_GetPixelColor",
-         [](World& w) {
-             w.note(R_GetPixelColor(w.a.get(), 4, 11));
-             return SUCCESS;
-         }},
-        {"R_PutPixelColor", [](World& w) { return R_PutPixelColor(w.a.get(), 4, 11, 0x0000FF00); }},
-    };
+    const R_INT status = R_ChangeBitmapHeight(w.a, w.a->Height + 3);
+    if (borrowsPixels(w)) return as(status == ERROR_INV_PARAMETER);
+    if (status != SUCCESS) return status;
+    const std::vector<uint8_t> grown = w.a.pixels();
+    const std::vector<uint8_t> fresh(grown.end() - static_cast<long>(w.row.size()) * 3, grown.end());
+    w.a->Height = w.a->Height - 3; // as tall as borrowed pixels, which cannot grow
+    return as(fresh == std::vector<uint8_t>(fresh.size()));
 }
 
-std::vector<Call> paletteCalls()
+/// The last bytes of w.row as the pixels behind the third of a row: nothing past them may be read.
+R_INT64 putSegments(World& w)
 {
-    // Palettes of bitmaps above 8 bits cannot be asked for; the status then is that of the call.
-    const auto paletted = [](World& w, R_INT64 status) { return w.a->BitsPerPixel <= 8 ? status : SUCCESS; };
-    return {
-        {"R_IntGetFixedPalette", [](World&) { return as(R_IntGetFixedPalette(8) != nullptr); }},
-        {"R_IntGetNetscapePalette", [](World&) { return as(R_IntGetNetscapePalette() != nullptr); }},
-        {"R_GetFixedPalette",
-         [](World& w) {
-             std::array<RGBQUAD, 16> palette{};
-             const R_INT status = R_GetFixedPalette(palette.data(), 4);
-             w.note(palette);
-             return status;
-         }},
-        {"R_CreateFixedPalette", [](World&) { return freed(R_CreateFixedPalette(8)); }},
-        {"R_CreateGrayPalette", [](World&) { return freed(R_CreateGrayPalette(8)); }},
-        {"R_CreateBitmapGrayPalette", [=](World& w) { return paletted(w, R_CreateBitmapGrayPalette(w.a.get())); },
-         OnFailure::tables},
-        {"R_CreateBitmapFixedPalette", [=](World& w) { return paletted(w, R_CreateBitmapFixedPalette(w.a.get())); },
-         OnFailure::tables},
-        {"R_GetBitmapColors",
-         [=](World& w) {
-             std::array<RGBQUAD, 2> out{};
-             const R_INT status = R_GetBitmapColors(w.a.get(), 0, 2, out.data());
-             w.note(out);
-             return paletted(w, status);
-         }},
-        {"R_PutBitmapColors",
-         [=](World& w) { return paletted(w, R_PutBitmapColors(w.a.get(), 0, 2, kColours.data())); }},
-        {"R_GetBitmapPaletteEntries",
-         [](World& w) {
-             std::array<RGBQUAD, 2> out{};
-             w.note(R_GetBitmapPaletteEntries(w.a.get(), 1, 2, out.data()));
-             w.note(out);
-             return SUCCESS;
-         }},
-        {"R_SetBitmapNewPalette", [](World& w) { return R_SetBitmapNewPalette(w.a.get(), kColours.data(), kFour); },
-         OnFailure::tables},
-        {"R_CopyBitmapPalette", [](World& w) { return R_CopyBitmapPalette(w.a.get(), w.b.get()); }, OnFailure::tables},
-        {"R_CompareBitmapToPalette",
-         [](World& w) {
-             w.note(R_CompareBitmapToPalette(w.a.get(), kColours.data(), kFour));
-             return SUCCESS;
-         }},
-        {"R_IsGrayScalePalette", [](World&) { return as(R_IsGrayScalePalette(kColours.data(), kFour) == 0); }},
-        {"R_FindPaletteIndex", [](World&) { return as(R_FindPaletteIndex(kColours.data(), kFour, 0, 190, 20) != 0); }},
-        {"R_GetNearestPaletteIndex",
-         [](World& w) {
-             const R_UINT index = R_GetNearestPaletteIndex(w.a.get(), 0x00FFFFFF);
-             return as(index < 256);
-         }},
-        {"R_TranslateBitmapColor",
-         [](World& w) { return as((R_TranslateBitmapColor(w.a.get(), w.b.get(), 0x01000001) & 0xFE000000u) == 0); }},
-        {"R_GetTrueColorValue", [](World& w) { return as(R_GetTrueColorValue(w.a.get(), 0x123456) <= 0xFFFFFF); }},
-        {"R_CreatePalette", [](World&) { return freed(fourColours()); }},
-        {"R_CreateNewPalette", [](World&) { return freed(R_CreateNewPalette(kColours.data(), kFour)); }},
-        {"R_GetPaletteSize",
-         [](World&) {
-             const HPALETTE palette = fourColours();
-             const R_UINT size = R_GetPaletteSize(palette);
-             R_DeletePalette(palette);
-             return as(size == kFour);
-         }},
-        {"R_GetPaletteEntries",
-         [](World&) {
-             const HPALETTE palette = fourColours();
-             std::array<RGBQUAD, 4> out{};
-             const R_UINT count = R_GetPaletteEntries(palette, 0, kFour, out.data());
-             R_DeletePalette(palette);
-             return as(count == kFour && std::memcmp(out.data(), kColours.data(), sizeof out) == 0);
-         }},
-        {"R_SetPaletteEntries",
-         [](World&) {
-             const HPALETTE palette = fourColours();
-             const R_UINT count = R_SetPaletteEntries(palette, 1, 2, kColours.data());
-             R_DeletePalette(palette);
-             return as(count == 2);
-         }},
-        {"R_DupPalette",
-         [](World&) {
-             const HPALETTE palette = fourColours();
-             const R_INT64 status = freed(R_DupPalette(palette));
-             R_DeletePalette(palette);
-             return status;
-         }},
-        {"R_DupBitmapPalette", [=](World& w) { return paletted(w, freed(R_DupBitmapPalette(w.a.get()))); }},
-        {"R_SetBitmapPalette",
-         [](World& w) {
-             const HPALETTE palette = fourColours();
-             if (palette == nullptr) return R_INT64{ERROR_FAILURE};
-             const R_INT64 status = R_SetBitmapPalette(w.a.get(), palette);
-             R_DeletePalette(palette);
-             return status;
-         },
-         OnFailure::tables},
-        {"R_CreateSystemPalette", [](World&) { return R_DeletePalette(R_CreateSystemPalette()), SUCCESS; }},
-        {"R_DeletePalette", [](World&) { return R_DeletePalette(nullptr), SUCCESS; }},
-    };
+    const auto bits = static_cast<size_t>(w.a->Width - 3) * static_cast<size_t>(w.a->BitsPerPixel);
+    return R_PutBitmapRowSegments(w.a, w.row.end() - (bits + 7) / 8, 5, 3, kPieces, 2);
 }
 
-std::vector<Call> geometryCalls()
+R_INT64 traceV(const char* format, ...)
 {
-    return {
-        {"R_FlipBitmap", [](World& w) { return R_FlipBitmap(w.a.get()); }},
-        {"R_ReverseBitmap", [](World& w) { return R_ReverseBitmap(w.a.get()); }},
-        {"R_FlipBitmapViewPerspective", [](World& w) { return R_FlipBitmapViewPerspective(w.a.get()); }},
-        {"R_ReverseBitmapViewPerspective", [](World& w) { return R_ReverseBitmapViewPerspective(w.a.get()); }},
-        {"R_IntFlipBitmap", [](World& w) { return R_IntFlipBitmap(w.a.get()); }},
-        {"R_IntReverseBitmap", [](World& w) { return R_IntReverseBitmap(w.a.get()); }},
-        {"R_IntFlipBitmapViewPerspective", [](World& w) { return R_IntFlipBitmapViewPerspective(w.a.get()); }},
-        {"R_IntReverseBitmapViewPerspective", [](World& w) { return R_IntReverseBitmapViewPerspective(w.a.get()); }},
-        {"R_MirrorLine",
-         [](World& w) {
-             const GuardedBuffer row(rowBytes(w));
-             row.fill(0x35);
-             const R_INT status = R_MirrorLine(row.data(), static_cast<R_UINT>(w.a->Width), w.a->BitsPerPixel);
-             w.note(std::vector<uint8_t>(row.begin(), row.end()));
-             return status;
-         }},
-    };
+    va_list arguments;
+    va_start(arguments, format);
+    TraceV(format, arguments);
+    va_end(arguments);
+    return SUCCESS;
 }
+
+/// An entry: a call by its arguments, or by what it is to come to.
+#define CALL(name, ...) DOES(name, name(__VA_ARGS__))
+#define DOES(name, ...)                                                                                                \
+    Call                                                                                                               \
+    {                                                                                                                  \
+#name, []([[maybe_unused]] World & w) -> R_INT64 { return __VA_ARGS__; }                                       \
+    }
+#define MAKE(name, ...)                                                                                                \
+    DOES(name, makeSpare(w, [&](BITMAPHANDLE* p, const Scene& s) { return name(p, s.structSize, __VA_ARGS__); }))
+
+Call tables(Call call) { return {call.name, call.drive, OnFailure::tables}; }
+Call onlyFull(Call call) { return {call.name, call.drive, OnFailure::nothing, ERROR_INV_STRUCT_SIZE}; }
+
+const Call kCalls[] = {
+    // Status
+    CALL(R_GetFriendlyErrorMessage, ERROR_INV_SIZE, w.answers.wide, 40, 0),
+    CALL(R_GetFriendlyErrorMessageA, ERROR_INV_SIZE, w.answers.narrow, 40, 0),
+    CALL(R_GetLibIdFromErrorCode, -541, &w.answers.flag, &w.answers.module),
+    CALL(R_GetLibName, 0, 1, 0, w.answers.wide, 20),
+    DOES(Trace, Trace("%s", ""), SUCCESS),
+    DOES(Trace1, Trace1("", "%s", ""), SUCCESS),
+    DOES(Trace1W, Trace1W(kNoText, kNoText), SUCCESS),
+    DOES(TraceV, traceV("%s", "")),
+    // The record's life
+    MAKE(R_InitBitmap, s.width, s.height, s.bits),
+    onlyFull(MAKE(R_InitBitmapWithCallbacks, s.width, s.height, s.bits, &w.callbacks)),
+    MAKE(R_CreateBitmap, MEM_CONVENTIONAL, s.width, s.height, s.bits, ORDER_GRAY, nullptr, 0, nullptr, 0),
+    onlyFull(MAKE(R_CreateBitmapWithCallbacks, MEM_CONVENTIONAL, s.width, s.height, s.bits, ORDER_BGR, nullptr,
+                  TOP_LEFT, nullptr, 0, &w.callbacks)),
+    DOES(R_AllocateBitmap, makeSpare(w,
+                                     [](BITMAPHANDLE* p, const Scene& s) {
+                                         const R_INT made = R_InitBitmap(p, s.structSize, s.width, s.height, s.bits);
+                                         return made == SUCCESS ? R_AllocateBitmap(p, MEM_CONVENTIONAL) : made;
+                                     })),
+    DOES(R_FreeBitmap, R_FreeBitmap(w.b), as((w.b->Flags & FLAG_ALLOCATED) == 0 && w.b->pPalette == nullptr)),
+    DOES(R_CopyBitmapHandle, as(R_CopyBitmapHandle(w.spare, w.a, w.spare.structSize()) == SUCCESS &&
+                                std::memcmp(w.spare.get(), w.a.get(), w.spare.structSize()) == 0)),
+    CALL(R_SetAllocateBitmapCallback, nullptr, nullptr, nullptr, nullptr),
+    tables(CALL(R_AllocateBitmapExtraData, w.a, 0, 100)),
+    CALL(R_FreeBitmapExtraData, w.a, 0),
+    tables(DOES(R_CopyBitmapExtraData,
+                R_SetBitmapExtraData(w.b, 0, 5, "extra") == SUCCESS ? R_CopyBitmapExtraData(w.a, w.b, 0) : FAILURE)),
+    CALL(R_GetBitmapExtraData, w.a, 0, Out<void*>(), &w.answers.size),
+    tables(CALL(R_SetBitmapExtraData, w.a, 0, 5, "extra")),
+    // Only borrowed pixels can be pointed elsewhere; the others refuse.
+    DOES(R_SetBitmapDataPointer, as(R_SetBitmapDataPointer(w.a, w.a->Addr.Pointer, w.a->Size) ==
+                                    (borrowsPixels(w) ? SUCCESS : ERROR_INV_PARAMETER))),
+    DOES(R_ChangeBitmapHeight, changeHeight(w)),
+    CALL(R_CompareBitmapHandles, w.a, w.b, &w.answers.flag, w.answers.wide, 200, 0),
+    CALL(R_GetBitmapMemoryInfo, w.a, Out<R_UINT>(), &w.answers.tile, &w.answers.number[0], &w.answers.number[1],
+         &w.answers.number[2], &w.answers.number[3]),
+    onlyFull(DOES(R_SetBitmapDataCallbacks,
+                  w.a.scene().home == Home::callbacks ? SUCCESS // its pixels live in the present ones
+                                                      : R_SetBitmapDataCallbacks(w.a, &w.callbacks))),
+    DOES(R_GetBitmapDataCallbacks, w.callbacks = {},
+         R_GetBitmapDataCallbacks(w.a, &w.callbacks) == SUCCESS
+             ? as(w.callbacks.uStructSize == BITMAPHANDLEDATACALLBACKS_SIZE)
+             : FAILURE),
+    DOES(R_AccessBitmap, accessAndRelease(w)),
+    DOES(R_ReleaseBitmap, accessAndRelease(w)),
+    DOES(R_IntAccessBitmap, accessWithin(w)),
+    DOES(R_IntReleaseBitmap, as(R_IntReleaseBitmap(w.a, 0, -77) == -77)),
+    CALL(R_IntBeginCopyBitmap, w.b, w.a, 0, Out<ALLOCATIONINFO>()),
+    CALL(R_IntEndCopyBitmap, w.b, w.a, SUCCESS),
+    CALL(R_IntFlushStartupBuffers, 0),
+    DOES(R_HeapTerm, R_HeapTerm(nullptr), SUCCESS),
+    // Settings, read or put back as they were
+    CALL(R_SetMemoryThresholds, 0, 0, 0, 0, 0, 0),
+    CALL(R_GetMemoryThresholds, Out<R_INT>(), Out<R_INT64>(), Out<R_INT64>(), Out<R_INT>(), Out<R_INT>()),
+    CALL(R_SetDefaultMemoryType, R_GetDefaultMemoryType()),
+    DOES(R_GetDefaultMemoryType, as(R_GetDefaultMemoryType() == MEM_CONVENTIONAL)),
+    DOES(R_SetDefaultXResolution, as(R_SetDefaultXResolution(R_GetDefaultXResolution()) == 150)),
+    DOES(R_SetDefaultYResolution, as(R_SetDefaultYResolution(R_GetDefaultYResolution()) == 150)),
+    DOES(R_GetDefaultXResolution, as(R_GetDefaultXResolution() == 150)),
+    DOES(R_GetDefaultYResolution, as(R_GetDefaultYResolution() == 150)),
+    CALL(R_GetGlobalMemoryThresholds, Out<GLOBALMEMORYTHRESHOLDS>(), GLOBALMEMORYTHRESHOLDS_SIZE),
+    CALL(R_SetGlobalMemoryThresholds, nullptr),
+    CALL(R_ManageMemory, MANAGE_GET_LIMIT, 0, Out<R_UINT64>()),
+    CALL(R_SetStatusCallBack, nullptr, nullptr, Out<STATUSCALLBACK>(), Out<void*>()),
+    DOES(R_GetStatusCallBack, as(R_GetStatusCallBack(nullptr) == nullptr)),
+    CALL(R_SetCopyStatusCallBack, nullptr, nullptr, Out<STATUSCALLBACK>(), Out<void*>()),
+    DOES(R_GetCopyStatusCallBack, as(R_GetCopyStatusCallBack(nullptr) == nullptr)),
+    DOES(R_SetTempFileOptions, R_GetTempFileOptions(&w.options, TEMPFILEOPTIONS_SIZE) == SUCCESS
+                                   ? R_SetTempFileOptions(&w.options)
+                                   : FAILURE),
+    CALL(R_GetTempFileOptions, &w.options, TEMPFILEOPTIONS_SIZE),
+    DOES(R_GetTempFileMode, as(R_GetTempFileMode() == TEMPFILE_DISK_AND_MEMORY)),
+    CALL(R_SetDisDispatch, nullptr),
+    // Rows and pixels
+    DOES(R_GetBitmapRow, moveRow(w, R_GetBitmapRow, w.row.size(), 2)),
+    DOES(R_PutBitmapRow, moveRow(w, R_PutBitmapRow, w.row.size(), 2)),
+    DOES(R_GetBitmapRowCol, moveRow(w, R_GetBitmapRowCol, 3, 2, 9)),
+    DOES(R_PutBitmapRowCol, moveRow(w, R_PutBitmapRowCol, 3, 2, 9)),
+    DOES(R_PutBitmapRowSegments, putSegments(w)),
+    CALL(R_GetPixelData, w.a, w.row.end() - 8, 4, 11, 8),
+    CALL(R_PutPixelData, w.a, w.row.end() - 8, 4, 11, 8),
+    DOES(R_GetPixelColor, w.answers.size = R_GetPixelColor(w.a, 4, 11), SUCCESS),
+    CALL(R_PutPixelColor, w.a, 4, 11, 0x0000FF00),
+    // Palettes
+    DOES(R_IntGetFixedPalette, as(R_IntGetFixedPalette(8) != nullptr)),
+    DOES(R_IntGetNetscapePalette, as(R_IntGetNetscapePalette() != nullptr)),
+    CALL(R_GetFixedPalette, w.answers.colours, 4),
+    DOES(R_CreateFixedPalette, freed(R_CreateFixedPalette(8))),
+    DOES(R_CreateGrayPalette, freed(R_CreateGrayPalette(8))),
+    tables(DOES(R_CreateBitmapGrayPalette, paletted(w, R_CreateBitmapGrayPalette(w.a)))),
+    tables(DOES(R_CreateBitmapFixedPalette, paletted(w, R_CreateBitmapFixedPalette(w.a)))),
+    DOES(R_GetBitmapColors, paletted(w, R_GetBitmapColors(w.a, 0, 2, w.answers.colours))),
+    DOES(R_PutBitmapColors, paletted(w, R_PutBitmapColors(w.a, 0, 2, kColours))),
+    DOES(R_GetBitmapPaletteEntries, w.answers.number[0] = R_GetBitmapPaletteEntries(w.a, 1, 2, w.answers.colours),
+         SUCCESS),
+    tables(CALL(R_SetBitmapNewPalette, w.a, kColours, kFour)),
+    tables(CALL(R_CopyBitmapPalette, w.a, w.b)),
+    DOES(R_CompareBitmapToPalette, w.answers.flag = R_CompareBitmapToPalette(w.a, kColours, kFour), SUCCESS),
+    DOES(R_IsGrayScalePalette, as(R_IsGrayScalePalette(kColours, kFour) == 0)),
+    DOES(R_FindPaletteIndex, as(R_FindPaletteIndex(kColours, kFour, 0, 190, 20) != 0)),
+    DOES(R_GetNearestPaletteIndex, as(R_GetNearestPaletteIndex(w.a, 0x00FFFFFF) < 256)),
+    DOES(R_TranslateBitmapColor, as((R_TranslateBitmapColor(w.a, w.b, 0x01000001) & 0xFE000000u) == 0)),
+    DOES(R_GetTrueColorValue, as(R_GetTrueColorValue(w.a, 0x123456) <= 0xFFFFFF)),
+    DOES(R_CreatePalette, freed(R_CreatePalette(kColours, kFour))),
+    DOES(R_CreateNewPalette, freed(R_CreateNewPalette(kColours, kFour))),
+    DOES(R_GetPaletteSize, withPalette([](HPALETTE p) { return as(R_GetPaletteSize(p) == kFour); })),
+    DOES(R_GetPaletteEntries, withPalette([&](HPALETTE p) {
+             return as(R_GetPaletteEntries(p, 0, kFour, w.answers.colours) == kFour &&
+                       std::memcmp(w.answers.colours, kColours, sizeof kColours) == 0);
+         })),
+    DOES(R_SetPaletteEntries, withPalette([](HPALETTE p) { return as(R_SetPaletteEntries(p, 1, 2, kColours) == 2); })),
+    DOES(R_DupPalette, withPalette([](HPALETTE p) { return freed(R_DupPalette(p)); })),
+    DOES(R_DupBitmapPalette, paletted(w, freed(R_DupBitmapPalette(w.a)))),
+    tables(DOES(R_SetBitmapPalette, withPalette([&](HPALETTE p) { return R_SetBitmapPalette(w.a, p); }))),
+    DOES(R_CreateSystemPalette, R_DeletePalette(R_CreateSystemPalette()), SUCCESS),
+    DOES(R_DeletePalette, R_DeletePalette(nullptr), SUCCESS),
+    // Geometry
+    CALL(R_FlipBitmap, w.a),
+    CALL(R_ReverseBitmap, w.a),
+    CALL(R_FlipBitmapViewPerspective, w.a),
+    CALL(R_ReverseBitmapViewPerspective, w.a),
+    CALL(R_IntFlipBitmap, w.a),
+    CALL(R_IntReverseBitmap, w.a),
+    CALL(R_IntFlipBitmapViewPerspective, w.a),
+    CALL(R_IntReverseBitmapViewPerspective, w.a),
+    CALL(R_MirrorLine, w.row.data(), static_cast<R_UINT>(w.a->Width), w.a->BitsPerPixel),
+};
 
 } // namespace
 
-const std::vector<Call>& allCalls()
-{
-    static const std::vector<Call> calls = [] {
-        std::vector<Call> all;
-        for (const auto& family :
-             {statusCalls(), lifeCalls(), settingCalls(), rowCalls(), paletteCalls(), geometryCalls()})
-            all.insert(all.end(), family.begin(), family.end());
-        return all;
-    }();
-    return calls;
-}
+std::span<const Call> allCalls() { return kCalls; }
 
 } // namespace rv::test

@@ -3,27 +3,40 @@
 
 #include "Support/World.h"
 
-#include <functional>
-#include <vector>
+#include <cstring>
+#include <span>
 
 namespace rv::test {
 
 /// What a driven call works on, and what it answered beyond its status.
 struct World {
     explicit World(const Scene& scene)
-        : a(scene), b(Scene{scene.bits, scene.home, scene.structSize, scene.width, scene.height, scene.seed + 1})
+        : a(scene), b(Scene{scene.bits, scene.home, scene.structSize, scene.width, scene.height, scene.seed + 1}),
+          spare(scene.structSize), row(a->BytesPerLine)
     {
     }
     TestBitmap a;
     TestBitmap b;
-    std::vector<uint8_t> out; ///< bytes that must not depend on the placement or the record's size
+    GuardedRecord spare; ///< for a bitmap that is yet to be made
+    BITMAPHANDLEDATACALLBACKS callbacks = callbacksFor(nullptr);
+    TEMPFILEOPTIONS options{};
 
-    template <class T> void note(const T& value)
+    /// Bytes that must not depend on the placement or the record's size; and so must those of row.
+    struct Answers {
+        R_WCHAR wide[200] = {};
+        char narrow[40] = {};
+        R_UINT64 size = 7, tile = 7;
+        R_UINT number[4] = {7, 7, 7, 7};
+        R_INT flag = 7, module = 7;
+        RGBQUAD colours[16] = {};
+    } answers;
+    GuardedBuffer row;
+
+    bool answersAs(const World& other) const
     {
-        const auto* bytes = reinterpret_cast<const uint8_t*>(&value);
-        out.insert(out.end(), bytes, bytes + sizeof value);
+        return std::memcmp(&answers, &other.answers, sizeof answers) == 0 &&
+               std::memcmp(row.data(), other.row.data(), row.size()) == 0;
     }
-    void note(const std::vector<uint8_t>& bytes) { out.insert(out.end(), bytes.begin(), bytes.end()); }
 };
 
 /// What a failing call may leave changed.
@@ -35,12 +48,12 @@ enum class OnFailure {
 /// A driven call: answers the call's own status, or 1 where the call has none and did what it should.
 struct Call {
     const char* name;
-    std::function<R_INT64(World&)> drive;
+    R_INT64 (*drive)(World&);
     OnFailure onFailure = OnFailure::nothing;
     /// The status with a 228-byte record, where it is another than with 284 bytes; 0 means the same.
     R_INT64 shortStatus = 0;
 };
 
-const std::vector<Call>& allCalls();
+std::span<const Call> allCalls();
 
 } // namespace rv::test

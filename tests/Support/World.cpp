@@ -20,21 +20,12 @@ const std::vector<Home>& allHomes()
     return homes;
 }
 
-std::string textOf(Home home)
-{
-    switch (home) {
-    case Home::conventional: return "conventional";
-    case Home::user: return "user";
-    case Home::callbacks: return "callbacks";
-    case Home::movable: return "movable";
-    }
-    return "?";
-}
-
 std::string Scene::text() const
 {
-    return std::to_string(bits) + " bits, " + textOf(home) + ", record of " + std::to_string(structSize) + ", " +
-           std::to_string(width) + " x " + std::to_string(height) + ", seed " + std::to_string(seed);
+    constexpr const char* names[] = {"conventional", "user", "callbacks", "movable"};
+    return std::to_string(bits) + " bits, " + names[static_cast<int>(home)] + ", record of " +
+           std::to_string(structSize) + ", " + std::to_string(width) + " x " + std::to_string(height) + ", seed " +
+           std::to_string(seed);
 }
 
 namespace {
@@ -50,6 +41,16 @@ uint8_t* rowPiece(BITMAPHANDLE* p, R_INT row, R_INT column, void* userData)
 {
     const auto firstByte = (R_INT64{column} * p->BitsPerPixel) >> 3;
     return blockOf(userData).data() + R_INT64{row} * p->BytesPerLine + firstByte;
+}
+
+/// Calls a row call for each row of the bitmap, and for the bytes of pixels that are the row's.
+template <class F> void moveRows(BITMAPHANDLE* p, std::vector<uint8_t>& pixels, F call)
+{
+    const R_UINT rowBytes = p->BytesPerLine;
+    require(R_AccessBitmap(p), SUCCESS, "R_AccessBitmap");
+    for (R_INT row = 0; row < p->Height; ++row)
+        require(call(p, pixels.data() + size_t{rowBytes} * static_cast<size_t>(row), row, rowBytes), rowBytes, "a row");
+    require(R_ReleaseBitmap(p), SUCCESS, "R_ReleaseBitmap");
 }
 
 R_INT supplyPixels(BITMAPHANDLE*, ALLOCATIONINFO* info, void* userData)
@@ -76,7 +77,7 @@ R_INT writePiece(BITMAPHANDLE* p, void* buffer, R_INT row, R_INT column, R_SIZE 
 
 TestBitmap::TestBitmap(const Scene& scene) : scene_(scene), record_(scene.structSize)
 {
-    require(R_InitBitmap(get(), scene.structSize, scene.width, scene.height, scene.bits), SUCCESS, "R_InitBitmap");
+    require(R_InitBitmap(*this, scene.structSize, scene.width, scene.height, scene.bits), SUCCESS, "R_InitBitmap");
     place();
     if (scene.bits <= 8) {
         std::vector<RGBQUAD> palette(size_t{1} << scene.bits);
@@ -85,12 +86,12 @@ TestBitmap::TestBitmap(const Scene& scene) : scene_(scene), record_(scene.struct
             entry = {static_cast<uint8_t>(random()), static_cast<uint8_t>(random()), static_cast<uint8_t>(random()), 0};
         require(R_SetBitmapNewPalette(get(), palette.data(), static_cast<R_UINT>(palette.size())), SUCCESS, "palette");
     }
-    setPixels(randomPixels(scene.width, scene.height, scene.bits, get()->BytesPerLine, scene.seed));
+    setPixels(randomPixels(scene.width, scene.height, scene.bits, record_->BytesPerLine, scene.seed));
 }
 
 void TestBitmap::place()
 {
-    const R_UINT64 bytes = get()->Size;
+    const R_UINT64 bytes = record_->Size;
     switch (scene_.home) {
     case Home::conventional: require(R_AllocateBitmap(get(), MEM_CONVENTIONAL), SUCCESS, "R_AllocateBitmap"); break;
     case Home::user:
@@ -99,9 +100,7 @@ void TestBitmap::place()
         require(R_SetBitmapDataPointer(get(), block_.data(), bytes), SUCCESS, "R_SetBitmapDataPointer");
         break;
     case Home::callbacks: {
-        BITMAPHANDLEDATACALLBACKS callbacks{};
-        callbacks.uStructSize = BITMAPHANDLEDATACALLBACKS_SIZE;
-        callbacks.pUserData = &block_;
+        BITMAPHANDLEDATACALLBACKS callbacks = callbacksFor(&block_);
         callbacks.AllocateBitmapDataCallback = supplyPixels;
         callbacks.FreeBitmapDataCallback = dropPixels;
         callbacks.GetBitmapRowColCallback = readPiece;
@@ -111,8 +110,8 @@ void TestBitmap::place()
         break;
     }
     case Home::movable:
-        get()->Addr.Handle = platform().allocateMovable(bytes);
-        get()->Flags |= FLAG_ALLOCATED | FLAG_CONVENTIONAL_MEMORY | FLAG_GLOBAL;
+        record_->Addr.Handle = platform().allocateMovable(bytes);
+        record_->Flags |= FLAG_ALLOCATED | FLAG_CONVENTIONAL_MEMORY | FLAG_GLOBAL;
         break;
     }
 }
@@ -121,25 +120,15 @@ TestBitmap::~TestBitmap() { R_FreeBitmap(get()); }
 
 std::vector<uint8_t> TestBitmap::pixels() const
 {
-    const R_UINT rowBytes = record_->BytesPerLine;
-    std::vector<uint8_t> pixels(size_t{rowBytes} * static_cast<size_t>(record_->Height));
-    require(R_AccessBitmap(get()), SUCCESS, "R_AccessBitmap");
-    for (R_INT row = 0; row < record_->Height; ++row)
-        require(R_GetBitmapRow(get(), pixels.data() + size_t{rowBytes} * static_cast<size_t>(row), row, rowBytes),
-                rowBytes, "R_GetBitmapRow");
-    require(R_ReleaseBitmap(get()), SUCCESS, "R_ReleaseBitmap");
+    std::vector<uint8_t> pixels(size_t{record_->BytesPerLine} * static_cast<size_t>(record_->Height));
+    moveRows(get(), pixels, R_GetBitmapRow);
     return pixels;
 }
 
 void TestBitmap::setPixels(const std::vector<uint8_t>& pixels) const
 {
-    const R_UINT rowBytes = record_->BytesPerLine;
     std::vector<uint8_t> copy = pixels; // a row is written from memory that the call could change
-    require(R_AccessBitmap(get()), SUCCESS, "R_AccessBitmap");
-    for (R_INT row = 0; row < record_->Height; ++row)
-        require(R_PutBitmapRow(get(), copy.data() + size_t{rowBytes} * static_cast<size_t>(row), row, rowBytes),
-                rowBytes, "R_PutBitmapRow");
-    require(R_ReleaseBitmap(get()), SUCCESS, "R_ReleaseBitmap");
+    moveRows(get(), copy, R_PutBitmapRow);
 }
 
 std::vector<uint8_t> TestBitmap::record() const
@@ -155,17 +144,22 @@ std::vector<uint8_t> TestBitmap::palette() const
     return {bytes, bytes + size_t{record_->nColors} * sizeof(RGBQUAD)};
 }
 
+BITMAPHANDLEDATACALLBACKS callbacksFor(void* userData)
+{
+    BITMAPHANDLEDATACALLBACKS callbacks{};
+    callbacks.uStructSize = BITMAPHANDLEDATACALLBACKS_SIZE;
+    callbacks.pUserData = userData;
+    return callbacks;
+}
+
 std::vector<uint8_t> randomPixels(R_INT width, R_INT height, R_INT bits, R_UINT bytesPerLine, unsigned seed)
 {
     std::mt19937 random(seed);
     std::vector<uint8_t> pixels(size_t{bytesPerLine} * static_cast<size_t>(height));
     for (uint8_t& byte : pixels) byte = static_cast<uint8_t>(random());
-    const R_INT64 rowBits = R_INT64{width} * bits;
-    for (R_INT row = 0; row < height; ++row) {
-        uint8_t* const bytes = pixels.data() + size_t{bytesPerLine} * static_cast<size_t>(row);
-        for (R_INT64 bit = rowBits; bit < R_INT64{bytesPerLine} * 8; ++bit)
-            bytes[bit >> 3] = static_cast<uint8_t>(bytes[bit >> 3] & ~(0x80 >> (bit & 7)));
-    }
+    for (R_INT row = 0; row < height; ++row)
+        for (R_INT64 bit = R_INT64{width} * bits; bit < R_INT64{bytesPerLine} * 8; ++bit)
+            setPixelAt(pixels.data() + size_t{bytesPerLine} * static_cast<size_t>(row), bit, 1, 0);
     return pixels;
 }
 
@@ -187,11 +181,9 @@ void setPixelAt(uint8_t* row, R_INT64 column, R_INT bits, uint64_t value)
         std::memcpy(row + column * (bits / 8), &value, static_cast<size_t>(bits / 8));
         return;
     }
-    for (R_INT i = 0; i < bits; ++i) {
-        const R_INT64 bit = column * bits + i;
+    for (R_INT64 bit = (column + 1) * bits - 1; bit >= column * bits; --bit, value >>= 1) {
         const int mask = 0x80 >> (bit & 7);
-        const bool set = (value >> (bits - 1 - i) & 1) != 0;
-        row[bit >> 3] = static_cast<uint8_t>(set ? row[bit >> 3] | mask : row[bit >> 3] & ~mask);
+        row[bit >> 3] = static_cast<uint8_t>((value & 1) != 0 ? row[bit >> 3] | mask : row[bit >> 3] & ~mask);
     }
 }
 

@@ -20,7 +20,6 @@ enum class Home {
 
 const std::vector<R_INT>& allDepths();
 const std::vector<Home>& allHomes();
-std::string textOf(Home home);
 
 /// How a bitmap is made.
 struct Scene {
@@ -46,6 +45,7 @@ public:
 
     BITMAPHANDLE* get() const { return record_.get(); }
     BITMAPHANDLE* operator->() const { return record_.get(); }
+    operator BITMAPHANDLE*() const { return record_.get(); }
     /// All rows, BytesPerLine each, through the row calls.
     std::vector<uint8_t> pixels() const;
     void setPixels(const std::vector<uint8_t>& pixels) const;
@@ -61,6 +61,12 @@ private:
     GuardedRecord record_;
     std::vector<uint8_t> block_; // the test's own pixels
 };
+
+/// Answers of several calls, one after the other.
+using Answered = std::vector<R_INT64>;
+
+/// Callbacks that answer nothing yet.
+BITMAPHANDLEDATACALLBACKS callbacksFor(void* userData);
 
 /// Random bytes whose bits behind `width` pixels of each row are zero.
 std::vector<uint8_t> randomPixels(R_INT width, R_INT height, R_INT bits, R_UINT bytesPerLine, unsigned seed);
