@@ -3,64 +3,58 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <set>
 
 namespace rv::test {
 namespace {
 
 constexpr R_UINT64 kMiB = 1024 * 1024;
+constexpr R_INT kConventional = 100;
+constexpr R_UINT kNoSpill = MEM_NO_TILED | MEM_NO_DISK;
 
 /// Puts the thread's and the process's settings back.
-struct Settings {
-    ~Settings()
+class Placement : public testing::Test {
+protected:
+    static void setTempFileMode(R_UINT mode)
+    {
+        TEMPFILEOPTIONS options{TEMPFILEOPTIONS_SIZE, mode, 0, 128, 8, 16};
+        EXPECT_EQ(R_SetTempFileOptions(&options), SUCCESS);
+    }
+    void TearDown() override
     {
         R_SetMemoryThresholds(0, 2147483647, 0, -100, 1, 31);
         R_SetGlobalMemoryThresholds(nullptr);
         R_ManageMemory(MANAGE_SET_LIMIT, 0, nullptr);
-        TEMPFILEOPTIONS options{TEMPFILEOPTIONS_SIZE, 0, 0, 128, 8, 16};
-        R_SetTempFileOptions(&options);
+        setTempFileMode(0);
     }
 };
 
-void setTempFileMode(R_UINT mode)
-{
-    TEMPFILEOPTIONS options{TEMPFILEOPTIONS_SIZE, mode, 0, 128, 8, 16};
-    ASSERT_EQ(R_SetTempFileOptions(&options), SUCCESS);
-}
-
-void setGlobalThreshold(R_INT64 bytes)
-{
-    GLOBALMEMORYTHRESHOLDS thresholds{GLOBALMEMORYTHRESHOLDS_SIZE, bytes};
-    ASSERT_EQ(R_SetGlobalMemoryThresholds(&thresholds), SUCCESS);
-}
-
-/// Allocates a bitmap of `bytes` bytes; answers the status, or 100 × the placement that came out.
+/// Allocates a bitmap of `bytes` bytes; answers the status, or 100 × the placement that came out. Whatever came out,
+/// it takes nothing once it is freed.
 R_INT placed(R_UINT64 bytes, R_UINT memory)
 {
     const LiveBlocks live;
+    R_UINT64 before = 0, after = 0;
+    R_ManageMemory(MANAGE_GET_TOTAL, 0, &before);
     BITMAPHANDLE p;
     R_InitBitmap(&p, BITMAPHANDLE_SIZE, 1024, static_cast<R_INT>(bytes / 1024), 8);
     R_INT answer = R_AllocateBitmap(&p, memory);
+    R_UINT where = 0;
     if (answer == SUCCESS) {
-        R_UINT where = 0;
         EXPECT_EQ(R_GetBitmapMemoryInfo(&p, &where, nullptr, nullptr, nullptr, nullptr, nullptr), SUCCESS);
+        EXPECT_TRUE(where != MEM_CONVENTIONAL || reinterpret_cast<uintptr_t>(p.Addr.Pointer) % 32 == 0);
         answer = static_cast<R_INT>(where) * 100;
-        if (where == MEM_CONVENTIONAL) {
-            EXPECT_EQ(reinterpret_cast<uintptr_t>(p.Addr.Pointer) % 32, 0u);
-        }
     } else {
-        EXPECT_EQ(p.Flags & FLAG_ALLOCATED, 0u);
-        EXPECT_EQ(p.Addr.Handle, nullptr);
+        EXPECT_TRUE((p.Flags & FLAG_ALLOCATED) == 0 && p.Addr.Handle == nullptr);
     }
     R_FreeBitmap(&p);
+    R_ManageMemory(MANAGE_GET_TOTAL, 0, &after);
+    EXPECT_EQ(after, before);
     EXPECT_EQ(live.count(), 0) << live.text();
     return answer;
 }
 
-constexpr R_INT kConventional = 100;
-
-TEST(Placement, AcceptsExactlyTheSetsThatMakeSense)
+TEST_F(Placement, AcceptsExactlyTheSetsThatMakeSense)
 {
     // After dropping what this bitmap cannot have: 8 bits are never run-length rows.
     const std::set<R_UINT> sets{1, 2, 4, 8, 9, 128, 256, 257, 260, 264, 265, 768, 769, 1024, 1025, 1280, 1281};
@@ -79,51 +73,47 @@ TEST(Placement, AcceptsExactlyTheSetsThatMakeSense)
     EXPECT_EQ(placed(4096, 4096), ERROR_INV_PARAMETER);
 }
 
-TEST(Placement, SmallBitmapsAreConventional)
+TEST_F(Placement, SmallBitmapsAreConventional)
 {
-    const Settings settings;
     EXPECT_EQ(placed(20 * kMiB, MEM_CONVENTIONAL), kConventional);
     EXPECT_EQ(placed(kMiB, MEM_TILED), kConventional) << "no larger than one tile";
-    EXPECT_EQ(placed(kMiB, MEM_NO_TILED | MEM_NO_DISK), kConventional);
+    EXPECT_EQ(placed(kMiB, kNoSpill), kConventional);
 }
 
-TEST(Placement, WhatMemoryCannotHoldNeverStaysConventional)
+TEST_F(Placement, WhatMemoryCannotHoldNeverStaysConventional)
 {
-    const Settings settings;
     const PretendMemory small({8 * kMiB, 4 * kMiB, 8 * kMiB, 6 * kMiB}); // 10 MiB available of 16
-    const R_UINT noSpill = MEM_NO_TILED | MEM_NO_DISK;
-    EXPECT_EQ(placed(10 * kMiB, noSpill), kConventional);
-    EXPECT_EQ(placed(10 * kMiB + 1024, noSpill), ERROR_FAILURE);
-    EXPECT_NE(placed(10 * kMiB + 1024, MEM_CONVENTIONAL), kConventional);
-    R_SetMemoryThresholds(static_cast<R_INT>(2 * kMiB), 0, 0, 0, 0, THRESHOLD_RESERVE);
-    EXPECT_EQ(placed(8 * kMiB, noSpill), kConventional);
-    EXPECT_EQ(placed(8 * kMiB + 1024, noSpill), ERROR_FAILURE);
-    R_SetMemoryThresholds(-50, 0, 0, 0, 0, THRESHOLD_RESERVE); // half of all memory: 8 of 16
-    EXPECT_EQ(placed(2 * kMiB, noSpill), kConventional);
-    EXPECT_EQ(placed(2 * kMiB + 1024, noSpill), ERROR_FAILURE);
-    R_SetMemoryThresholds(0, -10, 0, 0, 0, THRESHOLD_RESERVE | THRESHOLD_MAX_CONV_SIZE); // a tenth of 10
-    EXPECT_EQ(placed(kMiB - 1024, noSpill), kConventional);
-    EXPECT_EQ(placed(kMiB + 1024, noSpill), ERROR_FAILURE);
-    R_SetMemoryThresholds(-100, 0, 0, 0, 0, THRESHOLD_RESERVE);
-    EXPECT_EQ(placed(1024, noSpill), ERROR_FAILURE) << "a reserve above what is available leaves nothing";
+    const struct {
+        R_INT reserve;
+        R_INT64 maximum;
+        R_UINT which;
+        R_UINT64 holds, tooMuch;
+    } cases[] = {
+        {0, 0, 0, 10 * kMiB, 10 * kMiB + 1024},
+        {2 * kMiB, 0, THRESHOLD_RESERVE, 8 * kMiB, 8 * kMiB + 1024},
+        {-50, 0, THRESHOLD_RESERVE, 2 * kMiB, 2 * kMiB + 1024},                          // half of all memory
+        {0, -10, THRESHOLD_RESERVE | THRESHOLD_MAX_CONV_SIZE, kMiB - 1024, kMiB + 1024}, // a tenth of what there is
+        {-100, 0, THRESHOLD_RESERVE, 0, 1024}, // a reserve above what is available leaves nothing
+    };
+    for (const auto& c : cases) {
+        R_SetMemoryThresholds(c.reserve, c.maximum, 0, 0, 0, c.which);
+        EXPECT_TRUE(c.holds == 0 || placed(c.holds, kNoSpill) == kConventional) << c.reserve;
+        EXPECT_EQ(placed(c.tooMuch, kNoSpill), ERROR_FAILURE) << c.reserve;
+        EXPECT_NE(placed(c.tooMuch, MEM_CONVENTIONAL), kConventional) << c.reserve;
+    }
 }
 
-TEST(Placement, TheProcessLimitHasACodeOfItsOwn)
+TEST_F(Placement, TheProcessLimitHasACodeOfItsOwn)
 {
-    const Settings settings;
     R_UINT64 total = 0;
     ASSERT_EQ(R_ManageMemory(MANAGE_GET_TOTAL, 0, &total), SUCCESS);
     R_ManageMemory(MANAGE_SET_LIMIT, total + 2 * kMiB, nullptr);
-    EXPECT_EQ(placed(2 * kMiB, MEM_NO_TILED | MEM_NO_DISK), kConventional);
-    EXPECT_EQ(placed(2 * kMiB + 1024, MEM_NO_TILED | MEM_NO_DISK), ERROR_MEMORY_LIMIT);
-    R_UINT64 after = 0;
-    R_ManageMemory(MANAGE_GET_TOTAL, 0, &after);
-    EXPECT_EQ(after, total) << "a refused or freed bitmap takes nothing";
+    EXPECT_EQ(placed(2 * kMiB, kNoSpill), kConventional);
+    EXPECT_EQ(placed(2 * kMiB + 1024, kNoSpill), ERROR_MEMORY_LIMIT);
 }
 
-TEST(Placement, TemporaryFilesInMemoryOnlyNeverSpill)
+TEST_F(Placement, TemporaryFilesInMemoryOnlyNeverSpill)
 {
-    const Settings settings;
     const NoMemory noPages(kFailPages);
     setTempFileMode(TEMPFILE_MEMORY);
     EXPECT_EQ(placed(kMiB, MEM_NO_TILED), ERROR_FAILURE);
@@ -131,24 +121,18 @@ TEST(Placement, TemporaryFilesInMemoryOnlyNeverSpill)
     EXPECT_EQ(placed(kMiB, 0), ERROR_INV_PARAMETER);
 }
 
-TEST(Placement, AFailedMappingGivesTheTotalBack)
+TEST_F(Placement, AFailedMappingIsAFailure)
 {
-    const Settings settings;
-    R_UINT64 total = 0, after = 0;
-    R_ManageMemory(MANAGE_GET_TOTAL, 0, &total);
     for (int nth = 1; nth <= 2; ++nth) {
         const FailingAllocation fault(nth, kFailPages);
-        EXPECT_EQ(placed(kMiB, MEM_NO_TILED | MEM_NO_DISK), ERROR_FAILURE);
-        EXPECT_TRUE(fault.happened());
+        EXPECT_EQ(placed(kMiB, kNoSpill), ERROR_FAILURE);
     }
-    R_ManageMemory(MANAGE_GET_TOTAL, 0, &after);
-    EXPECT_EQ(after, total);
 }
 
-TEST(Placement, OneThresholdSendsLargeBitmapsOutOfConventionalMemory)
+TEST_F(Placement, OneThresholdSendsLargeBitmapsOutOfConventionalMemory)
 {
-    const Settings settings;
-    setGlobalThreshold(kMiB);
+    GLOBALMEMORYTHRESHOLDS thresholds{GLOBALMEMORYTHRESHOLDS_SIZE, kMiB};
+    ASSERT_EQ(R_SetGlobalMemoryThresholds(&thresholds), SUCCESS);
     EXPECT_EQ(placed(kMiB, MEM_CONVENTIONAL), kConventional);
     EXPECT_NE(placed(kMiB + 1024, MEM_CONVENTIONAL), kConventional);
     EXPECT_EQ(placed(kMiB + 1024, MEM_CONVENTIONAL | MEM_NO_DISK), kConventional);
