@@ -16,39 +16,24 @@ using rv::Unencodable;
 using rv::test::GuardedBuffer;
 using Wide = std::basic_string<R_WCHAR>;
 
-Wide widened(const char* text)
-{
-    Wide out;
-    for (; *text != 0; ++text) out += static_cast<R_WCHAR>(static_cast<unsigned char>(*text));
-    return out;
-}
+Wide widened(const std::string& text) { return Wide(text.begin(), text.end()); } // of 7-bit text
 
-/// Formats into a buffer that ends at an unreadable page.
-template <class Unit> std::basic_string<Unit> formatInto(size_t capacity, const Unit* format, va_list arguments)
+/// Formats into a buffer of `capacity` units that ends at an unreadable page.
+template <class Unit> std::basic_string<Unit> formattedTo(size_t capacity, const Unit* format, ...)
 {
     const GuardedBuffer buffer(capacity * sizeof(Unit));
     Unit* const text = reinterpret_cast<Unit*>(buffer.data());
     rv::TextWriter<Unit> out(text, capacity);
+    va_list arguments;
+    va_start(arguments, format);
     rv::formatText(out, format, arguments, rv::NarrowEncoding(), Unencodable::replace);
-    return text;
-}
-
-template <class Unit> std::basic_string<Unit> formatted(const Unit* format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    const std::basic_string<Unit> text = formatInto(4096, format, arguments);
     va_end(arguments);
     return text;
 }
 
-template <class Unit> std::basic_string<Unit> formattedTo(size_t capacity, const Unit* format, ...)
+template <class Unit, class... Values> std::basic_string<Unit> formatted(const Unit* format, Values... values)
 {
-    va_list arguments;
-    va_start(arguments, format);
-    const std::basic_string<Unit> text = formatInto(capacity, format, arguments);
-    va_end(arguments);
-    return text;
+    return formattedTo(4096, format, values...);
 }
 
 /// The C library's text, and ours in both kinds.
@@ -67,6 +52,7 @@ TEST(Format, NumbersAsTheCLibraryWritesThem)
     EXPECT_AS_PRINTF("[%*d|%-*d|%*d|%.*d|%.*d]", 6, 1, 6, 2, -6, 3, 4, 5, -1, 6);
     EXPECT_AS_PRINTF("%o %x %X %#o %#x %#X", 8, 0xbeef, 0xbeef, 8, 0xbeef, 0xbeef);
     EXPECT_EQ(formatted<char>("%hhd %hd %hhu %hu", 511, 65537, 511, 65537), "-1 1 255 1");
+    EXPECT_EQ(formatted<char>("%I64d %I32d %Iu", R_INT64{-5}, 6, size_t{7}), "-5 6 7"); // another system's sizes
     EXPECT_AS_PRINTF("%ld %lu %lld %llx", LONG_MIN, ULONG_MAX, LLONG_MIN, ULLONG_MAX);
     EXPECT_AS_PRINTF("%zu %td %jd", SIZE_MAX, ptrdiff_t{-3}, INTMAX_MIN);
     EXPECT_AS_PRINTF("%f %.0f %10.3f %-10.1e| %g %G %a", 1.5, 2.5, -3.14159, 12345.678, 1e-10, 1e20, 0.5);
@@ -74,11 +60,6 @@ TEST(Format, NumbersAsTheCLibraryWritesThem)
     EXPECT_AS_PRINTF("%p", reinterpret_cast<void*>(uintptr_t{0x1234}));
     EXPECT_AS_PRINTF("100%% %c%c", 'a', 'b');
     EXPECT_AS_PRINTF("%.300d|%250.1f", 7, 0.25);
-}
-
-TEST(Format, SizesOfAnotherSystem)
-{
-    EXPECT_EQ(formatted<char>("%I64d %I32d %Iu", R_INT64{-5}, 6, size_t{7}), "-5 6 7");
 }
 
 TEST(Format, TextOfBothKinds)
@@ -108,7 +89,7 @@ TEST(Format, CutsAtEveryCapacity)
     for (size_t capacity = 1; capacity <= whole.size() + 2; ++capacity) {
         EXPECT_EQ(formattedTo<char>(capacity, "x=%05d and %s text", 42, "some"), whole.substr(0, capacity - 1));
         EXPECT_EQ(formattedTo<R_WCHAR>(capacity, RV_WIDE("x=%05d and %S text"), 42, "some"),
-                  widened(whole.substr(0, capacity - 1).c_str()));
+                  widened(whole.substr(0, capacity - 1)));
     }
     EXPECT_EQ(formattedTo<char>(8, "%99999999999d", 1), "       ");
     EXPECT_EQ(formattedTo<char>(8, "%99999999999s", "a"), "       ");

@@ -36,8 +36,7 @@ TEST(Trace, OnlyALeadingLineFeedBringsAStamp)
     EXPECT_EQ(TRACED(Trace("\nrow %d\nmore", 7)), "\r\n<stamp>row 7\nmore");
     EXPECT_EQ(TRACED(Trace("%s", "\n\n\nthree")), "\r\n\r\n\r\n<stamp>three");
     EXPECT_EQ(TRACED(Trace(nullptr)), "");
-    EXPECT_EQ(TRACED(Trace1("R_Call", "count = %d\r\n", -1)), "R_Call: count = -1\r\n");
-    EXPECT_EQ(TRACED(Trace1("R_Call", "\n\nx")), "\r\n\r\n<stamp>R_Call: x");
+    EXPECT_EQ(TRACED(Trace1("R_Call", "\n\nx = %d\r\n", -1)), "\r\n\r\n<stamp>R_Call: x = -1\r\n");
     EXPECT_EQ(TRACED(Trace1W(RV_WIDE("R_Call"), RV_WIDE("\n%s %S %05d"), RV_WIDE("wide"), "narrow", 42)),
               "\r\n<stamp>R_Call: wide narrow 00042");
     EXPECT_EQ(TRACED(rv::traceLockCount("R_FreeBitmap", 2, "")), "R_FreeBitmap: pBitmap->nLockCount = 2");
@@ -71,18 +70,20 @@ TEST(Trace, TimeSinceTheFirstTrace)
     line();
     ASSERT_EQ(std::sscanf(line().c_str(), "\r\n%u:%u:%u.%u", &hours, &minutes, &seconds, &milliseconds), 4);
     const uint64_t start = now - (((hours * 60ull + minutes) * 60 + seconds) * 1000 + milliseconds);
-    const auto at = [&](uint64_t elapsed) {
+    const std::pair<uint64_t, const char*> lines[] = {
+        {18'305'007, "\r\n\n05:05:05.007:"},
+        {18'305'107, "\r\n05:05:05.107:"},   // 100 ms later is no pause
+        {18'305'208, "\r\n\n05:05:05.208:"}, // 101 ms is
+        {86'400'000, "\r\n\n24:00:00.000:"},
+        {86'400'001, "\r\n+1d 00:00:00.001:"},
+        {40 * 86'400'000ull + 3'723'004, "\r\n\n+40d 01:02:03.004:"},
+        {18'305'007, "\r\n05:05:05.007:"}, // a clock read before that of another thread makes no pause
+    };
+    for (const auto& [elapsed, wanted] : lines) {
         ticks.set(start + elapsed);
         const std::string text = line();
-        return text.substr(0, text.rfind(':', text.size() - 3) + 1);
-    };
-    EXPECT_EQ(at(18'305'007), "\r\n\n05:05:05.007:");
-    EXPECT_EQ(at(18'305'107), "\r\n05:05:05.107:");   // 100 ms later is no pause
-    EXPECT_EQ(at(18'305'208), "\r\n\n05:05:05.208:"); // 101 ms is
-    EXPECT_EQ(at(86'400'000), "\r\n\n24:00:00.000:");
-    EXPECT_EQ(at(86'400'001), "\r\n+1d 00:00:00.001:");
-    EXPECT_EQ(at(40 * 86'400'000ull + 3'723'004), "\r\n\n+40d 01:02:03.004:");
-    EXPECT_EQ(at(18'305'007), "\r\n05:05:05.007:"); // a clock read before that of another thread makes no pause
+        EXPECT_EQ(text.substr(0, text.rfind(':', text.size() - 3) + 1), wanted);
+    }
 }
 
 TEST(Trace, ClocksStartWithTheFirstTextOfAnyKind)
@@ -111,15 +112,13 @@ TEST(Trace, TextOfTheOtherKind)
 
 TEST(Trace, Durations)
 {
-    const auto text = [](uint64_t milliseconds) {
+    const std::pair<uint64_t, const char*> cases[] = {
+        {7, "007ms"}, {999, "999ms"}, {1000, "1.000s"}, {UINT64_MAX, "18446744073709551.615s"}};
+    for (const auto& [milliseconds, text] : cases) {
         char buffer[rv::kDurationChars];
         rv::formatDuration(buffer, milliseconds);
-        return std::string(buffer);
-    };
-    EXPECT_EQ(text(7), "007ms");
-    EXPECT_EQ(text(999), "999ms");
-    EXPECT_EQ(text(1000), "1.000s");
-    EXPECT_EQ(text(UINT64_MAX), "18446744073709551.615s");
+        EXPECT_STREQ(buffer, text);
+    }
 }
 
 } // namespace

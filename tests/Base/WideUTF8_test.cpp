@@ -47,53 +47,47 @@ TEST(WideUTF8, KnownBytes)
 
 TEST(WideUTF8, EachBrokenPieceIsOneReplacement)
 {
-    struct Case {
-        std::string narrow;
-        Wide expected;
-    };
-    const Wide r(1, R_WCHAR(0xFFFD));
-    const Wide a(1, RV_WIDE('a'));
-    const Case cases[] = {
+    const struct {
+        std::string narrow, wide; // of the wide text R stands for a replacement
+    } cases[] = {
         {"\x80"
          "a",
-         r + a},                             // a continuation alone
-        {"\xC0\xAF", r + r},                 // overlong
-        {"\xE0\x80\xAF", r + r + r},         // overlong
-        {"\xF0\x8F\xBF\xBF", r + r + r + r}, // overlong
-        {"\xED\xA0\x80", r + r + r},         // a surrogate
-        {"\xF4\x90\x80\x80", r + r + r + r}, // past the last character
-        {"\xF5\xFF", r + r},                 // never bytes of a text
-        {"\xE2\x82", r},                     // ends inside a character
+         "Ra"},                       // a continuation alone
+        {"\xC0\xAF", "RR"},           // overlong
+        {"\xE0\x80\xAF", "RRR"},      // overlong
+        {"\xF0\x8F\xBF\xBF", "RRRR"}, // overlong
+        {"\xED\xA0\x80", "RRR"},      // a surrogate
+        {"\xF4\x90\x80\x80", "RRRR"}, // past the last character
+        {"\xF5\xFF", "RR"},           // never bytes of a text
+        {"\xE2\x82", "R"},            // ends inside a character
         {"\xF0\x9F\x98"
          "a",
-         r + a},                                 // broken off by another
-        {"\xE2\x82\xC3\xA9", r + Wide(1, 0xE9)}, // broken off by a longer one
+         "Ra"},                        // broken off by another
+        {"\xE2\x82\xC3\xA9", "R\xE9"}, // broken off by a longer one
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
+        Wide expected;
+        for (const char unit : c.wide) expected += unit == 'R' ? R_WCHAR(0xFFFD) : R_WCHAR(static_cast<uint8_t>(unit));
         R_WCHAR out[16];
-        const rv::Conversion result = rv::wideFromUtf8(out, 16, c.narrow.c_str());
-        EXPECT_EQ(Wide(out), c.expected) << testing::PrintToString(c.narrow);
-        EXPECT_FALSE(result.valid);
+        EXPECT_FALSE(rv::wideFromUtf8(out, 16, c.narrow.c_str()).valid);
+        EXPECT_EQ(Wide(out), expected) << testing::PrintToString(c.narrow);
     }
     for (const Wide& broken : {Wide{R_WCHAR(0xD83D)}, Wide{R_WCHAR(0xDE00)}})
-        EXPECT_EQ(utf8(broken + a), "\xEF\xBF\xBD"
-                                    "a");
+        EXPECT_EQ(utf8(broken + RV_WIDE('a')), std::string("\xEF\xBF\xBD") + 'a');
 }
 
 /// Texts that end at an unreadable page, with and without a terminator: all but the last unit may be looked at.
 TEST(WideUTF8, ReadsNothingPastTheEnd)
 {
-    const std::string endings[] = {"a", "\xC3", "\xE2\x82", "\xF0\x9F\x98", "\xF0\x9F\x98\x80"};
-    for (const std::string& ending : endings) {
-        const GuardedBuffer terminated(ending.size() + 1);
-        memcpy(terminated.data(), ending.c_str(), ending.size() + 1);
-        const GuardedBuffer bare(ending.size());
-        memcpy(bare.data(), ending.data(), ending.size());
-        R_WCHAR first[8];
-        R_WCHAR second[8];
-        rv::wideFromUtf8(first, 8, reinterpret_cast<const char*>(terminated.data()));
-        rv::wideFromUtf8(second, 8, reinterpret_cast<const char*>(bare.data()), ending.size());
-        EXPECT_EQ(Wide(first), Wide(second)) << testing::PrintToString(ending);
+    for (const std::string ending : {"a", "\xC3", "\xE2\x82", "\xF0\x9F\x98", "\xF0\x9F\x98\x80"}) {
+        R_WCHAR texts[2][8];
+        for (const size_t more : {size_t{0}, size_t{1}}) {
+            const GuardedBuffer buffer(ending.size() + more);
+            memcpy(buffer.data(), ending.c_str(), ending.size() + more);
+            rv::wideFromUtf8(texts[more], 8, reinterpret_cast<const char*>(buffer.data()),
+                             more != 0 ? rv::kTerminated : ending.size());
+        }
+        EXPECT_EQ(Wide(texts[0]), Wide(texts[1])) << testing::PrintToString(ending);
     }
     const GuardedBuffer lead(sizeof(R_WCHAR));
     const R_WCHAR surrogate = 0xD83D;
