@@ -210,7 +210,7 @@ TEST(System, LeavesNothingBehindWhenDetached)
         while (stage != 1) gSystemPlatform.sleep(1);
         EXPECT_EQ(live.count(kHeap), 2);
         EXPECT_EQ(live.count(kSlots), 1);
-        EXPECT_EQ(live.count(kSystemLocks), 2); // made anew each time
+        EXPECT_EQ(live.count(kSystemLocks), 2);            // made anew each time
         for (int detached = 0; detached < 2; ++detached) { // while a thread still has its block; again for nothing
             detach();
             EXPECT_EQ(live.count(), 0) << live.text();

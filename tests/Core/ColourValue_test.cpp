@@ -123,6 +123,7 @@ TEST(StoredPixel, HoldsAColourInEveryFormat)
         {16, 0, 15, level(0x8000), 16 << 10 | 16 << 5 | 16, 0x848484},
         {24, 0, 7, rgb, 0x8540F8, rgb},
         {24, 1, 7, rgb, 0xF84085, rgb},
+        {24, 2, 7, rgb, 0xF84085, rgb},
         {32, 0, -1, rgb, 0x5A8540F8, rgb},
         {32, 1, -1, index(1), 0x5A000000, 0},
         {48, 0, 15, rgb, 0x85854040F8F8, rgb},
