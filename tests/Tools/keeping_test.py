@@ -128,7 +128,7 @@ def palette_lengths(t, bits, count):
 @case("Keeping.OrientationField", *[(str(o), o) for o in range(1, 9)])
 def orientation_field(t, value):
     """TIFF and JPEG keep the orientation as a field and the rows as they are; others hold upright rows only."""
-    t.has("jpeg", "tiff", "png")
+    t.has("jpeg", "tiff", "png", "exif")
     source = made(8, 2, 3)(t, orientation=value)
     tiff, jpeg = t.to("tif", source), t.to("jpg", source, "--quality", "100")
     same(seen(tiff), seen(source))

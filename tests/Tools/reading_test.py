@@ -277,9 +277,26 @@ def netpbm_streams(t):
     assert t.to("pam", source, "--page", "3").read_bytes().endswith(bytes((0, 0, 0, 1, 2, 2, 2, 3, 4, 4, 4, 5)))
 
 
+@case("Reading.PamTupleTypes",
+      *[(f"{kind or 'nothing'}, {depth}", kind, depth, expected) for kind, depth, expected in (
+          ("", 1, 8), ("", 4, 32), ("BLACKANDWHITE", 1, 8), ("GRAYSCALE", 1, 8), ("RGB", 3, 24),
+          ("BLACKANDWHITE_ALPHA", 2, 32), ("GRAYSCALE_ALPHA", 2, 32), ("RGB_ALPHA", 4, 32), ("RGB", 4, "disagree"),
+          ("CMYK", 4, "CMYK pictures"), ("CMYK_ALPHA", 5, "CMYK pictures"), ("CMY", 3, "tuple type CMY are"),
+          ("HSV", 3, "tuple type HSV are"), ("RGB and more", 3, "tuple type RGB and more are"))])
+def pam_tuple_types(t, kind, depth, expected):
+    """What four components mean is for the header to say: ink is not taken for light."""
+    source = t.path("source.pam")
+    source.write_bytes(f"P7\nTUPLTYPE {kind} \nWIDTH 3\nHEIGHT 2\nDEPTH {depth}\nMAXVAL 255\nENDHDR\n".encode() +
+                       bytes(range(6 * depth)))
+    if isinstance(expected, str):
+        t.fails("info", source, says=expected)
+    else:
+        holds(t.info(source), bitsPerPixel=expected)
+
+
 @case("Reading.Orientation", *[(str(o), o) for o in range(1, 9)])
 def orientation(t, value):
-    t.has("jpeg", "tiff")
+    t.has("jpeg", "tiff", "exif")
     exif = Image.Exif()
     exif[274] = value
     photo().save(t.path("turned.jpg"), exif=exif, dpi=(200, 100))
@@ -291,7 +308,7 @@ def orientation(t, value):
 @case("Reading.ExifResolution")
 def exif_resolution(t):
     """Where the JPEG header has no resolution the EXIF block may; its unit can be the centimetre."""
-    t.has("jpeg")
+    t.has("jpeg", "exif")
     exif = Image.Exif()
     exif[282], exif[283], exif[296] = (100.0, 50.0, 3)
     photo().save(t.path("exif.jpg"), exif=exif)

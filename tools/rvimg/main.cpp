@@ -13,6 +13,11 @@ namespace {
 
 enum Exit : int { kDone = 0, kFailed = 1, kMisused = 2 };
 
+#if defined(RVIMG_HAVE_EXIF)
+constexpr const char* kMetadata = "\nmetadata: exif";
+#else
+constexpr const char* kMetadata = "";
+#endif
 constexpr const char* kExitCodes = "Exit code: 0 done, 1 failed, 2 wrong usage.";
 
 /// A rule that leaves its telling to the option's own words.
@@ -28,7 +33,7 @@ public:
     CommandLine()
     {
         app_.allow_windows_style_options(false); // /pictures/a.bmp is a path there too
-        app_.set_version_flag("--version", "rvimg " RVIMG_VERSION "\nformats: " + formatNames());
+        app_.set_version_flag("--version", "rvimg " RVIMG_VERSION "\nformats: " + formatNames() + kMetadata);
         app_.require_subcommand(1);
         app_.footer("'rvimg COMMAND --help' tells more about a command.\n" + std::string(kExitCodes));
         addInfo();

@@ -99,7 +99,9 @@ private:
         info_.in_color_space = gray ? JCS_GRAYSCALE : layout.order == ORDER_BGR ? JCS_EXT_BGR : JCS_RGB;
         jpeg_set_defaults(&info_);
         jpeg_set_quality(&info_, quality_, TRUE);
-        info_.optimize_coding = TRUE;
+        // Tables made for the picture need all of it in memory, as coefficients.
+        constexpr int64_t kSmall = int64_t{1} << 24;
+        info_.optimize_coding = int64_t{layout.width} * layout.height <= kSmall ? TRUE : FALSE;
         constexpr int kFineQuality = 90; // from here on colour keeps its full resolution
         if (!gray && quality_ >= kFineQuality) info_.comp_info[0].h_samp_factor = info_.comp_info[0].v_samp_factor = 1;
         if (layout.resolution) {

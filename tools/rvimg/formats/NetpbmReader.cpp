@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <string_view>
 #include <utility>
 
 namespace rvimg {
@@ -54,6 +56,17 @@ std::string readWord(BufferedReader& in)
     return word;
 }
 
+/// What is left of a line, without the blanks around it. Odd bytes are not worth showing to a terminal.
+std::string readLine(BufferedReader& in)
+{
+    constexpr size_t kLongest = 64;
+    std::string line;
+    for (int c = in.get(); c >= 0 && c != '\n' && c != '\r'; c = in.get())
+        if ((!line.empty() || !isSpace(c)) && line.size() < kLongest)
+            line += c >= ' ' && c <= '~' ? static_cast<char>(c) : '?';
+    return line.substr(0, line.find_last_not_of(' ') + 1);
+}
+
 struct Header {
     char magic = 0; ///< '1' to '7'
     unsigned width = 0;
@@ -68,8 +81,26 @@ struct Header {
     uint64_t rowBytes() const { return magic == '4' ? (uint64_t{width} + 7) / 8 : rowSamples() * sampleBytes(); }
 };
 
+/// What the components mean; without a word about it, their number says enough.
+void checkTupleType(const std::string& type, unsigned components)
+{
+    struct Known {
+        std::string_view name;
+        unsigned components;
+    };
+    constexpr Known kKnown[] = {{"BLACKANDWHITE", 1},       {"GRAYSCALE", 1},       {"RGB", 3},
+                                {"BLACKANDWHITE_ALPHA", 2}, {"GRAYSCALE_ALPHA", 2}, {"RGB_ALPHA", 4}};
+    if (type.empty()) return;
+    if (type.starts_with("CMYK")) throw Error("CMYK pictures are not supported");
+    const auto* const known =
+        std::find_if(std::begin(kKnown), std::end(kKnown), [&](const Known& k) { return k.name == type; });
+    if (known == std::end(kKnown)) throw Error(text("pictures of tuple type ", type, " are not supported"));
+    if (known->components != components) throwCorrupt("the tuple type and the depth disagree");
+}
+
 void readArbitraryHeader(BufferedReader& in, Header& header)
 {
+    std::string tupleType;
     for (std::string word = readWord(in); word != "ENDHDR"; word = readWord(in)) {
         if (word == "WIDTH")
             header.width = readNumber(in);
@@ -80,11 +111,12 @@ void readArbitraryHeader(BufferedReader& in, Header& header)
         else if (word == "MAXVAL")
             header.maximum = readNumber(in);
         else if (word == "TUPLTYPE")
-            skipLine(in); // the number of components says as much
+            tupleType = readLine(in);
         else
             throwCorrupt(word.empty() ? "the header does not end" : "unknown words in the header");
     }
     skipLine(in);
+    checkTupleType(tupleType, header.components);
     if (header.components < 1 || header.components > 4)
         throw Error(text("pictures of ", header.components, " components are not supported"));
 }
