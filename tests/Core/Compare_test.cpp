@@ -150,7 +150,7 @@ TEST(Compare, Tables)
     EXPECT_EQ(mixed.report(), "");
 }
 
-TEST(Compare, RowsOverTheSmallerHeight)
+TEST(Compare, RowsOfOneLengthOverTheSmallerHeight)
 {
     const TestBitmap low({.height = 5});
     TestBitmap high({.height = 8});
@@ -159,6 +159,9 @@ TEST(Compare, RowsOverTheSmallerHeight)
     high.setPixels(pixels);
     EXPECT_EQ(compare(high, low).text, "\n Height\t8\t5");
     EXPECT_EQ(compare(low, high).text, "\n Height\t5\t8");
+    Pair narrow(kScene, BITMAPHANDLE_SIZE); // rows of another length are not compared
+    narrow.second->BytesPerLine = 4;
+    EXPECT_EQ(narrow.report(), "\n BytesPerLine\t8\t4");
 }
 
 /// Records that lie about their size, or have no pixels, are compared without a look outside their rows.
