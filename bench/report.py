@@ -89,8 +89,8 @@ def print_jobs(jobs, peers_of_job):
         ratio = times["kernel"] / times["copy"]
         target = TARGETS.get(job)
         verdict = "" if target is None else "reached" if ratio <= target else "missed"
-        others = [f"{who} {ms:.3f}, {ms / times['copy']:.2f}" for who, ms in times.items()
-                  if who not in ("kernel", "copy")]
+        others = [f"{who} {ms:.3f}, {ms / times['copy']:.2f}"
+                  for who, ms in sorted(times.items(), key=lambda item: item[1]) if who not in ("kernel", "copy")]
         if job in peers_of_job:
             other = peers_of_job[job]
             others.append(f"{other['who']} {other['ms']:.3f}, {other['ms'] / other['copy_ms']:.2f}")
