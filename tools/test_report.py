@@ -22,8 +22,8 @@ class Count:
         self.failed += other.failed
         self.skipped += other.skipped
 
-    def total(self):
-        return self.passed + len(self.failed) + len(self.skipped)
+    def ran(self):
+        return self.passed + len(self.failed)
 
     def __str__(self):
         return f"{self.passed} passed, {len(self.failed)} failed, {len(self.skipped)} skipped"
@@ -99,9 +99,9 @@ def main(directory):
         count = Count()
         for file in sorted(folder.glob("*.result")):
             count.add(count_result(file))
-        if count.total() == 0:
+        if count.ran() == 0:
             count.failed.append(f"{folder.name}: no test ran")
-        print(f"{folder.name}: {count.total()} tests ran: {count}")
+        print(f"{folder.name}: {count.ran()} tests ran: {count}")
         total.add(count)
     for title, lines in (("Skipped:", total.skipped), ("Failed:", total.failed)):
         if lines:
