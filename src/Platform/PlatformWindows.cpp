@@ -229,7 +229,9 @@ uint32_t Platform::systemPalette(PALETTEENTRY* entries, uint32_t capacity) noexc
     const HDC screen = GetDC(nullptr);
     if (screen == nullptr) return 0;
     const bool hasPalette = (GetDeviceCaps(screen, RASTERCAPS) & RC_PALETTE) != 0;
-    const uint32_t moved = hasPalette ? GetSystemPaletteEntries(screen, 0, capacity, entries) : 0;
+    const auto size = static_cast<uint32_t>(GetDeviceCaps(screen, SIZEPALETTE));
+    const uint32_t wanted = size < capacity ? size : capacity;
+    const uint32_t moved = hasPalette ? GetSystemPaletteEntries(screen, 0, wanted, entries) : 0;
     ReleaseDC(nullptr, screen);
     return moved;
 }
