@@ -296,11 +296,22 @@ def pam_tuple_types(t, kind, depth, expected):
 
 @case("Reading.Orientation", *[(str(o), o) for o in range(1, 9)])
 def orientation(t, value):
-    t.has("jpeg", "tiff", "exif")
+    t.has("jpeg", "tiff", "png", "exif")
     exif = Image.Exif()
     exif[274] = value
     photo().save(t.path("turned.jpg"), exif=exif, dpi=(200, 100))
     holds(t.info(t.path("turned.jpg")), viewPerspective=value, xResolution=200, yResolution=100)
+    photo().save(t.path("bare.jpg"), exif=exif)
+    photo().save(t.path("turned.png"), exif=exif)
+    for name in ("bare.jpg", "turned.png"):
+        holds(t.info(t.path(name)), viewPerspective=value, xResolution=None)
+    data = t.path("turned.png").read_bytes()
+    start, end = data.find(b"eXIf") - 4, data.find(b"IDAT") - 4
+    t.path("late.png").write_bytes(data[:start] + data[end:-12] + data[start:end] + data[-12:])
+    if value == 1:
+        t.ok("convert", "late.png", "late.pam")
+    else:
+        t.fails("convert", "late.png", "late.pam", says="behind the pixels")
     photo().save(t.path("turned.tif"), tiffinfo={274: value})
     holds(t.info(t.path("turned.tif")), viewPerspective=value)
 

@@ -21,8 +21,11 @@ private:
     static R_INT tell(R_INT percent, void* progress) noexcept
     {
         constexpr R_INT kAborted = -100;
-        if (interrupted()) return kAborted;
-        static_cast<Progress*>(progress)->moveTo(static_cast<uint64_t>(percent));
+        try {
+            static_cast<Progress*>(progress)->moveTo(static_cast<uint64_t>(percent));
+        } catch (const Interrupted&) {
+            return kAborted; // nothing is thrown through the kernel
+        }
         return SUCCESS;
     }
 

@@ -51,8 +51,10 @@ private:
 ExifFacts readExif(std::span<const uint8_t> block)
 {
     ExifFacts facts;
-    const DataHandle data(exif_data_new_from_data(block.data(), static_cast<unsigned>(block.size())));
+    const DataHandle data(exif_data_new());
     if (!data) return facts;
+    exif_data_unset_option(data.get(), EXIF_DATA_OPTION_FOLLOW_SPECIFICATION); // it would invent a resolution
+    exif_data_load_data(data.get(), block.data(), static_cast<unsigned>(block.size()));
     const Reader reader(data.get());
     const R_INT orientation = reader.number(EXIF_TAG_ORIENTATION);
     if (orientation >= TOP_LEFT && orientation <= LEFT_BOTTOM) facts.orientation = orientation;
@@ -64,6 +66,15 @@ ExifFacts readExif(std::span<const uint8_t> block)
     if (x >= 1 && y >= 1 && x < kAbsurd && y < kAbsurd)
         facts.resolution = Resolution{static_cast<R_INT>(std::lround(x)), static_cast<R_INT>(std::lround(y))};
     return facts;
+}
+
+void apply(const ExifFacts& facts, Layout& layout)
+{
+    if (facts.orientation != 0) {
+        layout.perspective = facts.orientation;
+        layout.tagged = true;
+    }
+    if (!layout.resolution) layout.resolution = facts.resolution;
 }
 
 std::vector<uint8_t> makeExif(R_INT orientation)

@@ -58,7 +58,6 @@ using jpeg::bridged;
 using jpeg::guarded;
 
 constexpr unsigned kExifMarker = JPEG_APP0 + 1;
-constexpr std::array<uint8_t, 6> kExifStart = {'E', 'x', 'i', 'f', 0, 0};
 
 /// libjpeg's source manager over a byte source.
 struct Input {
@@ -188,12 +187,7 @@ private:
             const std::span<const uint8_t> block(marker->data, marker->data_length);
             if (marker->marker != kExifMarker || block.size() < kExifStart.size()) continue;
             if (!std::equal(kExifStart.begin(), kExifStart.end(), block.begin())) continue;
-            const ExifFacts facts = readExif(block);
-            if (facts.orientation != 0) {
-                layout.perspective = facts.orientation;
-                layout.tagged = true;
-            }
-            if (!layout.resolution) layout.resolution = facts.resolution;
+            apply(readExif(block), layout);
             break;
         }
 #endif

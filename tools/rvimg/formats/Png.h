@@ -6,6 +6,10 @@
 
 #include <csetjmp>
 #include <png.h>
+#if defined(RVIMG_HAVE_EXIF) && defined(PNG_eXIf_SUPPORTED)
+#define RVIMG_PNG_HAS_EXIF
+#include "Exif.h"
+#endif
 
 namespace rvimg {
 

@@ -58,6 +58,9 @@ public:
         layout.width = static_cast<R_INT>(width);
         layout.height = static_cast<R_INT>(height);
         layout.resolution = resolutionOf();
+#if defined(RVIMG_PNG_HAS_EXIF)
+        apply(exifOf(), layout);
+#endif
         layout.encoding = png_get_interlace_type(png_, info_) == PNG_INTERLACE_NONE ? "deflate" : "deflate, interlaced";
         return layout;
     }
@@ -77,7 +80,13 @@ public:
                 guarded(png_, message_, [&] { png_read_row(png_, row.data(), nullptr); });
                 rows.put(y, row);
             }
-        guarded(png_, message_, [this] { png_read_end(png_, nullptr); });
+        guarded(png_, message_, [this] { png_read_end(png_, info_); });
+#if defined(RVIMG_PNG_HAS_EXIF)
+        // A block may stand behind the pixels too, where it comes too late to turn them.
+        const R_INT orientation = exifOf().orientation;
+        if (!rows.layout().tagged && orientation > TOP_LEFT)
+            throw Error(text("the orientation ", perspectiveName(orientation), " behind the pixels is not supported"));
+#endif
     }
 
 private:
@@ -116,6 +125,18 @@ private:
         if (type == PNG_COLOR_TYPE_GRAY_ALPHA) png_set_gray_to_rgb(png_);
         layout.bits = (alpha ? 32 : 24) * (depth == 16 ? 2 : 1);
     }
+
+#if defined(RVIMG_PNG_HAS_EXIF)
+    ExifFacts exifOf()
+    {
+        png_uint_32 bytes = 0;
+        png_bytep data = nullptr;
+        if (png_get_eXIf_1(png_, info_, &bytes, &data) == 0) return {};
+        std::vector<uint8_t> block(kExifStart.begin(), kExifStart.end());
+        block.insert(block.end(), data, data + bytes);
+        return readExif(block);
+    }
+#endif
 
     std::vector<RGBQUAD> paletteOf()
     {

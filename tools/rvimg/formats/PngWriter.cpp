@@ -19,6 +19,12 @@ void writeBytes(png_structp png, png_bytep data, size_t bytes)
 }
 void flushNothing(png_structp) {}
 
+#if defined(RVIMG_PNG_HAS_EXIF)
+constexpr bool kHasOrientation = true;
+#else
+constexpr bool kHasOrientation = false;
+#endif
+
 COLORREF colourKind(COLORREF colour) { return colour & COLOUR_KIND_MASK; }
 
 class PngEncoder final : public Encoder {
@@ -38,9 +44,11 @@ public:
         const Layout& layout = rows.layout();
         guarded(png_, message_, [&] {
             png_set_write_fn(png_, &sink_, writeBytes, flushNothing);
-            writeHeader(layout);
+            prepare(layout);
         });
-        const RowOrder order(layout, false);
+        const RowOrder order(layout, kHasOrientation);
+        if (kHasOrientation && layout.tagged) setOrientation(order.orientation);
+        guarded(png_, message_, [&] { writeHeader(layout); });
         Row row(rows.rowBytes());
         for (R_INT i = 0; i < layout.height; ++i) {
             rows.get(order(i), row);
@@ -57,19 +65,36 @@ private:
         return layout.hasAlpha() ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB;
     }
 
-    void writeHeader(const Layout& layout)
+    static int depthOf(const Layout& layout)
+    {
+        return layout.bits <= 16 ? layout.bits : layout.bits == 48 || layout.bits == 64 ? 16 : 8;
+    }
+
+    void prepare(const Layout& layout)
     {
         const int type = typeOf(layout);
-        const int depth = layout.bits <= 16 ? layout.bits : layout.bits == 48 || layout.bits == 64 ? 16 : 8;
         png_set_IHDR(png_, info_, static_cast<png_uint_32>(layout.width), static_cast<png_uint_32>(layout.height),
-                     depth, type, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+                     depthOf(layout), type, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
         if (type == PNG_COLOR_TYPE_PALETTE) setPalette(layout);
         if (layout.transparency) setKey(*layout.transparency, type);
         if (layout.resolution)
             png_set_pHYs(png_, info_, perMetre(layout.resolution->x), perMetre(layout.resolution->y),
                          PNG_RESOLUTION_METER);
+    }
+
+    void setOrientation([[maybe_unused]] R_INT orientation)
+    {
+#if defined(RVIMG_PNG_HAS_EXIF)
+        std::vector<uint8_t> block = makeExif(orientation);
+        const auto bytes = static_cast<png_uint_32>(block.size() - kExifStart.size());
+        guarded(png_, message_, [&] { png_set_eXIf_1(png_, info_, bytes, block.data() + kExifStart.size()); });
+#endif
+    }
+
+    void writeHeader(const Layout& layout)
+    {
         png_write_info(png_, info_);
-        if (depth == 16 && std::endian::native == std::endian::little) png_set_swap(png_);
+        if (depthOf(layout) == 16 && std::endian::native == std::endian::little) png_set_swap(png_);
         if (layout.bits >= 24 && layout.order == ORDER_BGR) png_set_bgr(png_);
     }
 
@@ -143,6 +168,7 @@ Format pngFormat()
     Format format;
     format.name = "PNG";
     format.endings = {"png"};
+    format.orientation = kHasOrientation;
     format.recognises = isPng;
     format.open = openPng;
     format.create = createPng;
