@@ -29,7 +29,7 @@ def main(build):
     sources = [file for file in sources if file.is_relative_to(ROOT / "src") or file.is_relative_to(ROOT / "tools")]
     shared = [file for folder in ("Include", "src", "tools") for file in sorted((ROOT / folder).rglob("*"))
               if file.suffix in (".h", ".inc")]
-    common = fingerprint([ROOT / ".clang-tidy", *shared])
+    common = fingerprint([ROOT / ".clang-tidy", ROOT / "tools/.clang-tidy", *shared])
     seen = build / "tidy"
     seen.mkdir(exist_ok=True)
 
