@@ -131,15 +131,15 @@ def orientation_field(t, value):
     t.has("jpeg", "tiff", "png", "exif")
     source = made(8, 2, 3)(t, orientation=value)
     tiff, jpeg = t.to("tif", source), t.to("jpg", source, "--quality", "100")
-    once = t.to("png", source)
+    png_file = t.to("png", source)
     same(seen(tiff), seen(source))
-    same(seen(once), seen(source))
-    same(seen(t.to("png", once)), seen(source))
-    for target in (tiff, jpeg, once, t.to("tif", jpeg), t.to("png", jpeg), t.to("png", once), t.to("tif", once)):
+    same(seen(png_file), seen(source))
+    same(seen(t.to("png", png_file)), seen(source))
+    for target in (tiff, jpeg, png_file, t.to("tif", jpeg), t.to("png", jpeg), t.to("png", png_file), t.to("tif", png_file)):
         assert t.info(target)["viewPerspective"] == value
     assert Image.open(jpeg).getexif().get(274) == value
     assert Image.open(tiff).tag_v2[274] == value
-    assert Image.open(once).getexif().get(274) == value
+    assert Image.open(png_file).getexif().get(274) == value
     for ending in NO_FIELD:
         if value not in (1, 4):
             t.fails("convert", source, t.path("no." + ending), says=t.info(source)["orientation"])
