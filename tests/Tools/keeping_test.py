@@ -32,6 +32,8 @@ def made_555(t):
 def made_keyed(mode, key):
     def make(t):
         image = Image.frombytes(mode, (WIDTH, HEIGHT), random_bytes(WIDTH * HEIGHT * (3 if mode == "RGB" else 1)))
+        if mode == "P":
+            image.putpalette(random_bytes(768))
         image.save(t.path("made.png"), transparency=key)
         return t.path("made.png")
     return make
@@ -66,6 +68,7 @@ KINDS = (
     ("48", 48, made(16, 2, 3), "ppm pnm pam png tif"),
     ("64", 64, made(16, 2, 4, alpha=2), "pam png tif"),
     ("8 with a transparent gray", 8, made_keyed("L", 200), "png"),
+    ("8 with a transparent entry", 8, made_keyed("P", 77), "png"),
     ("24 with a transparent colour", 24, made_keyed("RGB", (9, 8, 7)), "png"),
 )
 # What a format has no field for, or writes in its own way.

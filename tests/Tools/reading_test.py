@@ -341,7 +341,13 @@ def png_transparency(t):
     photo(mode="P").save(t.path("palette.png"), transparency=bytes(range(0, 256, 2)))
     holds(t.info(t.path("palette.png")), bitsPerPixel=32, alpha=True, transparency=None)
     same(seen(t.path("palette.png")), seen(t.to("pam", t.path("palette.png"))))
-    for name in ("gray.png", "rgb.png"):
+    photo(mode="P").save(t.path("opaque.png"), transparency=b"\xff" * 200)
+    holds(t.info(t.path("opaque.png")), bitsPerPixel=8, alpha=False, transparency=None)
+    two = bytearray(b"\xff" * 200)
+    two[3] = two[150] = 0
+    photo(mode="P").save(t.path("two.png"), transparency=bytes(two))
+    holds(t.info(t.path("two.png")), bitsPerPixel=32, alpha=True)
+    for name in ("gray.png", "rgb.png", "opaque.png", "two.png"):
         same(seen(t.path(name)), seen(t.to("png", t.path(name))))
 
 

@@ -2,6 +2,7 @@
 
 #include "Samples.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <utility>
@@ -96,12 +97,14 @@ private:
     {
         const int depth = png_get_bit_depth(png_, info_);
         const int type = png_get_color_type(png_, info_);
-        const bool hasKey = png_get_valid(png_, info_, PNG_INFO_tRNS) != 0;
+        const Alphas alphas = type == PNG_COLOR_TYPE_PALETTE ? paletteAlphas() : Alphas{};
+        const bool hasKey = type != PNG_COLOR_TYPE_PALETTE && png_get_valid(png_, info_, PNG_INFO_tRNS) != 0;
         if (depth == 16 && std::endian::native == std::endian::little) png_set_swap(png_);
         Layout layout;
-        if (type == PNG_COLOR_TYPE_PALETTE && !hasKey) {
+        if (type == PNG_COLOR_TYPE_PALETTE && !alphas.shades) {
             layout.bits = depth;
             layout.palette = paletteOf();
+            layout.transparency = alphas.key;
         } else if (type == PNG_COLOR_TYPE_GRAY) {
             layout.bits = depth;
             if (depth <= 8)
@@ -137,6 +140,25 @@ private:
         return readExif(block);
     }
 #endif
+
+    /// How transparent the entries of a palette are.
+    struct Alphas {
+        bool shades = false;         ///< in a way that only alpha by pixel can tell
+        std::optional<COLORREF> key; ///< the one entry that is not opaque
+    };
+
+    Alphas paletteAlphas()
+    {
+        png_bytep alphas = nullptr;
+        int count = 0;
+        if (png_get_tRNS(png_, info_, &alphas, &count, nullptr) == 0) return {};
+        const auto isOpaque = [](png_byte alpha) { return alpha == 255; };
+        const png_byte* const end = alphas + count;
+        const png_byte* const first = std::find_if_not(alphas, alphas + count, isOpaque);
+        if (first == end) return {};
+        if (*first != 0 || !std::all_of(first + 1, end, isOpaque)) return {true, std::nullopt};
+        return {false, COLOUR_PALETTE_INDEX | static_cast<COLORREF>(first - alphas)};
+    }
 
     std::vector<RGBQUAD> paletteOf()
     {
