@@ -393,6 +393,23 @@ def tiff_alpha_and_signs(t):
     holds(t.info(t.to("tif", source)), bitsPerPixel=16, signed=True)
 
 
+@case("Reading.TiffFieldsOutOfRange")
+def tiff_fields_out_of_range(t):
+    """An impossible orientation or resolution is none; what the pixels' layout needs is not guessed."""
+    t.has("tiff")
+    good = make_tiff(t.path("good.tif"), [tiff_page(9, 5, 8)])
+    for number, field in ((274, 0), (274, 9), (282, (11, [-72.0])), (283, (11, [-72.0]))):
+        odd = tiff_page(9, 5, 8)
+        odd["fields"][number] = field
+        source = make_tiff(t.path("odd.tif"), [odd, odd])
+        for page in (1, 2):
+            holds(t.info(source, page), viewPerspective=1, xResolution=None)
+            assert t.to("pgm", source, "--page", page).read_bytes() == t.to("pgm", good).read_bytes()
+    odd["fields"][284] = 7
+    message = t.fails("info", make_tiff(t.path("odd.tif"), [odd]), says="PlanarConfiguration")
+    assert "odd.tif: Bad value" in message, message
+
+
 @case("Reading.JpegDamageThatCostsNothing")
 def harmless_damage(t):
     """Bytes between segments cost no pixel: the picture is read all the same."""

@@ -171,7 +171,7 @@ def make_tiff(path, pages):
         entries = b""
         for tag, field in sorted(fields.items()):
             kind, values = field if isinstance(field, tuple) else (3, [field])
-            body = struct.pack(f"<{len(values)}{'_BcHI_____'[kind]}" if kind != 5 else f"<{len(values)}I", *values)
+            body = struct.pack(f"<{len(values)}{'_BcHI______f'[kind]}" if kind != 5 else f"<{len(values)}I", *values)
             count = len(values) // (2 if kind == 5 else 1)
             if len(body) > 4:
                 entries += struct.pack("<HHII", tag, kind, count, len(out))

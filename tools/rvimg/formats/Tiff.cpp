@@ -2,7 +2,10 @@
 
 #include "Error.h"
 
+#include <algorithm>
 #include <cstdarg>
+#include <iterator>
+#include <string_view>
 
 namespace rvimg {
 
@@ -11,13 +14,25 @@ namespace tiff {
 namespace {
 
 std::string gComplaint;
+constexpr const char* kName = "TIFF"; ///< what libtiff believes to be the file's name
+
+/// A value out of range in these costs no pixel; libtiff goes on as if the field were not there.
+bool isHarmless(std::string_view message)
+{
+    constexpr std::string_view kFields[] = {"\"Orientation\"", "\"XResolution\"", "\"YResolution\""};
+    const auto isIn = [=](std::string_view field) { return message.find(field) != message.npos; };
+    return message.starts_with("Bad value ") && std::any_of(std::begin(kFields), std::end(kFields), isIn);
+}
 
 void noteComplaint(const char*, const char* format, va_list arguments)
 {
     if (!gComplaint.empty()) return; // the first one names the cause
     char message[512];
     std::vsnprintf(message, sizeof message, format, arguments);
-    gComplaint = message;
+    std::string_view told = message;
+    const std::string start = text(kName, ": ");
+    if (told.starts_with(start)) told.remove_prefix(start.size()); // the reader knows the file by its own name
+    if (!isHarmless(told)) gComplaint = told;
 }
 
 /// Runs stream work inside a libtiff callback, which can only answer that it has failed.
@@ -83,7 +98,7 @@ void captureComplaints()
 Handle openRead(ByteSource& source)
 {
     captureComplaints();
-    Handle handle(TIFFClientOpen("input", "rm", &source, readBytes<ByteSource>, refuseWrite, seek<ByteSource>,
+    Handle handle(TIFFClientOpen(kName, "rm", &source, readBytes<ByteSource>, refuseWrite, seek<ByteSource>,
                                  leaveOpen, size<ByteSource>, nullptr, nullptr));
     require(handle != nullptr, "cannot read the TIFF file");
     return handle;
@@ -92,7 +107,7 @@ Handle openRead(ByteSource& source)
 Handle openWrite(ByteSink& sink, bool big)
 {
     captureComplaints();
-    Handle handle(TIFFClientOpen("output", big ? "w8" : "w", &sink, readBytes<ByteSink>, writeBytes, seek<ByteSink>,
+    Handle handle(TIFFClientOpen(kName, big ? "w8" : "w", &sink, readBytes<ByteSink>, writeBytes, seek<ByteSink>,
                                  leaveOpen, size<ByteSink>, nullptr, nullptr));
     require(handle != nullptr, "cannot start the TIFF file");
     return handle;
