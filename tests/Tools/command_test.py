@@ -1,6 +1,7 @@
 """The command line: exit codes, messages, what is told, what is left behind."""
 import json
 import os
+import signal
 import stat
 import subprocess
 import time
@@ -126,6 +127,21 @@ def devices_and_pipes(t):
     assert "space" in full
 
 
+@case("Command.OutputThatNobodyTakes", *[(a, a) for a in ("--help", "--version", "info small.ppm", "info --json small.ppm")])
+def output_that_nobody_takes(t, arguments):
+    """What could not be told was not done: on a full device, and into a pipe without a reader."""
+    if os.name != "posix" or "wine" in t.command[0]:
+        raise Skip("Windows has no such files")
+    small(t)
+    ours, its = os.pipe()
+    os.close(ours)
+    with open("/dev/full", "wb") as full:
+        for out in (full, its) if "info" in arguments else (full,):
+            done = subprocess.run([*t.command, *arguments.split()], cwd=t.home, stdout=out, stderr=subprocess.PIPE)
+            assert done.returncode == 1 and b"cannot write" in done.stderr, done
+    os.close(its)
+
+
 @case("Command.FullDisk")
 def full_disk(t):
     """A write that fails leaves the old file alone, and no new one."""
@@ -142,16 +158,17 @@ def full_disk(t):
         assert left(t) == before and t.path("old." + ending).read_bytes() == b"old"
 
 
-@case("Command.Interrupted")
-def interrupted(t):
+@case("Command.Interrupted", ("HUP", 1), ("INT", 2), ("TERM", 15))
+def interrupted(t, number):
     """A signal ends the work as a signal does, without a half-written file."""
     if os.name != "posix" or "wine" in t.command[0]:
         raise Skip("Windows has no signals")
     t.path("old.ppm").write_bytes(b"old")
-    work = subprocess.Popen([*t.command, "chart", "old.ppm", "--size", "6000x6000"], cwd=t.home)
+    work = subprocess.Popen([*t.command, "chart", "old.ppm", "--size", "6000x6000"], cwd=t.home,
+                            preexec_fn=lambda: signal.signal(number, signal.SIG_DFL))  # nobody ignores it for us
     time.sleep(0.5)
-    work.terminate()
-    assert work.wait(timeout=60) == -15
+    work.send_signal(number)
+    assert work.wait(timeout=60) == -number
     assert left(t) == ["old.ppm"] and t.path("old.ppm").read_bytes() == b"old"
 
 

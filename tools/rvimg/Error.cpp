@@ -11,6 +11,12 @@ volatile std::sig_atomic_t gSignal = 0;
 
 extern "C" void noteSignal(int signal) { gSignal = signal; }
 
+/// What was ignored when the program started, as in the background or without a terminal, stays ignored.
+void watch(int signal)
+{
+    if (std::signal(signal, noteSignal) == SIG_IGN) std::signal(signal, SIG_IGN);
+}
+
 std::string messageOf(R_INT status)
 {
     char message[1024] = "";
@@ -35,8 +41,14 @@ void checkMoved(R_SSIZE moved, size_t bytes)
 
 void watchForInterruption()
 {
-    std::signal(SIGINT, noteSignal);
-    std::signal(SIGTERM, noteSignal);
+    watch(SIGINT);
+    watch(SIGTERM);
+#if defined(SIGHUP)
+    watch(SIGHUP);
+#endif
+#if defined(SIGPIPE)
+    std::signal(SIGPIPE, SIG_IGN); // a reader that has gone is a failed write, which cleans up and says so
+#endif
 }
 
 bool interrupted() noexcept { return gSignal != 0; }

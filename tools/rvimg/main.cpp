@@ -148,6 +148,14 @@ private:
     std::function<bool()> run_;
 };
 
+/// Done is only what has been told too.
+int told(int exitCode)
+{
+    if (std::cout.flush()) return exitCode;
+    std::cerr << "rvimg: cannot write to the standard output\n";
+    return exitCode == kDone ? kFailed : exitCode;
+}
+
 int run(std::vector<std::string> arguments)
 {
     CommandLine line;
@@ -155,11 +163,11 @@ int run(std::vector<std::string> arguments)
         std::reverse(arguments.begin(), arguments.end()); // the parser takes them from the back
         line.app().parse(std::move(arguments));
     } catch (const CLI::ParseError& error) {
-        return line.app().exit(error) == 0 ? kDone : kMisused;
+        return line.app().exit(error) == 0 ? told(kDone) : kMisused;
     }
     try {
         watchForInterruption();
-        return line.run();
+        return told(line.run());
     } catch (const UsageError& error) {
         std::cerr << "rvimg: " << error.what() << '\n';
         return kMisused;
