@@ -16,6 +16,7 @@ struct ReadOptions {
 struct WriteOptions {
     int quality = 90;        ///< of JPEG, 1 to 100
     std::string compression; ///< of TIFF; empty: what suits the depth
+    uint64_t pixelBytes = 0; ///< of all pages together, as far as they are known beforehand
 };
 
 /// Reads the pages of one file, one after the other.

@@ -65,6 +65,23 @@ Image readPage(Decoder& decoder, const Layout& layout, Progress& progress)
     return image;
 }
 
+/// Bytes of the pixels of all pages. A damaged page ends the count: it is told of when its turn comes.
+uint64_t pixelBytesOf(ByteSource& source, const ReadOptions& options)
+{
+    uint64_t bytes = 0;
+    try {
+        const auto decoder = formatOf(source).open(source, options);
+        while (const auto layout = decoder->next()) {
+            throwIfInterrupted();
+            bytes += layout->rowBytes() * static_cast<uint64_t>(layout->height);
+        }
+    } catch (const Interrupted&) {
+        throw;
+    } catch (const Error&) {
+    }
+    return bytes;
+}
+
 } // namespace
 
 void transform(const TransformOptions& options, Operation operation)
@@ -72,13 +89,16 @@ void transform(const TransformOptions& options, Operation operation)
     const Format& target = outputFormat(options.output, options.format);
     Progress progress(!options.quiet);
     auto source = on(options.input, [&] { return openSource(pathOf(options.input)); });
+    WriteOptions writing = options.writing;
+    if (target.manyPages && options.page == 0)
+        writing.pixelBytes = on(options.input, [&] { return pixelBytesOf(*source, options.reading); });
     auto decoder = on(options.input, [&] { return formatOf(*source).open(*source, options.reading); });
     Pages pages(*decoder, options.page);
     std::optional<PictureWriter> writer;
     while (const auto layout = on(options.input, [&] { return pages.next(); })) {
         on(options.output, [&] {
             checkHolds(target, *layout); // before any work is done in vain
-            if (!writer) writer.emplace(options.output, target, options.writing);
+            if (!writer) writer.emplace(options.output, target, writing);
         });
         const auto height = static_cast<uint64_t>(layout->height);
         progress.begin("reading " + options.input, height);

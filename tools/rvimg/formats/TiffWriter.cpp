@@ -85,12 +85,12 @@ public:
     }
 
 private:
-    /// Files of classic TIFF end at 4 GiB.
+    /// Files of classic TIFF end at 4 GiB, and cannot become big ones when the first page is written.
     void open(const Layout& layout)
     {
         constexpr uint64_t kMostClassic = 4'000'000'000;
         const uint64_t bytes = layout.rowBytes() * static_cast<uint64_t>(layout.height);
-        tiff_ = tiff::openWrite(sink_, bytes > kMostClassic);
+        tiff_ = tiff::openWrite(sink_, std::max(bytes, options_.pixelBytes) > kMostClassic);
     }
 
     template <class... Values> void set(uint32_t tag, Values... values)
