@@ -98,8 +98,8 @@ void captureComplaints()
 Handle openRead(ByteSource& source)
 {
     captureComplaints();
-    Handle handle(TIFFClientOpen(kName, "rm", &source, readBytes<ByteSource>, refuseWrite, seek<ByteSource>,
-                                 leaveOpen, size<ByteSource>, nullptr, nullptr));
+    Handle handle(TIFFClientOpen(kName, "rm", &source, readBytes<ByteSource>, refuseWrite, seek<ByteSource>, leaveOpen,
+                                 size<ByteSource>, nullptr, nullptr));
     require(handle != nullptr, "cannot read the TIFF file");
     return handle;
 }
