@@ -13,9 +13,6 @@ if(RV_SANITIZE)
   target_link_options(rv_options INTERFACE -fsanitize=${RV_SANITIZE})
   # What they put between the lines makes GCC see uninitialized variables in the standard library.
   target_compile_options(rv_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
-  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU") # it takes the sanitizers' own bookkeeping for uses, even in <regex>
-    target_compile_options(rv_options INTERFACE -Wno-maybe-uninitialized)
-  endif()
 endif()
 
 # ccache makes a second build of the same text free.
