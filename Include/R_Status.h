@@ -19,13 +19,26 @@
 #define ERROR_FILE_LSEEK (-4)
 #define ERROR_FILE_WRITE (-5)
 #define ERROR_FILE_READ (-7)
+#define ERROR_INV_FILENAME (-8) ///< a name that the call does not take
+#define ERROR_NO_SUCH_FILE (-10)
 #define ERROR_INV_SIZE (-11)      ///< invalid width or height
 #define ERROR_INV_PARAMETER (-13) ///< a null pointer or a value outside its range
 #define ERROR_FEATURE_NOT_SUPPORTED (-16)
 #define ERROR_INV_BITS_PER_PIXEL (-27)
+#define ERROR_TEMP_FOLDER (-74) ///< the system names no folder for temporary files
+#define ERROR_USER_ABORT (-100)
 #define ERROR_FEATURE_LOCKED (-143) ///< start-up buffers could not be flushed, or a feature is locked
+#define ERROR_INV_HANDLE (-261)
+#define ERROR_BUFFER_TOO_SMALL (-290)
+#define ERROR_NO_DISK_SPACE (-295)
 #define ERROR_INV_STRUCT_SIZE (-789)
 #define ERROR_NULL_PTR (-814)
+#define ERROR_FILE_ACCESS (-1846) ///< access denied
+#define ERROR_FILE_DELETE (-1847)
+#define ERROR_FILE_REGISTERED (-1850)    ///< the pseudo file name has a set already
+#define ERROR_TEMP_FILES_FULL (-1894)    ///< there are too many files in the temporary folder
+#define ERROR_TEMP_FILE_ACCESS (-1902)   ///< the temporary folder may not be written
+#define ERROR_TEMP_FILE_UNKNOWN (-1903)  ///< a temporary file could not be made for another reason
 #define ERROR_MEMORY_LIMIT (-1905) ///< the conventional-memory limit would be passed
 
 /// Writes the message of a status into pszBuffer (uBufferChars units, terminator included), cut to fit.

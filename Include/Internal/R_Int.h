@@ -29,4 +29,16 @@ R_API R_INT R_IntReverseBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 R_API R_INT R_IntFlipBitmapViewPerspective(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 R_API R_INT R_IntReverseBitmapViewPerspective(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 
+/// Where the files of R_IntCopyFile live, one source and one target; of several the first named counts.
+#define COPYFILE_FAIL_IF_EXISTS 0x01u
+#define COPYFILE_FROM_DISK 0x02u
+#define COPYFILE_FROM_REDIRECTED 0x04u
+#define COPYFILE_FROM_TEMPFILE 0x08u
+#define COPYFILE_TO_DISK 0x10u
+#define COPYFILE_TO_REDIRECTED 0x20u
+#define COPYFILE_TO_TEMPFILE 0x40u
+/// Copies a file. 1; 0 with the native error set: 80 the target exists, 30 it could not be read, 29 not written;
+/// ERROR_INV_PARAMETER without a source or a target kind.
+R_API R_INT R_IntCopyFile(const R_WCHAR* pszSource, const R_WCHAR* pszTarget, R_UINT uFlags) R_NOEXCEPT;
+
 #endif

@@ -29,6 +29,36 @@ struct LockStorage {
 /// What the start of mapped pages is at least a multiple of.
 inline constexpr size_t kPagesAlignment = 64;
 
+/// What a thread or a queued work item runs.
+using ThreadWork = R_UINT (*)(void* context);
+
+/// How a file is opened. The meanings are those of the Win32 calls, on every platform.
+struct FileRequest {
+    static constexpr uint32_t kRead = 1, kWrite = 2;
+
+    enum class Creation : uint8_t {
+        openExisting,
+        createNew,        ///< fails with kFileExists where there is one
+        createAlways,     ///< an existing file is cut to nothing, once sharing allows the open
+        truncateExisting, ///< needs write access
+    };
+    uint32_t access = 0;  ///< kRead, kWrite; 0 asks only whether it could be opened
+    uint32_t sharing = 0; ///< kRead, kWrite: what others may have or get meanwhile
+    Creation creation = Creation::openExisting;
+    bool deleteOnClose = false;
+    bool folders = false; ///< a folder may be opened too
+    bool readOnly = false, hidden = false, system = false, temporary = false; ///< attributes of a new file
+};
+
+/// What is known of a file without opening it.
+struct FileFacts {
+    uint64_t size = 0;
+    bool folder = false;
+};
+
+/// No file, and what the file calls below answer when they fail.
+inline constexpr int64_t kNoFile = -1;
+
 /// Names one thread-local slot.
 using ThreadSlot = uint32_t;
 
@@ -83,10 +113,70 @@ public:
     virtual bool waitEvent(void* event, uint32_t milliseconds) noexcept; ///< false: the time ran out
     virtual void closeEvent(void* event) noexcept;
 
+    /// A reader/writer lock with truly shared readers; not to be taken twice by one thread. Where the system has none
+    /// (slimLocks false, asked once), nobody makes one.
+    virtual bool slimLocks() noexcept;
+    virtual void createSlimLock(LockStorage* lock) noexcept;
+    virtual void enterSlimLock(LockStorage* lock, bool shared) noexcept;
+    virtual void leaveSlimLock(LockStorage* lock, bool shared) noexcept;
+    virtual void destroySlimLock(LockStorage* lock) noexcept;
+
+    /// Run work(context) on a thread of its own, or on the process's pool, where mayRunLong says that the worker will
+    /// not be back soon. The library stays loaded until the work has ended: on Windows each item holds it, elsewhere
+    /// endWork() waits. False: nothing will run.
+    virtual bool startThread(ThreadWork work, void* context) noexcept;
+    virtual bool queueWork(ThreadWork work, void* context, bool mayRunLong) noexcept;
+    /// Before the library goes: returns when nothing that was started above can still enter it.
+    virtual void endWork() noexcept;
+    virtual uint32_t coreCount() noexcept; ///< of the machine, as far as the process may use them; 0: not known
+
     virtual void sleep(uint32_t milliseconds) noexcept;
     virtual uint64_t ticks() noexcept; ///< milliseconds of a clock that never goes back
     virtual uint32_t processId() noexcept;
     virtual uint32_t threadId() noexcept; ///< the system's own id of the calling thread
+
+    // --- Files. Failures leave the calling thread's native error, a Win32 number (NativeErrors.h) on every platform.
+    virtual uint32_t nativeError() noexcept;
+    virtual void setNativeError(uint32_t error) noexcept;
+
+    /// A file handle as programs have them (Windows: a HANDLE; elsewhere a descriptor), or kNoFile.
+    virtual int64_t openFile(const R_WCHAR* name, const FileRequest& request) noexcept;
+    /// A new nameless file for reading and writing, as big as asked, in a folder; gone when it is closed, and with the
+    /// process however that ends. Its room on disk is reserved, so that no later write finds the disk full.
+    virtual int64_t openScratchFile(const R_WCHAR* folder, uint64_t reservedBytes) noexcept;
+    virtual bool closeFile(int64_t file) noexcept;
+    /// The bytes moved, fewer only at the end of the file (or of what a pipe has now); kNoFile when it fails.
+    virtual int64_t readFile(int64_t file, void* buffer, uint32_t bytes) noexcept;
+    virtual int64_t writeFile(int64_t file, const void* buffer, uint32_t bytes) noexcept;
+    /// The same at a place of its own; the file's position may be anywhere afterwards.
+    virtual int64_t readFileAt(int64_t file, void* buffer, uint32_t bytes, uint64_t offset) noexcept;
+    virtual int64_t writeFileAt(int64_t file, const void* buffer, uint32_t bytes, uint64_t offset) noexcept;
+    /// The new position. origin: 0 the start, 1 the position, anything else the end.
+    virtual int64_t seekFile(int64_t file, int64_t distance, int32_t origin) noexcept;
+    virtual bool endFileHere(int64_t file) noexcept; ///< the file ends at its position
+
+    virtual bool fileFacts(const R_WCHAR* name, FileFacts* facts) noexcept;
+    virtual bool deleteFile(const R_WCHAR* name) noexcept;
+    virtual bool moveFile(const R_WCHAR* from, const R_WCHAR* to, uint32_t flags) noexcept; ///< flags of R_MoveFileEx
+    /// The system's folder for temporary files, with a separator at its end; the units it takes, 0 when there is none.
+    /// A buffer that is too small is left alone.
+    virtual uint32_t temporaryFolder(R_WCHAR* buffer, uint32_t capacity) noexcept;
+
+    // --- Narrow text: the code page on Windows, UTF-8 elsewhere. The units that the whole text takes, its terminator
+    // included; where they fit, they are written.
+    virtual size_t wideFromNarrow(R_WCHAR* buffer, size_t capacity, const char* text) noexcept;
+    virtual size_t narrowFromWide(char* buffer, size_t capacity, const R_WCHAR* text) noexcept;
+
+    // --- Modules
+    /// Loads a module by a path, or by a bare name where the system looks for those; null with the native error.
+    /// NAMEX.DLL stands for libNAME.so, too, where modules are called so.
+    virtual void* loadModule(const R_WCHAR* path) noexcept;
+    /// The same by a bare name, with a folder as the first place to look for it and for what it needs.
+    virtual void* loadModuleFrom(const R_WCHAR* folder, const R_WCHAR* name) noexcept;
+    virtual void* moduleFunction(void* module, const char* name) noexcept; ///< null where it has none
+    virtual void freeModule(void* module) noexcept;
+    /// The folder that this library was loaded from, with a separator at its end; 0 when it is not known.
+    virtual uint32_t libraryFolder(R_WCHAR* buffer, uint32_t capacity) noexcept;
 
     // --- Diagnostics
     virtual void debugOutput(const char* text) noexcept; ///< UTF-8 (Windows: the code page)

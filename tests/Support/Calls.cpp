@@ -3,6 +3,7 @@
 #include "Internal/R_Int.h"
 
 #include <cstdarg>
+#include <vector>
 
 namespace rv::test {
 
@@ -12,15 +13,6 @@ constexpr RGBQUAD kColours[] = {{0, 0, 0, 0}, {10, 200, 30, 0}, {255, 0, 0, 0}, 
 constexpr R_UINT kFour = 4;
 constexpr R_WCHAR kNoText[] = {0};
 constexpr R_SEGMENT kPieces[] = {{3, 8}, {21, 1000}};
-
-/// Where a call answers what the driver does not look at.
-template <class T> struct Out {
-    T value{};
-    operator T*() { return &value; }
-};
-
-/// An answer that is no status, as one: 1 where it is what it should be.
-R_INT64 as(bool good) { return good ? SUCCESS : ERROR_FAILURE; }
 
 /// A pointer that a call made: freed again, 1 when there was one.
 R_INT64 freed(RGBQUAD* palette) { return R_HeapTerm(palette), as(palette != nullptr); }
@@ -100,13 +92,6 @@ R_INT64 traceV(const char* format, ...)
     return SUCCESS;
 }
 
-/// An entry: a call by its arguments, or by what it is to come to.
-#define CALL(name, ...) DOES(name, name(__VA_ARGS__))
-#define DOES(name, ...)                                                                                                \
-    Call                                                                                                               \
-    {                                                                                                                  \
-#name, []([[maybe_unused]] World & w) -> R_INT64 { return __VA_ARGS__; }                                       \
-    }
 #define MAKE(name, ...)                                                                                                \
     DOES(name, makeSpare(w, [&](BITMAPHANDLE* p, const Scene& s) { return name(p, s.structSize, __VA_ARGS__); }))
 
@@ -245,6 +230,19 @@ const Call kCalls[] = {
 
 } // namespace
 
-std::span<const Call> allCalls() { return kCalls; }
+std::span<const Call> bitmapCalls() { return kCalls; }
+
+std::span<const Call> allCalls()
+{
+    static const std::vector<Call> calls = [] {
+        std::vector<Call> all;
+        for (const auto& family : {bitmapCalls, threadCalls, fileCalls, redirectCalls, tempFileCalls, moduleCalls, listCalls}) {
+            const std::span<const Call> some = family();
+            all.insert(all.end(), some.begin(), some.end());
+        }
+        return all;
+    }();
+    return calls;
+}
 
 } // namespace rv::test

@@ -54,6 +54,31 @@ struct Call {
     R_INT64 shortStatus = 0;
 };
 
+/// The calls of the families, and all of them together.
+std::span<const Call> bitmapCalls();
+std::span<const Call> threadCalls();
+std::span<const Call> fileCalls();
+std::span<const Call> redirectCalls();
+std::span<const Call> tempFileCalls();
+std::span<const Call> moduleCalls();
+std::span<const Call> listCalls();
 std::span<const Call> allCalls();
+
+/// Where a call answers what the driver does not look at.
+template <class T> struct Out {
+    T value{};
+    operator T*() { return &value; }
+};
+
+/// An answer that is no status, as one: 1 where it is what it should be.
+inline R_INT64 as(bool good) { return good ? SUCCESS : ERROR_FAILURE; }
+
+/// An entry of such a list: a call by its arguments, or by what it is to come to.
+#define CALL(name, ...) DOES(name, name(__VA_ARGS__))
+#define DOES(name, ...)                                                                                                \
+    Call                                                                                                               \
+    {                                                                                                                  \
+#name, []([[maybe_unused]] World & w) -> R_INT64 { return __VA_ARGS__; }                                       \
+    }
 
 } // namespace rv::test

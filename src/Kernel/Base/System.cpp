@@ -34,6 +34,7 @@ template <class Make> bool readyAfter(std::atomic<int>& state, Make make) noexce
 }
 
 constinit std::atomic<LazyLock*> locksMade{nullptr};
+constinit std::atomic<ReleaseAtDetach*> toRelease{nullptr};
 
 // --- The settings of threads
 
@@ -124,6 +125,13 @@ void LazyLock::enter() noexcept
 
 void LazyLock::leave() noexcept { platform().leaveLock(&storage_); }
 
+void ReleaseAtDetach::registerOnce() noexcept
+{
+    if (registered_.exchange(true, std::memory_order_acq_rel)) return;
+    next_ = toRelease.load(std::memory_order_relaxed);
+    while (!toRelease.compare_exchange_weak(next_, this, std::memory_order_acq_rel)) {}
+}
+
 ThreadSettings& threadSettings() noexcept
 {
     auto* const block = static_cast<SettingsBlock*>(currentThreadBlock());
@@ -150,6 +158,14 @@ void attach() noexcept
 
 void detach() noexcept
 {
+    platform().endWork(); // what still runs uses all that follows
+    for (ReleaseAtDetach* object = toRelease.exchange(nullptr); object != nullptr;) {
+        ReleaseAtDetach* const next = object->next_;
+        object->next_ = nullptr;
+        object->registered_.store(false, std::memory_order_release);
+        object->release_();
+        object = next;
+    }
     // The slot goes first: a thread that ends later must not be sent into code that is no longer there.
     if (threads.slotState.exchange(kNotMade) == kReady) platform().destroySlot(threads.slot);
     freeAllBlocks();

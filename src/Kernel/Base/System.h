@@ -26,6 +26,8 @@ struct ThreadSettings {
     void* statusUserData = nullptr;
     STATUSCALLBACK copyStatusCallback = nullptr;
     void* copyStatusUserData = nullptr;
+    R_INT savedFileError = 0; ///< what R_OsSetLastError stored and nobody has asked for yet; 0 is none
+    REDIRECTSET redirect{};   ///< the thread's own file operations; null where it has none
 };
 
 inline constexpr R_INT64 kDefaultTileSize = 16777216;
@@ -60,6 +62,23 @@ public:
 
 private:
     LazyLock& lock_;
+};
+
+/// Something made on first use that is to be given back when the library is detached: an object at namespace scope,
+/// constinit. Detaching calls release once for each object that has been registered since, before it destroys any lock.
+class ReleaseAtDetach {
+public:
+    constexpr explicit ReleaseAtDetach(void (*release)() noexcept) noexcept : release_(release) {}
+    ReleaseAtDetach(const ReleaseAtDetach&) = delete;
+    ReleaseAtDetach& operator=(const ReleaseAtDetach&) = delete;
+    /// Any number of times, from any thread.
+    void registerOnce() noexcept;
+
+private:
+    friend void detach() noexcept;
+    void (*release_)() noexcept;
+    std::atomic<bool> registered_{false};
+    ReleaseAtDetach* next_ = nullptr;
 };
 
 /// Takes bytes of the process's conventional memory, or says ERROR_MEMORY_LIMIT.
