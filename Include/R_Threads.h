@@ -73,6 +73,7 @@ public:
 
 private:
     friend class RVReaderWriterLockItem;
+    void Enter(R_INT bReader) noexcept;
     void Leave(R_INT bReader) noexcept;
     alignas(16) unsigned char m_Storage[64]; ///< room for a slim lock or a critical section
     R_INT m_bCreated;

@@ -4,8 +4,12 @@ set(RV_EXPORT_LIST ${PROJECT_SOURCE_DIR}/tools/exports.txt)
 set(RV_GENERATED_DIR ${PROJECT_BINARY_DIR}/generated)
 set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${RV_EXPORT_LIST})
 
-# The lines of the list without comments and blanks: "name tag…".
+# The lines of the list without comments and blanks: "name tag…", and the classes.
 file(STRINGS ${RV_EXPORT_LIST} RV_EXPORT_LINES REGEX "^[A-Za-z_]")
+set(RV_EXPORT_CLASSES ${RV_EXPORT_LINES})
+list(FILTER RV_EXPORT_CLASSES INCLUDE REGEX "^class ")
+list(TRANSFORM RV_EXPORT_CLASSES REPLACE "^class +" "")
+list(FILTER RV_EXPORT_LINES EXCLUDE REGEX "^class ")
 
 # exports.inc: RV_EXPORT(name, takes a bitmap record, takes a bitmap with pixels), with 0 or 1.
 set(text "")
@@ -38,6 +42,16 @@ function(rv_exports target)
     string(REGEX MATCH "^[A-Za-z0-9_]+" name "${line}")
     string(APPEND text "  ${name};\n")
   endforeach()
+  # What belongs to a class within one of these (R::Table::find) stays hidden by its visibility: only what the class
+  # itself declares was made visible with it.
+  string(APPEND text "  extern \"C++\" {\n")
+  foreach(name IN LISTS RV_EXPORT_CLASSES)
+    string(APPEND text "    ${name}::*;\n")
+    foreach(table vtable typeinfo "typeinfo name")
+      string(APPEND text "    \"${table} for ${name}\";\n")
+    endforeach()
+  endforeach()
+  string(APPEND text "  };\n")
   string(APPEND text "local:\n  *;\n};\n")
   file(CONFIGURE OUTPUT ${script} CONTENT "${text}" @ONLY)
   target_link_options(${target} PRIVATE LINKER:--version-script=${script})

@@ -32,6 +32,9 @@ inline constexpr size_t kPagesAlignment = 64;
 /// What a thread or a queued work item runs.
 using ThreadWork = R_UINT (*)(void* context);
 
+/// How a wait ended.
+enum class Waited : uint8_t { failed, timedOut, signalled };
+
 /// How a file is opened. The meanings are those of the Win32 calls, on every platform.
 struct FileRequest {
     static constexpr uint32_t kRead = 1, kWrite = 2;
@@ -108,9 +111,10 @@ public:
     virtual void destroyLock(LockStorage* lock) noexcept;
 
     virtual void* createEvent(bool manualReset, bool signalled) noexcept; ///< null without memory
-    virtual void setEvent(void* event) noexcept;
-    virtual void resetEvent(void* event) noexcept;
-    virtual bool waitEvent(void* event, uint32_t milliseconds) noexcept; ///< false: the time ran out
+    /// Whoever sees the signal may close the event at once.
+    virtual bool setEvent(void* event) noexcept;
+    virtual bool resetEvent(void* event) noexcept;
+    virtual Waited waitEvent(void* event, uint32_t milliseconds) noexcept;
     virtual void closeEvent(void* event) noexcept;
 
     /// A reader/writer lock with truly shared readers; not to be taken twice by one thread. Where the system has none

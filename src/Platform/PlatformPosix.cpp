@@ -206,10 +206,10 @@ void* Platform::createEvent(bool manualReset, bool signalled) noexcept
     return event;
 }
 
-void Platform::setEvent(void* handle) noexcept
+bool Platform::setEvent(void* handle) noexcept
 {
     auto* const event = static_cast<Event*>(handle);
-    if (event == nullptr) return;
+    if (event == nullptr) return false;
     pthread_mutex_lock(&event->mutex);
     event->signalled = true;
     // Told while the mutex is held: a waiter may close the event as soon as it has seen the signal.
@@ -219,21 +219,23 @@ void Platform::setEvent(void* handle) noexcept
         pthread_cond_signal(&event->changed);
     }
     pthread_mutex_unlock(&event->mutex);
+    return true;
 }
 
-void Platform::resetEvent(void* handle) noexcept
-{
-    auto* const event = static_cast<Event*>(handle);
-    if (event == nullptr) return;
-    pthread_mutex_lock(&event->mutex);
-    event->signalled = false;
-    pthread_mutex_unlock(&event->mutex);
-}
-
-bool Platform::waitEvent(void* handle, uint32_t milliseconds) noexcept
+bool Platform::resetEvent(void* handle) noexcept
 {
     auto* const event = static_cast<Event*>(handle);
     if (event == nullptr) return false;
+    pthread_mutex_lock(&event->mutex);
+    event->signalled = false;
+    pthread_mutex_unlock(&event->mutex);
+    return true;
+}
+
+Waited Platform::waitEvent(void* handle, uint32_t milliseconds) noexcept
+{
+    auto* const event = static_cast<Event*>(handle);
+    if (event == nullptr) return Waited::failed;
     const timespec end = later(monotonicNow(), milliseconds);
     pthread_mutex_lock(&event->mutex);
     bool waiting = true;
@@ -247,7 +249,7 @@ bool Platform::waitEvent(void* handle, uint32_t milliseconds) noexcept
     const bool signalled = event->signalled;
     if (signalled && !event->manualReset) event->signalled = false;
     pthread_mutex_unlock(&event->mutex);
-    return signalled;
+    return signalled ? Waited::signalled : Waited::timedOut;
 }
 
 void Platform::closeEvent(void* handle) noexcept

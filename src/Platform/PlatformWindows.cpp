@@ -132,20 +132,17 @@ void* Platform::createEvent(bool manualReset, bool signalled) noexcept
     return CreateEventW(nullptr, manualReset, signalled, nullptr);
 }
 
-void Platform::setEvent(void* event) noexcept
-{
-    if (event != nullptr) SetEvent(event);
-}
+bool Platform::setEvent(void* event) noexcept { return event != nullptr && SetEvent(event); }
+bool Platform::resetEvent(void* event) noexcept { return event != nullptr && ResetEvent(event); }
 
-void Platform::resetEvent(void* event) noexcept
-{
-    if (event != nullptr) ResetEvent(event);
-}
-
-bool Platform::waitEvent(void* event, uint32_t milliseconds) noexcept
+Waited Platform::waitEvent(void* event, uint32_t milliseconds) noexcept
 {
     static_assert(kWaitForever == INFINITE);
-    return event != nullptr && WaitForSingleObject(event, milliseconds) == WAIT_OBJECT_0;
+    switch (event != nullptr ? WaitForSingleObject(event, milliseconds) : WAIT_FAILED) {
+    case WAIT_OBJECT_0: return Waited::signalled;
+    case WAIT_TIMEOUT: return Waited::timedOut;
+    default: return Waited::failed;
+    }
 }
 
 void Platform::closeEvent(void* event) noexcept

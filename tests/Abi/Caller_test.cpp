@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 extern "C" const char* recordsSeenFromC();
 extern "C" const char* storageKeptInC();
 
@@ -18,5 +20,20 @@ TEST(Records, FieldsLieWhereBindingsReadThem)
 }
 
 TEST(Caller, AProgramInCKeepsThePixelsItself) { EXPECT_STREQ(storageKeptInC(), nullptr); }
+
+class NamedEvent : public RVWaitEvent {
+public:
+    int name = 7;
+};
+
+TEST(Caller, AProgramDerivesFromTheClasses)
+{
+    const std::unique_ptr<RVWaitEvent> event = std::make_unique<NamedEvent>();
+    EXPECT_EQ(event->Create(0, 1), SUCCESS);
+    EXPECT_EQ(event->WaitOne(0), 1);
+    const auto* const named = dynamic_cast<NamedEvent*>(event.get()); // by the type information on both sides
+    ASSERT_NE(named, nullptr);
+    EXPECT_EQ(named->name, 7);
+}
 
 } // namespace

@@ -169,18 +169,21 @@ TEST(PlatformEvents, RememberTheirSignalAsTheyWereMade)
         void* const event = gSystemPlatform.createEvent(manual, true);
         ASSERT_NE(event, nullptr);
         for (int signal = 0; signal < 2; ++signal) {
-            EXPECT_TRUE(gSystemPlatform.waitEvent(event, signal != 0 ? rv::kWaitForever : 0));
-            EXPECT_EQ(gSystemPlatform.waitEvent(event, 0), manual); // the first wait took the signal
+            EXPECT_EQ(gSystemPlatform.waitEvent(event, signal != 0 ? rv::kWaitForever : 0), rv::Waited::signalled);
+            EXPECT_EQ(gSystemPlatform.waitEvent(event, 0), // the first wait took the signal
+                      manual ? rv::Waited::signalled : rv::Waited::timedOut);
             gSystemPlatform.setEvent(event);
             gSystemPlatform.setEvent(event); // two signals are one
         }
         gSystemPlatform.resetEvent(event);
         const uint64_t before = gSystemPlatform.ticks();
-        EXPECT_FALSE(gSystemPlatform.waitEvent(event, 40));
+        EXPECT_EQ(gSystemPlatform.waitEvent(event, 40), rv::Waited::timedOut);
         EXPECT_GE(gSystemPlatform.ticks() - before, 30u); // the clock may tick in steps of 10 and more
 
         std::atomic<int> awake{0};
-        const auto wait = [&] { awake += gSystemPlatform.waitEvent(event, rv::kWaitForever) ? 1 : 100; };
+        const auto wait = [&] {
+            awake += gSystemPlatform.waitEvent(event, rv::kWaitForever) == rv::Waited::signalled ? 1 : 100;
+        };
         std::thread one(wait), two(wait);
         for (int waking = 0; waking < (manual ? 1 : 2); ++waking) {
             gSystemPlatform.sleep(20);
@@ -251,13 +254,14 @@ TEST(Platform, TakesNullForNothing)
     EXPECT_EQ(door.movableHandle(nullptr), nullptr);
     EXPECT_EQ(door.reallocateMovable(nullptr, 8), nullptr);
     EXPECT_EQ(door.lockMovable(nullptr), nullptr);
-    EXPECT_FALSE(door.waitEvent(nullptr, 0));
+    EXPECT_EQ(door.waitEvent(nullptr, 0), rv::Waited::failed);
+    EXPECT_FALSE(door.setEvent(nullptr) || door.resetEvent(nullptr));
     EXPECT_EQ(door.movableSize(nullptr) + door.paletteSize(nullptr) + door.paletteEntries(nullptr, 0, 1, &entry) +
                   door.setPaletteEntries(nullptr, 0, 1, &entry),
               0u);
     door.unmapPages(nullptr, nullptr);
     for (const auto call : {&rv::Platform::closePages, &rv::Platform::unlockMovable, &rv::Platform::freeMovable,
-                            &rv::Platform::setEvent, &rv::Platform::resetEvent, &rv::Platform::closeEvent})
+                            &rv::Platform::closeEvent})
         (door.*call)(nullptr);
     door.deletePalette(nullptr);
     door.debugOutput(nullptr);

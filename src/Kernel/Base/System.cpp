@@ -1,5 +1,6 @@
 #include "Kernel/Base/System.h"
 
+#include "Common/Rvthreading.h"
 #include "Internal/R_Int.h"
 #include "Kernel/Pixels/Simd/Select.h"
 
@@ -169,6 +170,7 @@ void detach() noexcept
     // The slot goes first: a thread that ends later must not be sent into code that is no longer there.
     if (threads.slotState.exchange(kNotMade) == kReady) platform().destroySlot(threads.slot);
     freeAllBlocks();
+    releaseThreading();
     for (LazyLock* lock = locksMade.exchange(nullptr); lock != nullptr;) {
         LazyLock* const next = lock->next_;
         platform().destroyLock(&lock->storage_);
