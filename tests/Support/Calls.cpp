@@ -103,7 +103,6 @@ const Call kCalls[] = {
     CALL(R_GetFriendlyErrorMessage, ERROR_INV_SIZE, w.answers.wide, 40, 0),
     CALL(R_GetFriendlyErrorMessageA, ERROR_INV_SIZE, w.answers.narrow, 40, 0),
     CALL(R_GetLibIdFromErrorCode, -541, &w.answers.flag, &w.answers.module),
-    CALL(R_GetLibName, 0, 1, 0, w.answers.wide, 20),
     DOES(Trace, Trace("%s", ""), SUCCESS),
     DOES(Trace1, Trace1("", "%s", ""), SUCCESS),
     DOES(Trace1W, Trace1W(kNoText, kNoText), SUCCESS),

@@ -2,6 +2,14 @@
 
 namespace rv::test {
 
-std::span<const Call> moduleCalls() { return {}; }
+namespace {
+
+const Call kCalls[] = {
+    CALL(R_GetLibName, 0, 1, 0, w.answers.wide, 20),
+};
+
+} // namespace
+
+std::span<const Call> moduleCalls() { return kCalls; }
 
 } // namespace rv::test
