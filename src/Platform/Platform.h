@@ -49,7 +49,7 @@ struct FileRequest {
     uint32_t sharing = 0; ///< kRead, kWrite: what others may have or get meanwhile
     Creation creation = Creation::openExisting;
     bool deleteOnClose = false;
-    bool folders = false; ///< a folder may be opened too
+    bool folders = false;                                                     ///< a folder may be opened too
     bool readOnly = false, hidden = false, system = false, temporary = false; ///< attributes of a new file
 };
 

@@ -2,6 +2,7 @@
 // objects of a window system: PlatformPosixObjects.cpp.
 #include "Platform/Platform.h"
 #include "Platform/PlatformPosixMemory.h"
+#include "Platform/PlatformPosixThreads.h"
 
 #include <cerrno>
 #include <climits>
@@ -232,12 +233,19 @@ bool Platform::resetEvent(void* handle) noexcept
     return true;
 }
 
-Waited Platform::waitEvent(void* handle, uint32_t milliseconds) noexcept
+namespace {
+
+/// Whether the event is signalled; an automatic one is not any more. The event is locked.
+bool takeSignal(Event* event) noexcept
 {
-    auto* const event = static_cast<Event*>(handle);
-    if (event == nullptr) return Waited::failed;
+    const bool signalled = event->signalled;
+    if (!event->manualReset) event->signalled = false;
+    return signalled;
+}
+
+Waited waitLocked(Event* event, uint32_t milliseconds) noexcept
+{
     const timespec end = later(monotonicNow(), milliseconds);
-    pthread_mutex_lock(&event->mutex);
     bool waiting = true;
     while (!event->signalled && waiting) {
         if (milliseconds == kWaitForever) {
@@ -246,10 +254,25 @@ Waited Platform::waitEvent(void* handle, uint32_t milliseconds) noexcept
             waiting = pthread_cond_timedwait(&event->changed, &event->mutex, &end) != ETIMEDOUT;
         }
     }
-    const bool signalled = event->signalled;
-    if (signalled && !event->manualReset) event->signalled = false;
+    return takeSignal(event) ? Waited::signalled : Waited::timedOut;
+}
+
+} // namespace
+
+Waited Platform::waitEvent(void* handle, uint32_t milliseconds) noexcept
+{
+    auto* const event = static_cast<Event*>(handle);
+    if (event == nullptr) return Waited::failed;
+    pthread_mutex_lock(&event->mutex);
+    const bool signalled = takeSignal(event);
     pthread_mutex_unlock(&event->mutex);
-    return signalled ? Waited::signalled : Waited::timedOut;
+    if (signalled || milliseconds == 0) return signalled ? Waited::signalled : Waited::timedOut;
+
+    const WorkerAway away;
+    pthread_mutex_lock(&event->mutex);
+    const Waited result = waitLocked(event, milliseconds);
+    pthread_mutex_unlock(&event->mutex);
+    return result;
 }
 
 void Platform::closeEvent(void* handle) noexcept

@@ -9,7 +9,7 @@ namespace {
 R_UINT signal(void* event) { return static_cast<RVWaitEvent*>(event)->Set() == 1; }
 
 /// A thread that has run by the time this answers. What started it has been given back by then.
-[[maybe_unused]] R_INT64 startAndWait()
+R_INT64 startAndWait()
 {
     RVWaitEvent ran;
     R_INT status = ran.Create(1, 0);
@@ -34,6 +34,7 @@ R_INT64 setAndGet(R_UINT slot)
 }
 
 const Call kCalls[] = {
+    DOES(R_RavoThreadCreateAndRun, startAndWait()),
     DOES(R_RavoThreadCreateAndRunST,
          R_RavoThreadCreateAndRunST([](void* flag) noexcept -> R_UINT { return *static_cast<R_INT*>(flag) = 1, 5; },
                                     &w.answers.flag, 0) == SUCCESS

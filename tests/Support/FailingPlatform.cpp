@@ -28,7 +28,8 @@ public:
     bool happened = false;
     std::optional<MemoryStatus> memory;
     std::optional<uint64_t> clock;
-    std::optional<bool> diagnostics;
+    std::optional<bool> diagnostics, slim;
+    std::optional<uint32_t> cores;
     std::optional<std::vector<DebugLine>> debug;
 
     void* allocate(size_t bytes) noexcept override
@@ -111,11 +112,32 @@ public:
         return make(kFailObjects, kObjects, [&] { return Platform::createEvent(manualReset, signalled); });
     }
     void closeEvent(void* event) noexcept override { Platform::closeEvent(end(kObjects, event)); }
+    Waited waitEvent(void* event, uint32_t milliseconds) noexcept override
+    {
+        return fails(kFailWaits) ? Waited::failed : Platform::waitEvent(event, milliseconds);
+    }
     HPALETTE createPalette(const PALETTEENTRY* entries, uint32_t count) noexcept override
     {
         return make(kFailObjects, kObjects, [&] { return Platform::createPalette(entries, count); });
     }
     void deletePalette(HPALETTE palette) noexcept override { Platform::deletePalette(end(kObjects, palette)); }
+
+    bool startThread(ThreadWork work, void* context) noexcept override
+    {
+        return !fails(kFailThreads) && Platform::startThread(work, context);
+    }
+    bool queueWork(ThreadWork work, void* context, bool mayRunLong) noexcept override
+    {
+        return !fails(kFailThreads) && Platform::queueWork(work, context, mayRunLong);
+    }
+    bool slimLocks() noexcept override
+    {
+        return pretended(slim, [&] { return Platform::slimLocks(); });
+    }
+    uint32_t coreCount() noexcept override
+    {
+        return pretended(cores, [&] { return Platform::coreCount(); });
+    }
 
     MemoryStatus memoryStatus() noexcept override
     {
@@ -240,6 +262,11 @@ PretendTicks::~PretendTicks() { test::set(&FailingPlatform::clock, {}); }
 void PretendTicks::set(uint64_t milliseconds) { test::set(&FailingPlatform::clock, milliseconds); }
 PretendDiagnostics::PretendDiagnostics(bool wanted) { set(&FailingPlatform::diagnostics, wanted); }
 PretendDiagnostics::~PretendDiagnostics() { set(&FailingPlatform::diagnostics, {}); }
+
+PretendLocks::PretendLocks(bool slim) { set(&FailingPlatform::slim, slim); }
+PretendLocks::~PretendLocks() { set(&FailingPlatform::slim, {}); }
+PretendCores::PretendCores(uint32_t cores) { set(&FailingPlatform::cores, cores); }
+PretendCores::~PretendCores() { set(&FailingPlatform::cores, {}); }
 
 DebugCapture::DebugCapture() { set(&FailingPlatform::debug, std::vector<DebugLine>()); }
 DebugCapture::~DebugCapture() { set(&FailingPlatform::debug, {}); }

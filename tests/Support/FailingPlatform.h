@@ -19,6 +19,8 @@ enum FailKind : unsigned {
     kFailObjects = 8,  ///< createEvent, createPalette
     kFailSlots = 16,   ///< createSlot, setSlotValue
     kFailLocking = 32, ///< lockMovable
+    kFailThreads = 64, ///< startThread, queueWork
+    kFailWaits = 128,  ///< waitEvent
     kFailAllocations = kFailHeap | kFailMovable | kFailPages | kFailObjects,
 };
 
@@ -78,6 +80,16 @@ struct PretendTicks : Scoped {
 struct PretendDiagnostics : Scoped {
     explicit PretendDiagnostics(bool wanted);
     ~PretendDiagnostics();
+};
+
+/// Whether the system has reader/writer locks, and how many cores, as the threading tools find out.
+struct PretendLocks : Scoped {
+    explicit PretendLocks(bool slim);
+    ~PretendLocks();
+};
+struct PretendCores : Scoped {
+    explicit PretendCores(uint32_t cores);
+    ~PretendCores();
 };
 
 /// One call of the debugger output.
