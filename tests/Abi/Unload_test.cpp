@@ -79,4 +79,42 @@ TEST(Unload, LeavesLivingThreadsAlone)
     living.join();
 }
 
+struct Load {
+    decltype(&R_SetDefaultXResolution) call;
+    std::atomic<int> started{0}, ended{0};
+};
+
+/// An item that uses the library, sooner or later. What it calls has been looked up: the system holds its loader's lock
+/// while a library goes.
+R_UINT item(void* context) noexcept
+{
+    auto& load = *static_cast<Load*>(context);
+    if (++load.started % 8 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    if (load.call(77) == 150 || load.call(77) == 77) ++load.ended;
+    return 0;
+}
+
+TEST(Unload, LetsTheWorkEndThatTheLibraryHasTaken)
+{
+    for (int round = 0; round < 20; ++round) {
+        const HMODULE library = LoadLibraryA(RV_LIBRARY_FILE);
+        ASSERT_NE(library, nullptr);
+        Load load{CALL(library, R_SetDefaultXResolution)};
+        const auto queue = reinterpret_cast<decltype(&RVThreadPool::QueueUserWorkItem)>(
+            reinterpret_cast<void*>(GetProcAddress(library, "_ZN12RVThreadPool17QueueUserWorkItemEPFjPvES0_j")));
+        ASSERT_NE(queue, nullptr);
+        constexpr int kItems = 300;
+        for (int i = 0; i < kItems; ++i) {
+            const R_UINT flags = i % 50 == 0 ? THREAD_DEDICATED : i % 50 == 1 ? THREAD_LONG_RUNNING : 0;
+            ASSERT_EQ(queue(item, &load, flags), SUCCESS);
+        }
+        EXPECT_TRUE(FreeLibrary(library));
+#if defined(_WIN32)
+        for (int i = 0; i < 20000 && GetModuleHandleA(RV_LIBRARY_FILE) != nullptr; ++i) Sleep(1);
+#endif
+        EXPECT_EQ(load.ended, kItems);
+        EXPECT_EQ(GetModuleHandleA(RV_LIBRARY_FILE), nullptr);
+    }
+}
+
 } // namespace
