@@ -162,8 +162,8 @@ public:
     virtual bool fileFacts(const R_WCHAR* name, FileFacts* facts) noexcept;
     virtual bool deleteFile(const R_WCHAR* name) noexcept;
     virtual bool moveFile(const R_WCHAR* from, const R_WCHAR* to, uint32_t flags) noexcept; ///< flags of R_MoveFileEx
-    /// The system's folder for temporary files, with a separator at its end; the units it takes, 0 when there is none.
-    /// A buffer that is too small is left alone.
+    /// The system's folder for temporary files, with a separator at its end; the units it takes, its terminator
+    /// included, 0 when there is none. A buffer that is too small is left alone.
     virtual uint32_t temporaryFolder(R_WCHAR* buffer, uint32_t capacity) noexcept;
 
     // --- Narrow text: the code page on Windows, UTF-8 elsewhere. The units that the whole text takes, its terminator

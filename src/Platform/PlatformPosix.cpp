@@ -3,6 +3,7 @@
 #include "Platform/Platform.h"
 #include "Platform/PlatformPosixMemory.h"
 #include "Platform/PlatformPosixThreads.h"
+#include "Platform/Unicode.h"
 
 #include <cerrno>
 #include <climits>
@@ -314,46 +315,6 @@ void writeToStandardError(const char* text, size_t bytes) noexcept
     }
 }
 
-constexpr bool isHighSurrogate(char32_t unit) noexcept { return unit >= 0xD800 && unit < 0xDC00; }
-constexpr bool isLowSurrogate(char32_t unit) noexcept { return unit >= 0xDC00 && unit < 0xE000; }
-
-/// The code point at *text, which moves past it; a lone surrogate is U+FFFD.
-char32_t nextCodePoint(const R_WCHAR** text) noexcept
-{
-    const char32_t unit = *(*text)++;
-    if (isHighSurrogate(unit) && isLowSurrogate(**text)) {
-        const char32_t low = *(*text)++;
-        return 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00);
-    }
-    return isHighSurrogate(unit) || isLowSurrogate(unit) ? 0xFFFD : unit;
-}
-
-/// Writes 1 to 4 bytes of UTF-8 and returns how many.
-size_t encodeUtf8(char32_t point, char* out) noexcept
-{
-    const auto tail = [&](int shift) { return static_cast<char>(0x80 | (point >> shift & 0x3F)); };
-    if (point < 0x80) {
-        out[0] = static_cast<char>(point);
-        return 1;
-    }
-    if (point < 0x800) {
-        out[0] = static_cast<char>(0xC0 | point >> 6);
-        out[1] = tail(0);
-        return 2;
-    }
-    if (point < 0x10000) {
-        out[0] = static_cast<char>(0xE0 | point >> 12);
-        out[1] = tail(6);
-        out[2] = tail(0);
-        return 3;
-    }
-    out[0] = static_cast<char>(0xF0 | point >> 18);
-    out[1] = tail(12);
-    out[2] = tail(6);
-    out[3] = tail(0);
-    return 4;
-}
-
 } // namespace
 
 void Platform::debugOutput(const char* text) noexcept
@@ -370,8 +331,11 @@ void Platform::debugOutputWide(const R_WCHAR* text) noexcept
     char line[8192]; // a trace line fits whole, so that lines of several threads do not mix
     size_t length = 0;
     while (*text != 0) {
-        length += encodeUtf8(nextCodePoint(&text), line + length);
-        if (length > sizeof line - 4) {
+        char bytes[kMaxUtf8Bytes];
+        const size_t count = encodeCharacter(nextCharacter(text, nullptr), bytes);
+        std::memcpy(line + length, bytes, count);
+        length += count;
+        if (length > sizeof line - kMaxUtf8Bytes) {
             writeToStandardError(line, length);
             length = 0;
         }
