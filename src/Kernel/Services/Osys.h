@@ -20,6 +20,9 @@ bool isOsWrite(REDIRECTWRITE pfn) noexcept;
 bool isOsSeek(REDIRECTSEEK pfn) noexcept;
 bool isOsClose(REDIRECTCLOSE pfn) noexcept;
 
+/// The copy that no set has a say in: R_IntCopyFile, but for the kinds that it hands over to a set as a whole.
+R_INT copyFileThrough(const R_WCHAR* source, const R_WCHAR* target, R_UINT flags) noexcept;
+
 /// The place of the licence check that opening a file makes.
 bool mayOpenFiles() noexcept;
 
