@@ -48,33 +48,34 @@ TEST(Sweep, EveryExportedCallIsDriven)
     EXPECT_EQ(exported, driven);
 }
 
-/// Drives a call with its nth allocation failing. False when it has no nth allocation.
-bool driveWithFault(const Call& call, const Scene& scene, int nth)
+/// Drives a call with the nth thing it asks of the system failing. False when it asks for no nth.
+bool driveWithFault(const Call& call, const Scene& scene, unsigned kinds, int nth)
 {
     World world(scene);
     const Snapshot before = snapshot(world.a);
     R_INT64 status = 0;
     bool happened = false;
     {
-        const FailingAllocation fault(nth);
+        const FailingAllocation fault(nth, kinds);
         status = call.drive(world);
         happened = fault.happened();
     }
     EXPECT_TRUE(happened || status == SUCCESS) << textOf(call, scene);
     if (happened && status != SUCCESS && call.onFailure == OnFailure::nothing) {
-        EXPECT_EQ(before, snapshot(world.a)) << textOf(call, scene) << ", allocation " << nth;
+        EXPECT_EQ(before, snapshot(world.a)) << textOf(call, scene) << ", fault " << nth;
     }
     return happened;
 }
 
-TEST(Sweep, AFailingAllocationChangesNothingAndLeaksNothing)
+TEST(Sweep, AFailureOfTheSystemChangesNothingAndLeaksNothing)
 {
     for (const Call& call : allCalls()) {
         for (const Home home : allHomes()) {
             const Scene scene{.home = home};
             const LiveBlocks live;
-            int nth = 1;
-            while (driveWithFault(call, scene, nth)) ASSERT_LT(++nth, 1000) << call.name << " never ends";
+            for (const unsigned kinds : {unsigned{kFailAllocations}, unsigned{kFailFiles}})
+                for (int nth = 1; driveWithFault(call, scene, kinds, nth); ++nth)
+                    ASSERT_LT(nth, 1000) << call.name << " never ends";
             EXPECT_EQ(live.count(), 0) << textOf(call, scene) << ": " << live.text();
         }
     }

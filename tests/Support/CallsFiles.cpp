@@ -1,7 +1,62 @@
 #include "Support/Calls.h"
+#include "Support/Folder.h"
+
+#include "Internal/R_Int.h"
 
 namespace rv::test {
 
-std::span<const Call> fileCalls() { return {}; }
+namespace {
+
+/// What f makes of an open file of nine bytes; 1 when it closed well, too.
+template <class F> R_INT64 withFile(F f)
+{
+    const Folder folder;
+    folder.write("file", "nine byte");
+    const R_INT64 file = R_OsOpen((folder / "file").c_str(), FILE_MODE_READ_WRITE, 0);
+    if (file == R_INVALID_FILE) return ERROR_FAILURE;
+    const bool done = f(file);
+    const bool closed = R_OsClose(file) == 0;
+    return as(done && closed);
+}
+
+/// What f makes of a folder with one file, "file"; 1 when another, "new", is in it then.
+template <class F> R_INT64 withNames(F f)
+{
+    const Folder folder;
+    folder.write("file", "nine byte");
+    const bool done = f((folder / "file").c_str(), (folder / "new").c_str());
+    return as(done && folder.read("new") != "(none)");
+}
+
+bool closes(R_INT64 file) { return file != R_INVALID_FILE && R_OsClose(file) == 0; }
+
+char buffer[9];
+
+R_INT64 saveStatus()
+{
+    R_OsSetLastError(ERROR_FILE_READ);
+    return as(R_OsGetLastError(0) == ERROR_FILE_READ && R_OsGetLastError(7) == 7);
+}
+
+const Call kCalls[] = {
+    DOES(R_OsOpen, withNames([](auto, auto name) { return closes(R_OsOpen(name, FILE_MODE_CREATE | 2, 0)); })),
+    DOES(R_OsCreat, withNames([](auto, auto name) { return closes(R_OsCreat(name, 0)); })),
+    DOES(R_OsRead, withFile([](R_INT64 file) { return R_OsRead(file, buffer, 9) == 9; })),
+    DOES(R_OsReadBig, withFile([](R_INT64 file) { return R_OsReadBig(file, buffer, 9) == 9; })),
+    DOES(R_OsWrite, withFile([](R_INT64 file) { return R_OsWrite(file, buffer, 9) == 9; })),
+    DOES(R_OsWriteBig, withFile([](R_INT64 file) { return R_OsWriteBig(file, buffer, 9) == 9; })),
+    DOES(R_OsSeek, withFile([](R_INT64 file) { return R_OsSeek(file, -4, FILE_FROM_END) == 5; })),
+    DOES(R_OsSetFileSize, withFile([](R_INT64 file) { return R_OsSetFileSize(file, 3) == 0; })),
+    DOES(R_OsClose, withFile([](R_INT64) { return true; })),
+    DOES(R_OsDelete,
+         withNames([](auto name, auto other) { return closes(R_OsCreat(other, 0)) && R_OsDelete(name) == 0; })),
+    DOES(R_OsSetLastError, saveStatus()),
+    DOES(R_OsGetLastError, saveStatus()),
+    DOES(R_MoveFileEx, withNames([](auto from, auto to) { return R_MoveFileEx(from, to, 0) == 1; })),
+};
+
+} // namespace
+
+std::span<const Call> fileCalls() { return kCalls; }
 
 } // namespace rv::test

@@ -1,5 +1,7 @@
 #include "Support/FailingPlatform.h"
 
+#include "Platform/NativeErrors.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -7,6 +9,7 @@
 #include <optional>
 #include <type_traits>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 namespace rv::test {
@@ -23,6 +26,7 @@ public:
     std::mutex mutex; // guards the fields below
     LiveCounts live{};
     std::unordered_map<void*, int> locks; // by movable block
+    std::unordered_set<int64_t> files;    // open ones
     unsigned failing = 0, fuse = 0;       // kinds of which every call fails, and the one that `left` counts down to
     int left = 0;
     bool happened = false;
@@ -139,6 +143,63 @@ public:
         return pretended(cores, [&] { return Platform::coreCount(); });
     }
 
+    int64_t openFile(const R_WCHAR* name, const FileRequest& request) noexcept override
+    {
+        if (failsWith(kFailOpen, native::kTooManyOpenFiles)) return kNoFile;
+        return opened(Platform::openFile(name, request));
+    }
+    int64_t openScratchFile(const R_WCHAR* folder, uint64_t reservedBytes) noexcept override
+    {
+        if (failsWith(kFailScratch, native::kDiskFull)) return kNoFile;
+        return opened(Platform::openScratchFile(folder, reservedBytes));
+    }
+    bool closeFile(int64_t file) noexcept override
+    {
+        {
+            const std::lock_guard hold(mutex);
+            live[kFiles] -= static_cast<int>(files.erase(file)); // others may be given the number from here on
+        }
+        const bool closed = Platform::closeFile(file);
+        return !failsWith(kFailClose, native::kDiskFull) && closed;
+    }
+    int64_t readFile(int64_t file, void* buffer, uint32_t bytes) noexcept override
+    {
+        if (failsWith(kFailRead, native::kGeneralFailure)) return kNoFile;
+        return Platform::readFile(file, buffer, bytes);
+    }
+    int64_t readFileAt(int64_t file, void* buffer, uint32_t bytes, uint64_t offset) noexcept override
+    {
+        if (failsWith(kFailRead, native::kGeneralFailure)) return kNoFile;
+        return Platform::readFileAt(file, buffer, bytes, offset);
+    }
+    int64_t writeFile(int64_t file, const void* buffer, uint32_t bytes) noexcept override
+    {
+        if (failsWith(kFailWrite, native::kDiskFull)) return kNoFile;
+        return Platform::writeFile(file, buffer, fails(kShortWrite) ? bytes / 2 : bytes);
+    }
+    int64_t writeFileAt(int64_t file, const void* buffer, uint32_t bytes, uint64_t offset) noexcept override
+    {
+        if (failsWith(kFailPlaced, native::kDiskFull)) return kNoFile;
+        return Platform::writeFileAt(file, buffer, bytes, offset);
+    }
+    int64_t seekFile(int64_t file, int64_t distance, int32_t origin) noexcept override
+    {
+        if (failsWith(kFailSeek, native::kGeneralFailure)) return kNoFile;
+        return Platform::seekFile(file, distance, origin);
+    }
+    bool endFileHere(int64_t file) noexcept override
+    {
+        return !failsWith(kFailEnd, native::kDiskFull) && Platform::endFileHere(file);
+    }
+    bool deleteFile(const R_WCHAR* name) noexcept override
+    {
+        return !failsWith(kFailNames, native::kAccessDenied) && Platform::deleteFile(name);
+    }
+    bool moveFile(const R_WCHAR* from, const R_WCHAR* to, uint32_t flags) noexcept override
+    {
+        return !failsWith(kFailNames, native::kAccessDenied) && Platform::moveFile(from, to, flags);
+    }
+
     MemoryStatus memoryStatus() noexcept override
     {
         return pretended(memory, [&] { return Platform::memoryStatus(); });
@@ -167,6 +228,18 @@ private:
         if ((failing & kind) != 0) return true;
         if ((fuse & kind) == 0 || --left != 0) return false;
         return happened = true;
+    }
+    bool failsWith(unsigned kind, uint32_t error)
+    {
+        if (!fails(kind)) return false;
+        setNativeError(error);
+        return true;
+    }
+    int64_t opened(int64_t file)
+    {
+        const std::lock_guard hold(mutex);
+        if (file != kNoFile && files.insert(file).second) ++live[kFiles];
+        return file;
     }
     template <class Make> auto make(unsigned kind, LiveKind what, Make made) -> decltype(made())
     {
@@ -250,7 +323,8 @@ int LiveBlocks::count() const
 std::string LiveBlocks::text() const
 {
     std::string text = "alive since:";
-    for (int kind = 0; const char* const name : {"heap", "movable", "locks", "pages", "views", "objects", "slots"})
+    for (int kind = 0;
+         const char* const name : {"heap", "movable", "locks", "pages", "views", "objects", "slots", "files"})
         text += std::string(" ") + name + " " + std::to_string(count(static_cast<LiveKind>(kind++)));
     return text;
 }

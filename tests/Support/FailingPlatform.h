@@ -13,14 +13,26 @@ namespace rv::test {
 
 /// Kinds of calls that can be made to fail; a set of bits.
 enum FailKind : unsigned {
-    kFailHeap = 1,     ///< allocate, reallocate
-    kFailMovable = 2,  ///< allocateMovable, reallocateMovable
-    kFailPages = 4,    ///< createPages, mapPages
-    kFailObjects = 8,  ///< createEvent, createPalette
-    kFailSlots = 16,   ///< createSlot, setSlotValue
-    kFailLocking = 32, ///< lockMovable
-    kFailThreads = 64, ///< startThread, queueWork
-    kFailWaits = 128,  ///< waitEvent
+    kFailHeap = 1,        ///< allocate, reallocate
+    kFailMovable = 2,     ///< allocateMovable, reallocateMovable
+    kFailPages = 4,       ///< createPages, mapPages
+    kFailObjects = 8,     ///< createEvent, createPalette
+    kFailSlots = 16,      ///< createSlot, setSlotValue
+    kFailLocking = 32,    ///< lockMovable
+    kFailThreads = 64,    ///< startThread, queueWork
+    kFailWaits = 128,     ///< waitEvent
+    kFailOpen = 0x100,    ///< openFile: too many open files
+    kFailScratch = 0x200, ///< openScratchFile: the disk is full
+    kFailRead = 0x400,    ///< readFile, readFileAt: a device that does not work
+    kFailWrite = 0x800,   ///< writeFile: the disk is full
+    kFailPlaced = 0x1000, ///< writeFileAt: the disk is full
+    kShortWrite = 0x2000, ///< writeFile moves half of what it is given
+    kFailSeek = 0x4000,   ///< seekFile: a device that does not work
+    kFailEnd = 0x8000,    ///< endFileHere: the disk is full
+    kFailClose = 0x10000, ///< closeFile closes, and says that the disk is full
+    kFailNames = 0x20000, ///< deleteFile, moveFile: access denied
+    kFailFiles = kFailOpen | kFailScratch | kFailRead | kFailWrite | kFailPlaced | kFailSeek | kFailEnd | kFailClose |
+                 kFailNames,
     kFailAllocations = kFailHeap | kFailMovable | kFailPages | kFailObjects,
 };
 
@@ -45,9 +57,22 @@ struct NoMemory : Scoped {
     ~NoMemory();
 };
 
-/// What can be alive. Locks are those of movable blocks that have not been undone, objects are events and palettes.
-/// System locks are made on first use and given back at detach: no leak of an operation.
-enum LiveKind { kHeap, kMovable, kLocks, kPages, kViews, kObjects, kSlots, kLeaks, kSystemLocks = kLeaks, kLiveKinds };
+/// What can be alive. Files are those that were opened through the door; locks are those of movable blocks that have
+/// not been undone, objects are events and palettes. System locks are made on first use and given back at detach: no
+/// leak of an operation.
+enum LiveKind {
+    kHeap,
+    kMovable,
+    kLocks,
+    kPages,
+    kViews,
+    kObjects,
+    kSlots,
+    kFiles,
+    kLeaks,
+    kSystemLocks = kLeaks,
+    kLiveKinds
+};
 using LiveCounts = std::array<int, kLiveKinds>;
 
 /// What has come to life since construction and still is. Any number of these may be alive.
