@@ -112,51 +112,83 @@ R_STATIC_ASSERT(sizeof(REDIRECTSET) == REDIRECTSET_SIZE, "the record is byte-exa
 #define REDIRECT_OS 3u        ///< the R_Os calls
 #define REDIRECT_BUFFERED 5u  ///< the R_Buffered calls
 
-// Operations of R_SetRedirectFunctions and R_RedirectIO that stand for something else.
-#define REDIRECT_DEFAULT_OPERATION 0 ///< R_RedirectIO: the R_Os call
-#define REDIRECT_NO_OPERATION (-1)    ///< R_RedirectIO: the thread does not redirect it
-#define REDIRECT_RESTORE_OPERATION (-2) ///< R_SetRedirectFunctions: its default
+// Operations that stand for something else, cast to the operation's type. A null operation is the R_Os call in
+// R_RedirectIO; elsewhere it is none: nothing that the thread redirects, for the process the default, and where a set
+// opens files by itself, an operation that always fails.
+#define REDIRECT_DEFAULT_OPERATION 0    ///< R_RedirectIO: the R_Os call
+#define REDIRECT_NO_OPERATION (-1)      ///< none
+#define REDIRECT_RESTORE_OPERATION (-2) ///< the default: the R_Os call, the generic copy, the system's delete
+
+// An R_Os call that a program has put into a set by a cast is taken for what it is, though it takes no user data; sets
+// that are copied out hold REDIRECT_OS's operation in its place. An operation that answers more bytes than it was asked
+// for has failed. Structure sizes other than 120 are ERROR_INV_STRUCT_SIZE, null pointers to sets ERROR_NULL_PTR.
 
 /// Installs the calling thread's first five operations, with one user pointer for all.
 R_API R_INT R_RedirectIO(REDIRECTOPEN pfnOpen, REDIRECTREAD pfnRead, REDIRECTWRITE pfnWrite, REDIRECTSEEK pfnSeek,
                          REDIRECTCLOSE pfnClose, void* pUserData) R_NOEXCEPT;
 /// Copies a set out; bProcessOnly leaves the thread's own operations out of REDIRECT_CURRENT.
+/// ERROR_INV_PARAMETER for any other kind.
 R_API R_INT R_GetRedirectFunctions(REDIRECTSET* pSet, R_UINT uStructSize, R_UINT uKind, R_INT bProcessOnly) R_NOEXCEPT;
 /// The process-wide set alone. (R_GetRedirectFunctions with REDIRECT_CURRENT and bProcessOnly.)
 R_API R_INT R_GetRedirectFunctions2(REDIRECTSET* pSet, R_UINT uStructSize) R_NOEXCEPT;
-/// The set that opened a redirected handle; -261 for any other handle.
+/// The set that opened a redirected handle; ERROR_INV_HANDLE for any other handle.
 R_API R_INT R_GetRedirectFunctions3(R_INT64 hFile, REDIRECTSET* pSet, R_UINT uStructSize) R_NOEXCEPT;
-/// Installs a set (REDIRECT_CURRENT, for the process or the calling thread, or REDIRECT_TEMPFILE).
+/// Installs a set: REDIRECT_CURRENT, for the process or the calling thread, or REDIRECT_TEMPFILE, whose defaults are
+/// those of REDIRECT_MEMORY. ERROR_FEATURE_NOT_SUPPORTED for REDIRECT_MEMORY, ERROR_INV_PARAMETER for other kinds.
 R_API R_INT R_SetRedirectFunctions(const REDIRECTSET* pSet, R_UINT uKind, R_INT bProcessWide) R_NOEXCEPT;
 /// Registers a set under a pseudo file name "RAVORedirect://XXXXXXXX-XXXXXXXX" (an empty name of at least 50 units
-/// room receives a unique one), or removes it (pSet null).
+/// room receives a unique one), or removes it (pSet null). Any call that opens a redirected file takes the name, on
+/// any thread. Files that are open keep their operations when the name is removed.
+/// Errors: ERROR_NULL_PTR, ERROR_INV_STRUCT_SIZE; ERROR_BUFFER_TOO_SMALL an empty name without room;
+/// ERROR_INV_FILENAME; ERROR_FILE_REGISTERED; ERROR_NO_SUCH_FILE nothing to remove; ERROR_FAILURE no memory.
 R_API R_INT R_SetGlobalRedirectFunctions(R_WCHAR* pszName, R_UINT uNameChars, const REDIRECTSET* pSet) R_NOEXCEPT;
+/// A pseudo file name that nothing is registered under and that no other call has given or will give.
+/// ERROR_BUFFER_TOO_SMALL for less than 50 units.
 R_API R_INT R_GetUniqueRedirectFileName(R_WCHAR* pszBuffer, R_UINT uBufferChars) R_NOEXCEPT;
 /// 1 for a pseudo file name, or a redirected handle whose first five operations are not all R_Os calls; else 0.
 R_API R_INT R_UsesRedirectIO(const R_WCHAR* pszName, R_INT64 hFile) R_NOEXCEPT;
 
-/// Files through the set in force. Handles are the kernel's own; any other value is refused with -1.
+/// Files through the set in force. Handles are the kernel's own; any other value is refused with -1. Operations answer
+/// as the R_Os calls do. Where nobody redirects them, files of up to 32 MiB that are not created or cut are read into
+/// memory when they are opened; what is written to them is on disk at the latest after the close.
+/// A handle serves one thread at a time.
 R_API R_INT64 R_RedirectedOpen(const R_WCHAR* pszName, R_INT nMode, R_INT nPermission) R_NOEXCEPT;
 R_API R_INT64 R_RedirectedOpenA(const char* pszName, R_INT nMode, R_INT nPermission) R_NOEXCEPT;
 R_API R_INT64 R_RedirectedOpenUTF8(const char* pszName, R_INT nMode, R_INT nPermission) R_NOEXCEPT;
 R_API R_INT R_RedirectedRead(R_INT64 hFile, void* pBuffer, R_UINT uBytes) R_NOEXCEPT;
+/// The Big forms move exactly nBytes, in pieces of at most 134,217,727; nBytes, or a negative number, also where the
+/// file ends before. Writing no bytes cuts the file.
 R_API R_INT64 R_RedirectedReadBig(R_INT64 hFile, void* pBuffer, R_INT64 nBytes) R_NOEXCEPT;
 R_API R_INT R_RedirectedWrite(R_INT64 hFile, const void* pBuffer, R_UINT uBytes) R_NOEXCEPT;
 R_API R_INT64 R_RedirectedWriteBig(R_INT64 hFile, const void* pBuffer, R_INT64 nBytes) R_NOEXCEPT;
 R_API R_INT64 R_RedirectedSeek(R_INT64 hFile, R_INT64 nDistance, R_INT nOrigin) R_NOEXCEPT;
 R_API R_INT R_RedirectedClose(R_INT64 hFile) R_NOEXCEPT;
-/// Wraps an open native handle; its set is that in force. nMode is the handle's open mode.
+/// Wraps an open native handle; its set is that in force. nMode is the handle's open mode. When it fails, the native
+/// handle is still the caller's. ERROR_NULL_PTR no phFile; ERROR_INV_PARAMETER handles -1 and -2; ERROR_FAILURE.
 R_API R_INT R_CreateRedirectedFileHandle(R_INT64 hNative, R_INT64* phFile, R_INT nMode) R_NOEXCEPT;
 /// The underlying handle; -1 for a handle that is not redirected.
 R_API R_INT64 R_ExtractRedirectedFileHandle(R_INT64 hFile) R_NOEXCEPT;
 
-/// Sends what the calling thread writes into a growing block of memory, until it is stopped.
+/// Sends what the calling thread writes into a growing block of memory, until it is stopped. Meanwhile the thread opens
+/// that block under whatever name, each time with a position of its own; creating and truncating modes empty it, and so
+/// does deleting. A file position behind the end is no error: what is skipped is zero.
+/// *phFile, where it is asked for, is one more handle over the block, for reading and writing whatever nMode says.
+/// The block starts with room for the larger of the two sizes and doubles. pUserData stands in all pairs of the
+/// installed set, for the program to know it by.
+/// Starts may be nested and stopped in any order; the newest block takes the files. A block serves one thread at a time.
+/// ERROR_INV_PARAMETER for a null ppRecord, ERROR_FAILURE without memory: then nothing has changed.
 R_API R_INT R_StartRedirectToBuffer(void** ppRecord, R_INT64* phFile, R_INT nMode, void* pUserData,
                                     R_SIZE uInitialSize, R_SIZE uMinimumSize) R_NOEXCEPT;
-/// Restores the thread's operations and hands the block over (freed with R_HeapTerm); null pointers drop it.
+/// Restores the thread's operations, as they were at the start, and hands the block over (freed with R_HeapTerm; null
+/// where it is empty); a null ppData frees it. Handles over the block that are still open refuse everything but to be
+/// closed. ERROR_INV_PARAMETER for what is no running record of the calling thread.
 R_API R_INT R_StopRedirectToBuffer(void* pRecord, void** ppData, R_SIZE* puSize) R_NOEXCEPT;
 
-/// Files behind a buffer of 32 KiB; usable as a set's first five operations. A null pUnderlying is the R_Os calls.
+/// Files behind a buffer of 32 KiB; usable as a set's first five operations. pUnderlying is the open's user data: the
+/// REDIRECTSET below, which is copied; null is the R_Os calls. -1 when its size or one of its first five is missing.
+/// What has been written is below at the latest after the close, which answers the status of a write that failed then:
+/// -4 the file below could not seek, else what R_OsGetLastError(-5) says. A call that fails leaves the position where
+/// it was and keeps what has not been written, to be tried again. Cutting writes first what lies before the position.
 R_API R_INT64 R_BufferedOpen(const R_WCHAR* pszName, R_INT nMode, R_INT nPermission, void* pUnderlying) R_NOEXCEPT;
 R_API R_INT R_BufferedRead(R_INT64 hFile, void* pBuffer, R_UINT uBytes, void* pUserData) R_NOEXCEPT;
 R_API R_INT R_BufferedWrite(R_INT64 hFile, const void* pBuffer, R_UINT uBytes, void* pUserData) R_NOEXCEPT;
@@ -171,8 +203,10 @@ R_API R_INT R_GetFileCaching(R_UINT* puMode) R_NOEXCEPT;
 
 // --- Filter callbacks: a file layer that a client hangs between the kernel and a file
 
-/// What R_FilterIO installs on a redirected handle: every read passes through pfnFilter before the caller sees it,
-/// every write before the file does. 1 continues, anything else fails the operation.
+/// What R_FilterIO installs on a redirected handle: what has been read passes through it before the caller sees it, and
+/// what is to be written before the file does, in pieces of at most 4096 bytes; it may change the bytes, not their
+/// number. 1 continues, anything else fails the operation. Cutting a file passes nothing. Within the callback,
+/// R_RedirectedSeek(hFile, 0, FILE_FROM_CURRENT) is the place behind the bytes (reading) or before them (writing).
 typedef R_INT (*FILTERIOCALLBACK)(R_INT64 hFile, void* pBuffer, R_UINT uBytes, R_INT bWriting, void* pUserData);
 /// Installs (null: removes) a handle's filter. -261 for a handle that is not redirected.
 R_API R_INT R_FilterIO(R_INT64 hFile, FILTERIOCALLBACK pfnFilter, void* pUserData) R_NOEXCEPT;
@@ -180,11 +214,13 @@ R_API R_INT R_FilterIO(R_INT64 hFile, FILTERIOCALLBACK pfnFilter, void* pUserDat
 R_API R_INT R_GetFilterIOData(R_INT64 hFile, FILTERIOCALLBACK* ppfnFilter, void** ppUserData) R_NOEXCEPT;
 /// Takes the calling thread's own operations out of the thread and hands them over in pSet (empty members: none).
 R_API R_INT R_ExtractRedirectFunctions(REDIRECTSET* pSet, R_UINT uStructSize) R_NOEXCEPT;
-/// Puts the operations of pSet that are not empty in place of the calling thread's own.
+/// Puts the operations of pSet that are not empty in place of the calling thread's own. R_ExtractRedirectFunctions and
+/// this one are a bracket: between them the thread's files are the process's.
 R_API R_INT R_UpdateRedirectFunctions(const REDIRECTSET* pSet) R_NOEXCEPT;
 /// A redirected handle (kind 4) whose operations are those of pSet, over a file that the caller has opened already;
 /// closing it with R_RedirectedClose calls pSet's close, R_CloseRedirectedCallbackFileHandle gives the handle back
-/// alone.
+/// alone. Operations that are empty fail. ERROR_INV_PARAMETER for handles -1 and -2, ERROR_FAILURE without memory;
+/// closing: ERROR_INV_HANDLE for any but a handle of kind 4.
 R_API R_INT R_CreateRedirectedCallbackFileHandle(R_INT64 hUnderlying, const REDIRECTSET* pSet,
                                                  R_INT64* phFile) R_NOEXCEPT;
 R_API R_INT R_CloseRedirectedCallbackFileHandle(R_INT64 hFile) R_NOEXCEPT;

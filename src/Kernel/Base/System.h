@@ -28,6 +28,7 @@ struct ThreadSettings {
     void* copyStatusUserData = nullptr;
     R_INT savedFileError = 0; ///< what R_OsSetLastError stored and nobody has asked for yet; 0 is none
     REDIRECTSET redirect{};   ///< the thread's own file operations; null where it has none
+    struct RedirectBuffer* buffers = nullptr; ///< blocks that take what the thread writes, the newest first
 };
 
 inline constexpr R_INT64 kDefaultTileSize = 16777216;

@@ -1,0 +1,295 @@
+// Sets in force and by name, the handles they open, filters, and a thread's files in a block of memory.
+#include "Support/FailingPlatform.h"
+#include "Support/MemoryDisk.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <thread>
+
+namespace rv::test {
+namespace {
+
+using Name = std::basic_string<R_WCHAR>;
+constexpr R_UINT kSize = REDIRECTSET_SIZE;
+constexpr R_INT kBoth = FILE_MODE_READ_WRITE;
+constexpr R_INT64 kNoHandles[] = {-1, -2, 0, 1, 65535, 65537, -65536, INT64_MIN};
+
+Name wide(const std::string& text) { return Name(text.begin(), text.end()); }
+REDIRECTSET get(R_UINT kind, R_INT processOnly = 0)
+{
+    REDIRECTSET set{};
+    EXPECT_EQ(R_GetRedirectFunctions(&set, kSize, kind, processOnly), SUCCESS);
+    return set;
+}
+bool same(const REDIRECTSET& a, const REDIRECTSET& b) { return std::memcmp(&a, &b, kSize) == 0; }
+template <class Operation> Operation standFor(intptr_t number) { return reinterpret_cast<Operation>(number); }
+
+/// The process and the thread as they were at the start.
+struct Restore {
+    ~Restore()
+    {
+        EXPECT_EQ(R_SetFileCaching(FILE_CACHING_BUFFERED), SUCCESS); // what changes is made anew
+        EXPECT_EQ(R_SetFileCaching(FILE_CACHING_NONE), SUCCESS);
+        REDIRECTSET own{};
+        EXPECT_EQ(R_ExtractRedirectFunctions(&own, kSize), SUCCESS);
+    }
+};
+
+TEST(RedirectSets, TheThreadsOperationsLieOverTheProcesss)
+{
+    const Restore restore;
+    MemoryDisk mine, everybodys;
+    const REDIRECTSET os = get(REDIRECT_OS), fresh = get(REDIRECT_CURRENT);
+    EXPECT_TRUE(same(os, fresh));
+    REDIRECTSET set = everybodys.set();
+    set.pfnSeek = nullptr; // the default
+    set.pfnClose = standFor<REDIRECTCLOSE>(REDIRECT_RESTORE_OPERATION);
+    EXPECT_EQ(R_SetRedirectFunctions(&set, REDIRECT_CURRENT, 1), SUCCESS);
+    EXPECT_EQ(R_RedirectIO(mine.set().pfnOpen, standFor<REDIRECTREAD>(REDIRECT_NO_OPERATION), nullptr, nullptr, nullptr,
+                           &mine),
+              SUCCESS);
+    const REDIRECTSET both = get(REDIRECT_CURRENT), process = get(REDIRECT_CURRENT, 1);
+    EXPECT_EQ(both.pOpenData, &mine);
+    EXPECT_EQ(both.pReadData, &everybodys);
+    EXPECT_EQ(both.pfnWrite, os.pfnWrite);
+    EXPECT_EQ(process.pfnSeek, os.pfnSeek);
+    EXPECT_EQ(process.pfnClose, os.pfnClose);
+    EXPECT_EQ(process.pCloseData, nullptr);
+    std::thread([&] { EXPECT_TRUE(same(get(REDIRECT_CURRENT), process)); }).join();
+
+    REDIRECTSET own{}, two{};
+    EXPECT_EQ(R_ExtractRedirectFunctions(&own, kSize), SUCCESS);
+    EXPECT_EQ(R_GetRedirectFunctions2(&two, kSize), SUCCESS);
+    EXPECT_TRUE(same(get(REDIRECT_CURRENT), process) && same(two, process));
+    own.pfnWrite = nullptr;
+    EXPECT_EQ(R_UpdateRedirectFunctions(&own), SUCCESS);
+    EXPECT_EQ(get(REDIRECT_CURRENT).pOpenData, &mine);
+    EXPECT_EQ(get(REDIRECT_CURRENT).pWriteData, &everybodys);
+
+    // An R_Os call by a cast takes no user data; it is taken for what it is.
+    own = REDIRECTSET{};
+    own.uStructSize = kSize;
+    void (*const cast)() = reinterpret_cast<void (*)()>(&R_OsRead);
+    own.pfnRead = reinterpret_cast<REDIRECTREAD>(cast);
+    EXPECT_EQ(R_SetRedirectFunctions(&own, REDIRECT_CURRENT, 0), SUCCESS);
+    EXPECT_EQ(get(REDIRECT_CURRENT).pfnRead, os.pfnRead);
+}
+
+TEST(RedirectSets, AnswerTheirStatuses)
+{
+    const Restore restore;
+    REDIRECTSET set = get(REDIRECT_OS);
+    EXPECT_EQ(R_GetRedirectFunctions(nullptr, 7, 9, 0), ERROR_NULL_PTR);
+    EXPECT_EQ(R_GetRedirectFunctions(&set, 7, 9, 0), ERROR_INV_STRUCT_SIZE);
+    for (const R_UINT kind : {4u, 6u, 0xFFFFFFFFu}) {
+        EXPECT_EQ(R_GetRedirectFunctions(&set, kSize, kind, 0), ERROR_INV_PARAMETER);
+        EXPECT_EQ(R_SetRedirectFunctions(&set, kind, 0), ERROR_INV_PARAMETER);
+    }
+    EXPECT_EQ(R_SetRedirectFunctions(&set, REDIRECT_OS, 1), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_SetRedirectFunctions(&set, REDIRECT_MEMORY, 0), ERROR_FEATURE_NOT_SUPPORTED);
+    set.uStructSize = 121;
+    EXPECT_EQ(R_SetRedirectFunctions(&set, REDIRECT_MEMORY, 0), ERROR_INV_STRUCT_SIZE);
+    EXPECT_EQ(R_SetRedirectFunctions(nullptr, REDIRECT_MEMORY, 0), ERROR_NULL_PTR);
+    R_UINT mode = 9;
+    for (const auto& [wanted, stored, status] :
+         {std::array<R_INT, 3>{1, 1, 1}, {3, 1, ERROR_INV_PARAMETER}, {2, 0, 1}}) {
+        EXPECT_EQ(R_SetFileCaching(static_cast<R_UINT>(wanted)), status);
+        EXPECT_EQ(R_GetFileCaching(&mode), SUCCESS);
+        EXPECT_EQ(mode, static_cast<R_UINT>(stored));
+        EXPECT_TRUE(same(get(REDIRECT_CURRENT), get(stored == 1 ? REDIRECT_BUFFERED : REDIRECT_OS)));
+    }
+    EXPECT_EQ(R_GetFileCaching(nullptr), ERROR_NULL_PTR);
+
+    R_INT64 file = 5;
+    EXPECT_EQ(R_CreateRedirectedFileHandle(-1, nullptr, 0), ERROR_NULL_PTR);
+    EXPECT_EQ(R_CreateRedirectedFileHandle(-2, &file, 0), ERROR_INV_PARAMETER);
+    for (const R_INT64 none : kNoHandles) {
+        EXPECT_EQ(R_GetRedirectFunctions3(none, nullptr, 0), ERROR_INV_HANDLE);
+        EXPECT_EQ(R_ExtractRedirectedFileHandle(none), -1);
+        EXPECT_EQ(R_RedirectedRead(none, &file, 8) + R_RedirectedWrite(none, &file, 8) + R_RedirectedClose(none), -3);
+        EXPECT_EQ(R_RedirectedSeek(none, 0, 0) + R_RedirectedReadBig(none, &file, 8), -2);
+        EXPECT_EQ(R_FilterIO(none, nullptr, nullptr), ERROR_INV_HANDLE);
+        EXPECT_EQ(R_UsesRedirectIO(nullptr, none), 0);
+    }
+}
+
+TEST(RedirectNames, OpenThroughTheSetOfTheName)
+{
+    const LiveBlocks live;
+    MemoryDisk disk;
+    const REDIRECTSET set = disk.set();
+    REDIRECTSET wrong = set;
+    wrong.uStructSize = 128;
+    Name name = wide("RAVORedirect://0000000A-0000000B"), lower = wide("RAVORedirect://0000000a-0000000b");
+    Name room(50, 0);
+    EXPECT_EQ(R_SetGlobalRedirectFunctions(nullptr, 0, &set), ERROR_NULL_PTR);
+    EXPECT_EQ(R_SetGlobalRedirectFunctions(name.data(), 33, &wrong), ERROR_INV_STRUCT_SIZE);
+    EXPECT_EQ(R_SetGlobalRedirectFunctions(room.data(), 49, &set), ERROR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(R_SetGlobalRedirectFunctions(room.data(), 50, nullptr), ERROR_INV_FILENAME);
+    for (const char* bad :
+         {"RAVORedirect://A-B", "ravoredirect://0000000A-0000000B", "RAVORedirect://0000000A-0000000B1",
+          "RAVORedirect://0000000A00000000B", "RAVORedirect:/", "x"})
+        EXPECT_EQ(R_SetGlobalRedirectFunctions(wide(bad).data(), 50, &set), ERROR_INV_FILENAME) << bad;
+    EXPECT_EQ(R_SetGlobalRedirectFunctions(name.data(), 33, nullptr), ERROR_NO_SUCH_FILE);
+    EXPECT_EQ(R_SetGlobalRedirectFunctions(name.data(), 33, &set), SUCCESS);
+    EXPECT_EQ(R_SetGlobalRedirectFunctions(lower.data(), 33, &set), ERROR_FILE_REGISTERED);
+    EXPECT_EQ(R_SetGlobalRedirectFunctions(room.data(), 50, &set), SUCCESS);
+
+    disk.bytes = {1, 2, 3};
+    char byte = 0, big[8];
+    const R_INT64 file = R_RedirectedOpenUTF8("RAVORedirect://0000000a-0000000B", FILE_MODE_READ, 0);
+    EXPECT_EQ(R_UsesRedirectIO(nullptr, file) + R_UsesRedirectIO(room.data(), -1), 2);
+    EXPECT_EQ(R_SetGlobalRedirectFunctions(name.data(), 33, nullptr), SUCCESS);
+    EXPECT_EQ(R_RedirectedOpen(name.data(), FILE_MODE_READ, 0), R_INVALID_FILE);
+    EXPECT_EQ(R_RedirectedRead(file, &byte, 1), 1) << "open files keep their operations";
+    EXPECT_EQ(R_RedirectedReadBig(file, big, 3), -1) << "the file ends before";
+    EXPECT_EQ(R_RedirectedWriteBig(file, nullptr, 0), 0);
+    disk.answersTooMuch = true;
+    EXPECT_EQ(R_RedirectedRead(file, &byte, 1), -1);
+    EXPECT_EQ(R_RedirectedClose(file), 0);
+    const NoMemory none;
+    EXPECT_EQ(R_RedirectedOpen(room.data(), FILE_MODE_READ, 0), R_INVALID_FILE);
+    EXPECT_EQ(disk.closed, disk.opened) << "what cannot be handed out is closed";
+    EXPECT_EQ(R_SetGlobalRedirectFunctions(room.data(), 50, nullptr), SUCCESS);
+    EXPECT_EQ(live.count(), 0) << live.text();
+}
+
+TEST(RedirectNames, AreNeverGivenTwiceWhateverTheThreads)
+{
+    constexpr int kThreads = 6, kNames = 200;
+    MemoryDisk disk;
+    const REDIRECTSET set = disk.set();
+    std::vector<std::vector<Name>> names(kThreads);
+    std::vector<std::thread> threads;
+    for (auto& own : names)
+        threads.emplace_back([&own, &set] {
+            for (int i = 0; i < kNames; ++i) {
+                Name name(50, 0), unused(50, 0);
+                EXPECT_EQ(R_SetGlobalRedirectFunctions(name.data(), 50, &set), SUCCESS);
+                EXPECT_EQ(R_GetUniqueRedirectFileName(unused.data(), 50), SUCCESS);
+                EXPECT_EQ(R_SetGlobalRedirectFunctions(name.data(), 50, &set), ERROR_FILE_REGISTERED);
+                own.insert(own.end(), {name, unused});
+            }
+            for (size_t i = 0; i < own.size(); i += 2)
+                EXPECT_EQ(R_SetGlobalRedirectFunctions(own[i].data(), 50, nullptr), SUCCESS);
+        });
+    for (std::thread& thread : threads) thread.join();
+    std::set<Name> all;
+    for (const auto& own : names) all.insert(own.begin(), own.end());
+    EXPECT_EQ(all.size(), size_t{2} * kThreads * kNames);
+}
+
+TEST(RedirectedFiles, PassTheirFilterBothWays)
+{
+    MemoryDisk disk;
+    REDIRECTSET set = disk.set();
+    R_INT64 file = -1;
+    EXPECT_EQ(R_CreateRedirectedCallbackFileHandle(70001, &set, &file), SUCCESS);
+    R_INT fails = 0;
+    const FILTERIOCALLBACK invert = [](R_INT64, void* buffer, R_UINT count, R_INT, void* data) -> R_INT {
+        for (R_UINT i = 0; i < count; ++i) static_cast<uint8_t*>(buffer)[i] ^= 0xFF;
+        return *static_cast<R_INT*>(data) != 0 ? FAILURE : SUCCESS;
+    };
+    EXPECT_EQ(R_FilterIO(file, invert, &fails), SUCCESS);
+    std::vector<uint8_t> bytes(10001, 5), back(10001);
+    EXPECT_EQ(R_RedirectedWrite(file, bytes.data(), 10001), 10001);
+    EXPECT_TRUE(disk.bytes == std::vector<uint8_t>(10001, 0xFA));
+    EXPECT_EQ(bytes[0], 5) << "what is written is the caller's";
+    EXPECT_EQ(R_RedirectedSeek(file, 0, 0), 0);
+    EXPECT_EQ(R_RedirectedReadBig(file, back.data(), 10001), 10001);
+    EXPECT_TRUE(bytes == back);
+    fails = 1;
+    EXPECT_EQ(R_RedirectedWrite(file, bytes.data(), 1), -1);
+    EXPECT_EQ(disk.bytes.size(), 10001u);
+    EXPECT_EQ(R_CloseRedirectedCallbackFileHandle(file), SUCCESS);
+    EXPECT_EQ(disk.closed, 0);
+}
+
+TEST(RedirectToBuffer, HoldsWhatAPlainArrayHolds)
+{
+    std::mt19937 random(3);
+    const LiveBlocks live;
+    for (int round = 0; round < 20 && !::testing::Test::HasFailure(); ++round) {
+        void *record = nullptr, *data = nullptr;
+        R_SIZE size = 9;
+        struct {
+            R_INT64 handle = -1;
+            size_t at = 0;
+        } files[3];
+        EXPECT_EQ(R_StartRedirectToBuffer(&record, &files[0].handle, 0, nullptr, 0, random() % 2 * 100), SUCCESS);
+        for (int i : {1, 2}) files[i].handle = R_RedirectedOpen(wide("any").c_str(), kBoth, 0);
+        std::vector<uint8_t> content, bytes;
+        for (int i = 0; i < 300; ++i) {
+            auto& [handle, at] = files[random() % 3];
+            const auto count = static_cast<R_UINT>(random() % 3000);
+            bytes.assign(count, static_cast<uint8_t>(i + 1));
+            const size_t there = std::min<size_t>(count, content.size() - std::min(at, content.size()));
+            switch (random() % 4) {
+            case 0:
+                ASSERT_EQ(R_RedirectedWrite(handle, bytes.data(), count), static_cast<R_INT>(count));
+                content.resize(count == 0 ? at : std::max(content.size(), at + count));
+                std::copy(bytes.begin(), bytes.end(), content.begin() + static_cast<long>(at));
+                at += count;
+                break;
+            case 1:
+                ASSERT_EQ(R_RedirectedRead(handle, bytes.data(), count), static_cast<R_INT>(there));
+                ASSERT_TRUE(std::equal(bytes.begin(), bytes.begin() + static_cast<long>(there),
+                                       content.begin() + static_cast<long>(std::min(at, content.size()))));
+                at += there;
+                break;
+            case 2:
+                if (random() % 9 != 0) break;
+                ASSERT_EQ(R_RedirectedWrite(handle, nullptr, 0), 0);
+                content.resize(at);
+                break;
+            default:
+                at = random() % (content.size() + 500);
+                ASSERT_EQ(R_RedirectedSeek(handle, static_cast<R_INT64>(at) - static_cast<R_INT64>(content.size()), 2),
+                          static_cast<R_INT64>(at));
+            }
+        }
+        EXPECT_EQ(R_RedirectedClose(files[1].handle), 0);
+        EXPECT_EQ(R_StopRedirectToBuffer(record, &data, &size), SUCCESS);
+        ASSERT_EQ(size, content.size());
+        EXPECT_TRUE(size == 0 || std::memcmp(data, content.data(), size) == 0);
+        R_HeapTerm(data);
+        EXPECT_EQ(R_RedirectedWrite(files[0].handle, &size, 8), -1) << "stopped";
+        for (int i : {0, 2}) EXPECT_EQ(R_RedirectedClose(files[i].handle), 0);
+    }
+    EXPECT_EQ(live.count(), 0) << live.text();
+}
+
+TEST(RedirectToBuffer, IsStoppedInAnyOrder)
+{
+    const Restore restore;
+    const LiveBlocks live;
+    MemoryDisk disk;
+    EXPECT_EQ(R_RedirectIO(disk.set().pfnOpen, nullptr, nullptr, nullptr, nullptr, &disk), SUCCESS);
+    const REDIRECTSET before = get(REDIRECT_CURRENT);
+    for (const auto& order : {std::array<int, 3>{0, 1, 2}, {0, 2, 1}, {1, 0, 2}, {1, 2, 0}, {2, 0, 1}, {2, 1, 0}}) {
+        void* records[3] = {};
+        for (void*& record : records) EXPECT_EQ(R_StartRedirectToBuffer(&record, nullptr, 0, &record, 10, 10), SUCCESS);
+        const REDIRECTSET kept = get(REDIRECT_CURRENT);
+        for (int left = 3; const int which : order) {
+            std::thread([&] {
+                EXPECT_EQ(R_StopRedirectToBuffer(records[which], nullptr, nullptr), ERROR_INV_PARAMETER);
+            }).join();
+            EXPECT_EQ(R_StopRedirectToBuffer(records[which], nullptr, nullptr), SUCCESS);
+            EXPECT_EQ(R_StopRedirectToBuffer(records[which], nullptr, nullptr), ERROR_INV_PARAMETER);
+            const R_INT64 file = R_RedirectedOpen(wide("any").c_str(), FILE_MODE_READ, 0);
+            EXPECT_EQ(disk.opened, --left == 0 ? disk.closed + 1 : disk.closed);
+            disk.opened = disk.closed = 0;
+            EXPECT_EQ(R_CloseRedirectedCallbackFileHandle(file), ERROR_INV_HANDLE) << "it was not made by a program";
+            (void)R_RedirectedClose(file); // of the last, by the system: it is none of its handles
+        }
+        EXPECT_TRUE(same(get(REDIRECT_CURRENT), before));
+        EXPECT_EQ(kept.pfnOpen(wide("any").c_str(), kBoth, 0, kept.pOpenData), -1) << "kept operations open nothing";
+    }
+    EXPECT_EQ(R_StartRedirectToBuffer(nullptr, nullptr, 0, nullptr, 0, 0), ERROR_INV_PARAMETER);
+    EXPECT_EQ(live.count(), 0) << live.text();
+}
+
+} // namespace
+} // namespace rv::test
