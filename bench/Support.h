@@ -56,6 +56,7 @@ void measure(const std::string& job, const std::string& who, MakeStep make);
 MakeStep copyOf(size_t bytes);
 
 // One function for each file of measurements.
+void registerBuffered();
 void registerMemory();
 void registerThreads();
 void registerTurns();

@@ -111,6 +111,7 @@ int main(int argc, char** argv)
     rv::bench::registerMemory();
     rv::bench::registerThreads();
     rv::bench::registerTurns();
+    rv::bench::registerBuffered();
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }
