@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <set>
 #include <string>
 #include <thread>
@@ -179,6 +180,68 @@ TEST(RedirectNames, AreNeverGivenTwiceWhateverTheThreads)
     std::set<Name> all;
     for (const auto& own : names) all.insert(own.begin(), own.end());
     EXPECT_EQ(all.size(), size_t{2} * kThreads * kNames);
+}
+
+/// A file on disk, of zeros and three bytes at its end.
+struct DiskFile {
+    explicit DiskFile(R_INT64 size)
+    {
+        const R_INT64 file = R_OsOpen(name.c_str(), kBoth | FILE_MODE_CREATE, 0);
+        EXPECT_EQ(R_OsSeek(file, size - 3, FILE_FROM_START), size - 3);
+        EXPECT_EQ(R_OsWrite(file, "end", 3), 3);
+        EXPECT_EQ(R_OsClose(file), 0);
+    }
+    ~DiskFile() { EXPECT_EQ(R_OsDelete(name.c_str()), 0) << "somebody has it open"; }
+    std::string ending() const
+    {
+        const R_INT64 file = R_OsOpen(name.c_str(), FILE_MODE_READ, 0);
+        char text[4] = {};
+        EXPECT_GT(R_OsSeek(file, -3, FILE_FROM_END), 0);
+        EXPECT_EQ(R_OsRead(file, text, 3), 3);
+        EXPECT_EQ(R_OsClose(file), 0);
+        return text;
+    }
+    const Name name =
+        (std::filesystem::temp_directory_path() / ("rv" + std::to_string(std::random_device{}()))).string<R_WCHAR>();
+};
+
+TEST(RedirectedFiles, AreTheFilesOnDiskWhereverTheyAreHeld)
+{
+    const Restore restore;
+    const LiveBlocks live;
+    constexpr R_INT64 kMostHeld = 32 << 20;
+    for (const R_UINT caching : {FILE_CACHING_NONE, FILE_CACHING_BUFFERED}) {
+        EXPECT_EQ(R_SetFileCaching(caching), SUCCESS);
+        for (const R_INT64 size : {R_INT64{1000}, kMostHeld, kMostHeld + 1}) {
+            const DiskFile disk(size);
+            const R_INT64 file = R_RedirectedOpen(disk.name.c_str(), kBoth, 0);
+            REDIRECTSET set{};
+            EXPECT_EQ(R_GetRedirectFunctions3(file, &set, kSize), SUCCESS);
+            if (size > kMostHeld) {
+                EXPECT_TRUE(same(set, get(caching == 0 ? REDIRECT_OS : REDIRECT_BUFFERED))) << size << " is held";
+            }
+            char text[4] = {};
+            EXPECT_EQ(R_RedirectedSeek(file, 0, FILE_FROM_CURRENT), 0);
+            EXPECT_EQ(R_RedirectedSeek(file, -3, FILE_FROM_END), size - 3);
+            EXPECT_EQ(R_RedirectedReadBig(file, text, 3), 3);
+            EXPECT_STREQ(text, "end");
+            EXPECT_EQ(R_RedirectedSeek(file, size - 2, FILE_FROM_START), size - 2);
+            EXPECT_EQ(R_RedirectedWriteBig(file, "NDs", 3), 3);
+            EXPECT_EQ(R_RedirectedClose(file), 0);
+            EXPECT_EQ(disk.ending(), "NDs") << size;
+            // A native handle is wrapped where it stands.
+            R_INT64 wrapped = -1;
+            const R_INT64 native = R_OsOpen(disk.name.c_str(), kBoth, 0);
+            EXPECT_EQ(R_OsSeek(native, -1, FILE_FROM_END), size);
+            EXPECT_EQ(R_CreateRedirectedFileHandle(native, &wrapped, kBoth), SUCCESS);
+            EXPECT_EQ(R_ExtractRedirectedFileHandle(wrapped) == native, caching == 0);
+            EXPECT_EQ(R_RedirectedWrite(wrapped, nullptr, 0), 0);
+            EXPECT_EQ(R_RedirectedWrite(wrapped, "z", 1), 1);
+            EXPECT_EQ(R_RedirectedClose(wrapped), 0);
+            EXPECT_EQ(disk.ending(), "NDz") << size;
+        }
+    }
+    EXPECT_EQ(live.count(), 0) << live.text();
 }
 
 TEST(RedirectedFiles, PassTheirFilterBothWays)

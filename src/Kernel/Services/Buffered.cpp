@@ -64,7 +64,7 @@ public:
         return static_cast<R_INT>(bytes);
     }
 
-    R_INT cut() noexcept;
+    [[gnu::noinline]] R_INT cut() noexcept;
     R_INT64 seek(R_INT64 distance, R_INT origin) noexcept;
     R_INT close() noexcept;
 
@@ -97,10 +97,11 @@ private:
         if (!moveWithin(position)) emptyAt(position);
     }
 
-    R_INT readOn(uint8_t* out, R_UINT bytes) noexcept;
+    // Out of line, so that what fits the buffer pays for no registers of theirs.
+    [[gnu::noinline]] R_INT readOn(uint8_t* out, R_UINT bytes) noexcept;
     R_INT readThrough(uint8_t* out, R_UINT bytes) noexcept;
     R_INT readSome(void* out, R_UINT bytes) noexcept;
-    R_INT writeOn(const uint8_t* from, R_UINT bytes) noexcept;
+    [[gnu::noinline]] R_INT writeOn(const uint8_t* from, R_UINT bytes) noexcept;
     R_INT writeThrough(const uint8_t* from, R_UINT bytes) noexcept;
     Status writeAll(const void* from, R_UINT bytes) noexcept;
     Status put(R_INT64 position) noexcept;

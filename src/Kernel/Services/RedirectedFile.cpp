@@ -1,6 +1,7 @@
 // Redirected handles: opening by the set in force, and the calls that go through a handle's own set.
 #include "Kernel/Services/Redirect.h"
 
+#include "Common/NarrowText.h"
 #include "Common/WideUTF8.h"
 #include "Kernel/Base/Status.h"
 #include "Kernel/Services/Osys.h"
@@ -125,7 +126,8 @@ R_INT64 open(const R_WCHAR* name, R_INT nMode, R_INT nPermission) noexcept
 
 // --- Reading and writing
 
-R_INT passFilter(const RedirectedFile& file, void* buffer, R_INT bytes, bool writing) noexcept
+// Out of line: a filter is rare, and its pieces want a stack of their own.
+[[gnu::noinline]] R_INT passFilter(const RedirectedFile& file, void* buffer, R_INT bytes, bool writing) noexcept
 {
     const auto handle = reinterpret_cast<R_INT64>(&file);
     const R_INT answer = file.filter(handle, buffer, static_cast<R_UINT>(bytes), writing ? 1 : 0, file.filterData);
@@ -145,7 +147,7 @@ inline R_INT read(const RedirectedFile& file, void* buffer, R_UINT bytes) noexce
     return file.filter == nullptr || got <= 0 ? got : passFilter(file, buffer, got, false);
 }
 
-R_INT writeFiltered(const RedirectedFile& file, const void* buffer, R_UINT bytes) noexcept
+[[gnu::noinline]] R_INT writeFiltered(const RedirectedFile& file, const void* buffer, R_UINT bytes) noexcept
 {
     char piece[kFilterPiece];
     R_UINT done = 0;
@@ -211,31 +213,6 @@ R_INT giveHandle(R_INT64 underlying, const REDIRECTSET& set, HandleKind kind, R_
     return *phFile == R_INVALID_FILE ? ERROR_FAILURE : SUCCESS;
 }
 
-/// Narrow text as a name; empty without memory.
-class NarrowName {
-public:
-    explicit NarrowName(const char* text) noexcept
-    {
-        const size_t needed = platform().wideFromNarrow(place_, kPlace, text);
-        if (needed <= kPlace) {
-            text_ = place_;
-            return;
-        }
-        block_ = static_cast<R_WCHAR*>(platform().allocate(needed * sizeof(R_WCHAR)));
-        if (block_ != nullptr && platform().wideFromNarrow(block_, needed, text) <= needed) text_ = block_;
-    }
-    ~NarrowName() { platform().release(block_); }
-    NarrowName(const NarrowName&) = delete;
-    NarrowName& operator=(const NarrowName&) = delete;
-    const R_WCHAR* get() const noexcept { return text_; }
-
-private:
-    static constexpr size_t kPlace = 264;
-    const R_WCHAR* text_ = nullptr;
-    R_WCHAR* block_ = nullptr;
-    R_WCHAR place_[kPlace] = {};
-};
-
 } // namespace
 } // namespace rv
 
@@ -250,15 +227,15 @@ R_INT64 R_RedirectedOpen(const R_WCHAR* pszName, R_INT nMode, R_INT nPermission)
 R_INT64 R_RedirectedOpenA(const char* pszName, R_INT nMode, R_INT nPermission) noexcept
 {
     if (pszName == nullptr) return R_INVALID_FILE;
-    const NarrowName name(pszName);
-    return R_RedirectedOpen(name.get(), nMode, nPermission);
+    const NarrowArgument name(pszName);
+    return name ? open(name.get(), nMode, nPermission) : R_INVALID_FILE;
 }
 
 R_INT64 R_RedirectedOpenUTF8(const char* pszName, R_INT nMode, R_INT nPermission) noexcept
 {
     if (pszName == nullptr) return R_INVALID_FILE;
     const WideText name(pszName);
-    return R_RedirectedOpen(name.get(), nMode, nPermission);
+    return name ? open(name.get(), nMode, nPermission) : R_INVALID_FILE;
 }
 
 R_INT R_RedirectedRead(R_INT64 hFile, void* pBuffer, R_UINT uBytes) noexcept
