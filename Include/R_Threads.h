@@ -18,15 +18,16 @@ typedef R_UINT (*RAVOTHREADPROC)(void* pContext);
 #define THREAD_DEDICATED 0x1u    ///< a thread of its own
 #define THREAD_LONG_RUNNING 0x2u ///< the pool does not count on this worker to come back soon
 
-/// Runs pfnProc on a thread of its own and returns at once. 1, or ERROR_FAILURE.
+/// Runs pfnProc on a thread of its own, whatever uFlags say, and returns at once. 1, ERROR_FAILURE, or
+/// ERROR_INV_PARAMETER for a null pfnProc.
 R_API R_INT R_RavoThreadCreateAndRun(RAVOTHREADPROC pfnProc, void* pContext, R_UINT uFlags) R_NOEXCEPT;
 /// The same where threads are switched off: runs pfnProc here and now. 1.
 R_API R_INT R_RavoThreadCreateAndRunST(RAVOTHREADPROC pfnProc, void* pContext, R_UINT uFlags) R_NOEXCEPT;
 
 /// A thread-local slot; its value is null on every thread until set. 0xFFFFFFFF where there is none left.
 R_API R_UINT R_TlsAlloc(void) R_NOEXCEPT;
-R_API R_INT R_TlsFree(R_UINT uSlot) R_NOEXCEPT;                  ///< 1, or ERROR_INV_PARAMETER for a slot not in use
-R_API void* R_TlsGetValue(R_UINT uSlot) R_NOEXCEPT;              ///< null for a slot not in use
+R_API R_INT R_TlsFree(R_UINT uSlot) R_NOEXCEPT;                   ///< 1, or ERROR_INV_PARAMETER for a slot not in use
+R_API void* R_TlsGetValue(R_UINT uSlot) R_NOEXCEPT;               ///< null for a slot not in use
 R_API R_INT R_TlsSetValue(R_UINT uSlot, void* pValue) R_NOEXCEPT; ///< 1, ERROR_INV_PARAMETER, ERROR_FAILURE no memory
 
 #if defined(__cplusplus)
@@ -129,7 +130,7 @@ public:
     RVReaderWriterLock* GetLock() noexcept;
 
 private:
-    static R_UINT RunQueued(void* pItem) noexcept;
+    void RunQueued(RVWORKITEMCALLBACK pfnCallback, void* pData) noexcept;
     void EndItem() noexcept;
 
     R_UINT m_uFlags;

@@ -37,10 +37,24 @@ void rv::releaseThreading() noexcept
 
 // --- Work
 
+rv::Work rv::workOf(RAVOTHREADPROC proc, void* context) noexcept
+{
+    const auto run = [](const Work& work) { return reinterpret_cast<RAVOTHREADPROC>(work.function)(work.data); };
+    return {run, reinterpret_cast<void (*)()>(proc), nullptr, context};
+}
+
+R_INT rv::startWork(const Work& work, R_UINT threadFlags) noexcept
+{
+    const bool started = (threadFlags & THREAD_DEDICATED) != 0
+                             ? platform().startThread(work)
+                             : platform().queueWork(work, (threadFlags & THREAD_LONG_RUNNING) != 0);
+    return started ? SUCCESS : ERROR_FAILURE;
+}
+
 R_INT R_RavoThreadCreateAndRun(RAVOTHREADPROC pfnProc, void* pContext, R_UINT) noexcept
 {
     if (pfnProc == nullptr) return ERROR_INV_PARAMETER;
-    return rv::platform().startThread(pfnProc, pContext) ? SUCCESS : ERROR_FAILURE;
+    return rv::startWork(rv::workOf(pfnProc, pContext), THREAD_DEDICATED);
 }
 
 R_INT R_RavoThreadCreateAndRunST(RAVOTHREADPROC pfnProc, void* pContext, R_UINT) noexcept
@@ -54,11 +68,7 @@ RVThreadPool::~RVThreadPool() = default;
 
 R_INT RVThreadPool::QueueUserWorkItem(RAVOTHREADPROC pfnProc, void* pContext, R_UINT uFlags) noexcept
 {
-    if (pfnProc == nullptr) return ERROR_FAILURE;
-    const bool started = (uFlags & THREAD_DEDICATED) != 0
-                             ? rv::platform().startThread(pfnProc, pContext)
-                             : rv::platform().queueWork(pfnProc, pContext, (uFlags & THREAD_LONG_RUNNING) != 0);
-    return started ? SUCCESS : ERROR_FAILURE;
+    return pfnProc != nullptr ? rv::startWork(rv::workOf(pfnProc, pContext), uFlags) : ERROR_FAILURE;
 }
 
 // --- Thread-local slots

@@ -1,19 +1,11 @@
 // Groups of work items. Workers and waiters are on different threads, so that the fields which both look at are read
 // and written atomically, lock or no lock.
+#include "Common/Rvthreading.h"
 #include "Platform/Platform.h"
 #include "R_Status.h"
 #include "R_Threads.h"
 
-#include <new>
-
 namespace {
-
-/// What a worker is handed.
-struct QueuedItem {
-    RVWorkItems* group;
-    RVWORKITEMCALLBACK callback;
-    void* data;
-};
 
 constexpr R_UINT kAnyLock = WORKITEMS_LOCK | WORKITEMS_LOCK_CANCEL | WORKITEMS_KEEP_STATUS;
 
@@ -78,30 +70,26 @@ R_INT RVWorkItems::QueueItem(RVWORKITEMCALLBACK pfnCallback, void* pData) noexce
         SetStatus(pfnCallback(this, pData));
         return SUCCESS;
     }
-    void* const memory = rv::platform().allocate(sizeof(QueuedItem));
-    if (memory == nullptr) return ERROR_FAILURE;
-    auto* const item = new (memory) QueuedItem{this, pfnCallback, pData};
-    const R_INT status = RVThreadPool::QueueUserWorkItem(&RunQueued, item, m_uThreadFlags);
-    if (status != SUCCESS) rv::platform().release(item);
-    return status;
+    const auto run = [](const rv::Work& item) -> R_UINT {
+        auto* const group = static_cast<RVWorkItems*>(item.object);
+        group->RunQueued(reinterpret_cast<RVWORKITEMCALLBACK>(item.function), item.data);
+        return 0;
+    };
+    return rv::startWork({run, reinterpret_cast<void (*)()>(pfnCallback), this, pData}, m_uThreadFlags);
 }
 
 /// The callback of a group without a count may end the group itself, by Finish(): only its result can make this touch
 /// the group again.
-R_UINT RVWorkItems::RunQueued(void* pItem) noexcept
+void RVWorkItems::RunQueued(RVWORKITEMCALLBACK pfnCallback, void* pData) noexcept
 {
-    const QueuedItem item = *static_cast<QueuedItem*>(pItem);
-    rv::platform().release(pItem); // first: the last item's end may be the end of everything
-    RVWorkItems* const group = item.group;
-    const bool counted = get(group->m_uCount) != 0;
-    const bool keepsStatus = (group->m_uFlags & WORKITEMS_KEEP_STATUS) != 0;
-    if (group->IsCanceled() == 0) {
-        const R_INT status = item.callback(group, item.data);
-        if (keepsStatus) group->SetStatus(status);
-        if (status == ERROR_USER_ABORT) group->Cancel();
+    const bool counted = get(m_uCount) != 0;
+    const bool keepsStatus = (m_uFlags & WORKITEMS_KEEP_STATUS) != 0;
+    if (IsCanceled() == 0) {
+        const R_INT status = pfnCallback(this, pData);
+        if (keepsStatus) SetStatus(status);
+        if (status == ERROR_USER_ABORT) Cancel();
     }
-    if (counted) group->EndItem();
-    return 0;
+    if (counted) EndItem();
 }
 
 /// One item less to wait for. The group may be gone when this returns: the waiter is free as soon as the event is set,

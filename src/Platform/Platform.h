@@ -29,8 +29,13 @@ struct LockStorage {
 /// What the start of mapped pages is at least a multiple of.
 inline constexpr size_t kPagesAlignment = 64;
 
-/// What a thread or a queued work item runs.
-using ThreadWork = R_UINT (*)(void* context);
+/// What a thread or the pool runs, and what it tells it. Copied when it is handed over, so that nobody has to keep it.
+struct Work {
+    R_UINT (*run)(const Work& work);
+    void (*function)(); ///< of any type; run knows
+    void* object;
+    void* data;
+};
 
 /// How a wait ended.
 enum class Waited : uint8_t { failed, timedOut, signalled };
@@ -125,11 +130,11 @@ public:
     virtual void leaveSlimLock(LockStorage* lock, bool shared) noexcept;
     virtual void destroySlimLock(LockStorage* lock) noexcept;
 
-    /// Run work(context) on a thread of its own, or on the process's pool, where mayRunLong says that the worker will
-    /// not be back soon. The library stays loaded until the work has ended: on Windows each item holds it, elsewhere
-    /// endWork() waits. False: nothing will run.
-    virtual bool startThread(ThreadWork work, void* context) noexcept;
-    virtual bool queueWork(ThreadWork work, void* context, bool mayRunLong) noexcept;
+    /// Run work on a thread of its own, or on the process's pool, where mayRunLong says that the worker will not be
+    /// back soon. The library stays loaded until the work has ended: on Windows each item holds it, elsewhere endWork()
+    /// waits. False: nothing will run.
+    virtual bool startThread(const Work& work) noexcept;
+    virtual bool queueWork(const Work& work, bool mayRunLong) noexcept;
     /// Before the library goes: returns when nothing that was started above can still enter it.
     virtual void endWork() noexcept;
     virtual uint32_t coreCount() noexcept; ///< of the machine, as far as the process may use them; 0: not known

@@ -61,8 +61,7 @@ struct Member {
 namespace {
 
 struct Job {
-    ThreadWork work;
-    void* context;
+    Work work;
     bool mayRunLong;
 };
 
@@ -273,7 +272,7 @@ void runOne(PoolLock& hold, Member* member) noexcept
     member->away = job.mayRunLong;
     hold.unlock();
     if (spare != nullptr) platform().release(spare);
-    job.work(job.context);
+    job.work.run(job.work);
     hold.lock();
     if (member->age == pool.age && job.mayRunLong) --pool.away;
 }
@@ -307,21 +306,15 @@ void findWorker() noexcept
     }
 }
 
-/// What a thread of its own is given; it frees this before it begins.
-struct Start {
-    ThreadWork work;
-    void* context;
-};
-
 void* dedicatedThread(void* argument) noexcept
 {
-    const Start start = *static_cast<Start*>(argument);
-    platform().release(argument);
+    const Work work = *static_cast<Work*>(argument);
+    platform().release(argument); // before it begins
     PoolLock hold;
     Member member{pool.age, true};
     pthread_setspecific(pool.key, &member);
     hold.unlock();
-    start.work(start.context);
+    work.run(work);
     hold.lock();
     if (member.age == pool.age) leave(hold);
     return nullptr;
@@ -350,11 +343,11 @@ WorkerAway::~WorkerAway()
     if (member_->age == pool.age) --pool.away;
 }
 
-bool Platform::startThread(ThreadWork work, void* context) noexcept
+bool Platform::startThread(const Work& work) noexcept
 {
-    void* const memory = allocate(sizeof(Start));
+    void* const memory = allocate(sizeof(Work));
     if (memory == nullptr) return false;
-    new (memory) Start{work, context};
+    new (memory) Work(work);
     bool started;
     {
         const PoolLock hold;
@@ -364,10 +357,10 @@ bool Platform::startThread(ThreadWork work, void* context) noexcept
     return started;
 }
 
-bool Platform::queueWork(ThreadWork work, void* context, bool mayRunLong) noexcept
+bool Platform::queueWork(const Work& work, bool mayRunLong) noexcept
 {
     const PoolLock hold;
-    if (!makeReady() || !pool.queue.push({work, context, mayRunLong})) return false;
+    if (!makeReady() || !pool.queue.push({work, mayRunLong})) return false;
     if (mayRunLong) ++pool.away;
     findWorker();
     if (pool.workers != 0) return true;

@@ -70,20 +70,19 @@ void Platform::destroySlimLock(LockStorage*) noexcept {} // nothing is held for 
 namespace {
 
 struct Start {
-    ThreadWork work;
-    void* context;
+    Work work;
     HMODULE module;
 };
 
 /// The work as a thread or the pool takes it over; null without memory.
-Start* makeStart(ThreadWork work, void* context) noexcept
+Start* makeStart(const Work& work) noexcept
 {
     HMODULE module;
     if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<const WCHAR*>(&makeStart),
                             &module))
         return nullptr;
     void* const memory = platform().allocate(sizeof(Start));
-    if (memory != nullptr) return new (memory) Start{work, context, module};
+    if (memory != nullptr) return new (memory) Start{work, module};
     FreeLibrary(module);
     return nullptr;
 }
@@ -102,7 +101,7 @@ void drop(Start* start) noexcept { FreeLibrary(take(start).module); }
 DWORD WINAPI runThread(void* argument)
 {
     const Start start = take(argument);
-    const R_UINT result = start.work(start.context);
+    const R_UINT result = start.work.run(start.work);
     FreeLibraryAndExitThread(start.module, result);
 }
 
@@ -110,14 +109,14 @@ void CALLBACK runItem(PTP_CALLBACK_INSTANCE instance, void* argument)
 {
     const Start start = take(argument);
     FreeLibraryWhenCallbackReturns(instance, start.module);
-    start.work(start.context);
+    start.work.run(start.work);
 }
 
 } // namespace
 
-bool Platform::startThread(ThreadWork work, void* context) noexcept
+bool Platform::startThread(const Work& work) noexcept
 {
-    Start* const start = makeStart(work, context);
+    Start* const start = makeStart(work);
     if (start == nullptr) return false;
     const HANDLE thread = CreateThread(nullptr, 0, &runThread, start, 0, nullptr);
     if (thread == nullptr) {
@@ -128,9 +127,9 @@ bool Platform::startThread(ThreadWork work, void* context) noexcept
     return true;
 }
 
-bool Platform::queueWork(ThreadWork work, void* context, bool mayRunLong) noexcept
+bool Platform::queueWork(const Work& work, bool mayRunLong) noexcept
 {
-    Start* const start = makeStart(work, context);
+    Start* const start = makeStart(work);
     if (start == nullptr) return false;
     TP_CALLBACK_ENVIRON environment;
     InitializeThreadpoolEnvironment(&environment);

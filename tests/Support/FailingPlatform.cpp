@@ -126,13 +126,10 @@ public:
     }
     void deletePalette(HPALETTE palette) noexcept override { Platform::deletePalette(end(kObjects, palette)); }
 
-    bool startThread(ThreadWork work, void* context) noexcept override
+    bool startThread(const Work& work) noexcept override { return !fails(kFailThreads) && Platform::startThread(work); }
+    bool queueWork(const Work& work, bool mayRunLong) noexcept override
     {
-        return !fails(kFailThreads) && Platform::startThread(work, context);
-    }
-    bool queueWork(ThreadWork work, void* context, bool mayRunLong) noexcept override
-    {
-        return !fails(kFailThreads) && Platform::queueWork(work, context, mayRunLong);
+        return !fails(kFailThreads) && Platform::queueWork(work, mayRunLong);
     }
     bool slimLocks() noexcept override
     {
