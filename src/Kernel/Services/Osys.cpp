@@ -56,7 +56,11 @@ R_INT64 moveBig(Buffer* buffer, R_INT64 bytes, OnNothing onNothing, Move move) n
         if (buffer == nullptr) return refused();
         const R_INT64 left = bytes - done;
         const int64_t moved = move(buffer + done, static_cast<uint32_t>(left < kMaxTransfer ? left : kMaxTransfer));
-        if (moved < 0 || (moved == 0 && onNothing == OnNothing::fail)) return R_INVALID_FILE;
+        if (moved < 0) return R_INVALID_FILE;
+        if (moved == 0 && onNothing == OnNothing::fail) {
+            platform().setNativeError(native::kWriteFault);
+            return R_INVALID_FILE;
+        }
         done += moved;
     }
     return bytes;

@@ -1,0 +1,383 @@
+#include "Platform/NativeErrors.h"
+#include "Platform/Platform.h"
+#include "R_Files.h"
+#include "Support/FailingPlatform.h"
+#include "Support/Folder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace rv::test {
+namespace {
+
+namespace n = native;
+
+uint32_t nativeError() { return platform().nativeError(); }
+
+/// What a call answered, and the error that it left.
+struct Outcome {
+    bool done;
+    uint32_t error;
+    friend bool operator==(const Outcome&, const Outcome&) = default;
+};
+constexpr Outcome kDone = {true, 0};
+constexpr Outcome refusedWith(uint32_t error) { return {false, error}; }
+Outcome outcome(bool done) { return done ? kDone : refusedWith(nativeError()); }
+std::ostream& operator<<(std::ostream& out, const Outcome& o) { return out << (o.done ? "done" : "error ") << o.error; }
+
+Outcome opens(const Wide& name, R_INT mode, R_INT permission = 0)
+{
+    const R_INT64 file = R_OsOpen(name.c_str(), mode, permission);
+    const Outcome result = outcome(file != R_INVALID_FILE);
+    if (result.done) {
+        EXPECT_EQ(R_OsClose(file), 0);
+    }
+    return result;
+}
+Outcome deletes(const Wide& name) { return outcome(R_OsDelete(name.c_str()) == 0); }
+Outcome moves(const Wide& from, const Wide& to, R_UINT flags)
+{
+    return outcome(R_MoveFileEx(from.c_str(), to.c_str(), flags) == 1);
+}
+
+constexpr R_INT kRW = FILE_MODE_READ_WRITE;
+constexpr R_INT kShareNone = FILE_SHARE_BIT_WRITE, kShareRead = FILE_SHARE_BIT_READ,
+                kShareBoth = FILE_SHARE_BIT_READ | FILE_SHARE_BIT_WRITE;
+
+// --- Sharing
+
+/// One way to open a file: what it takes and gives, as bits (read 1, write 2, delete 4).
+struct Way {
+    R_INT mode, permission;
+    unsigned takes, gives;
+};
+std::vector<Way> allWays()
+{
+    std::vector<Way> ways;
+    for (const R_INT access : {0, 1, 2, 3})
+        for (const R_INT extra : {0, FILE_MODE_TRUNCATE, FILE_MODE_CREATE, FILE_MODE_TEMPORARY})
+            for (const R_INT permission : {0, kShareNone, kShareRead, kShareBoth}) {
+                if (access == 0 && extra != 0) continue; // makes the file read-only, or needs the right to write
+                const unsigned takes = (access == 0 ? 1u : access == 1 ? 2u : 3u) | (extra == FILE_MODE_TEMPORARY) * 4u;
+                const unsigned gives = permission == kShareBoth ? 3 : permission == kShareRead ? 1 : 0;
+                ways.push_back({access | extra, permission, takes, gives});
+            }
+    return ways;
+}
+
+TEST(Osys, EveryPairOfOpensSharesAsBothSay)
+{
+    const Folder folder;
+    const Wide name = folder / "file", other = folder / "other";
+    folder.write("bystander", "");
+    for (const Way& first : allWays()) {
+        if ((first.mode & 0x300) != 0) continue;
+        for (const Way& second : allWays()) {
+            folder.write("file", "content");
+            const R_INT64 held = R_OsOpen(name.c_str(), first.mode, first.permission);
+            ASSERT_NE(held, R_INVALID_FILE);
+            const bool allowed = (second.takes & ~first.gives) == 0 && (first.takes & ~second.gives) == 0;
+            const R_INT64 file = R_OsOpen(name.c_str(), second.mode, second.permission);
+            ASSERT_EQ(outcome(file != R_INVALID_FILE), allowed ? kDone : refusedWith(n::kSharingViolation))
+                << first.mode << ' ' << first.permission << ", " << second.mode << ' ' << second.permission;
+            if (allowed) {
+                EXPECT_EQ(R_OsClose(file), 0);
+            }
+            char content[7] = {};
+            const bool cut = allowed && (second.mode & 0x300) != 0;
+            if ((first.takes & 1) != 0) { // a refused open leaves the content alone
+                EXPECT_EQ(R_OsRead(held, content, 7), cut ? 0 : 7);
+            }
+            EXPECT_EQ(deletes(name), refusedWith(n::kSharingViolation));
+            EXPECT_EQ(moves(name, other, 1), refusedWith(n::kSharingViolation));
+            EXPECT_FALSE(moves(folder / "bystander", name, 1).done);
+            EXPECT_EQ(R_OsClose(held), 0);
+            EXPECT_EQ(folder.read("file") == "(none)", (first.takes & 4) != 0);
+        }
+    }
+}
+
+/// Threads that want a file for themselves, while others delete it and make it anew.
+TEST(Osys, NeverTwoHoldersAtOnce)
+{
+    const Folder folder;
+    const Wide name = folder / "file";
+    std::atomic<int> holders = 0, held = 0;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 400; ++i) {
+                const R_INT mode = kRW | FILE_MODE_CREATE | ((i + t) % 3 == 0 ? FILE_MODE_TEMPORARY : 0);
+                const R_INT64 file = R_OsOpen(name.c_str(), mode, (i % 2) * kShareRead);
+                if (file != R_INVALID_FILE) {
+                    EXPECT_EQ(holders.fetch_add(1), 0);
+                    EXPECT_EQ(R_OsWrite(file, "mine", 4), 4);
+                    EXPECT_EQ(R_OsSeek(file, 0, FILE_FROM_END), 4);
+                    ++held;
+                    --holders;
+                    EXPECT_EQ(R_OsClose(file), 0);
+                }
+                if (t == 0) R_OsDelete(name.c_str());
+            }
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_GT(held.load(), 4);
+}
+
+// --- Content
+
+/// Random reads, writes, cuts and seeks against a plain vector.
+TEST(Osys, AFileIsAVectorWithAPosition)
+{
+    const unsigned seed = 20240611;
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    const auto upTo = [&](int most) { return std::uniform_int_distribution<int>(0, most)(random); };
+    const Folder folder;
+    const R_INT64 file = R_OsOpen((folder / "file").c_str(), kRW | FILE_MODE_CREATE, 0);
+    std::vector<uint8_t> model, buffer(64);
+    R_INT64 position = 0;
+    for (int step = 0; step < 20000; ++step) {
+        const auto size = static_cast<R_INT64>(model.size());
+        const R_INT count = upTo(40);
+        switch (upTo(5)) {
+        case 0: {
+            const R_INT64 expected = std::clamp<R_INT64>(size - position, 0, count);
+            ASSERT_EQ(R_OsRead(file, buffer.data(), static_cast<R_UINT>(count)), expected);
+            ASSERT_TRUE(
+                std::equal(buffer.begin(), buffer.begin() + expected, model.begin() + (expected ? position : 0)));
+            position += expected;
+            break;
+        }
+        case 1:
+            std::generate(buffer.begin(), buffer.end(), [&] { return static_cast<uint8_t>(upTo(255)); });
+            if (upTo(1) == 0) {
+                ASSERT_EQ(R_OsWrite(file, buffer.data(), static_cast<R_UINT>(count)), count);
+            } else {
+                ASSERT_EQ(R_OsWriteBig(file, buffer.data(), count), count);
+            }
+            if (count == 0) {
+                model.resize(static_cast<size_t>(position)); // writing nothing cuts
+            } else {
+                model.resize(static_cast<size_t>(std::max(size, position + count)));
+                std::copy_n(buffer.begin(), count, model.begin() + position);
+            }
+            position += count;
+            break;
+        case 2: {
+            const R_INT origin = std::vector<R_INT>{0, 1, 2, 7, -1}[static_cast<size_t>(upTo(4))];
+            const R_INT64 base = origin == 0 ? 0 : origin == 1 ? position : size;
+            const R_INT64 distance = upTo(200) - 60;
+            const bool fits = base + distance >= 0;
+            ASSERT_EQ(R_OsSeek(file, distance, origin), fits ? base + distance : -1);
+            if (!fits) {
+                ASSERT_EQ(nativeError(), n::kNegativeSeek);
+            }
+            if (fits) position = base + distance;
+            break;
+        }
+        case 3:
+            position = upTo(200);
+            ASSERT_EQ(R_OsSetFileSize(file, position), 0);
+            model.resize(static_cast<size_t>(position));
+            break;
+        case 4:
+            if (position + count > size) break; // asks for ever where there is nothing
+            ASSERT_EQ(R_OsReadBig(file, buffer.data(), count), count);
+            ASSERT_TRUE(std::equal(buffer.begin(), buffer.begin() + count, model.begin() + position));
+            position += count;
+            break;
+        default:
+            ASSERT_EQ(R_OsSeek(file, 0, 1), position);
+            ASSERT_EQ(platform().readFileAt(file, buffer.data(), 8, static_cast<uint64_t>(size)), 0);
+            ASSERT_EQ(R_OsSeek(file, position, 0), position); // it may be anywhere afterwards
+        }
+    }
+    EXPECT_EQ(R_OsWrite(file, nullptr, 0), 0); // cuts without a buffer, too
+    EXPECT_EQ(R_OsWrite(file, nullptr, 1), -1);
+    EXPECT_EQ(R_OsWriteBig(file, nullptr, 1), -1);
+    EXPECT_EQ(R_OsRead(file, nullptr, 0), -1);
+    EXPECT_EQ(R_OsReadBig(file, nullptr, 1), -1);
+    EXPECT_EQ(R_OsSetFileSize(file, -1), -1);
+    EXPECT_EQ(R_OsClose(file), 0);
+    EXPECT_EQ(folder.read("file").size(), static_cast<size_t>(position));
+}
+
+/// A short step of a big write goes on where it ended; one of nothing, or a failing one, ends it.
+TEST(Osys, BigWritesSurviveShortOnes)
+{
+    const Folder folder;
+    const R_INT64 file = R_OsOpen((folder / "file").c_str(), kRW | FILE_MODE_CREATE, 0);
+    {
+        const FailingAllocation once(2, kShortWrite);
+        EXPECT_EQ(R_OsWriteBig(file, "first", 5), 5);
+        EXPECT_EQ(R_OsWriteBig(file, "second", 6), 6);
+        EXPECT_TRUE(once.happened());
+    }
+    {
+        const NoMemory always(kShortWrite);
+        EXPECT_EQ(R_OsWriteBig(file, "third", 5), -1);
+    }
+    {
+        const NoMemory full(kFailWrite);
+        EXPECT_EQ(R_OsWriteBig(file, "fourth", 6), -1);
+        EXPECT_EQ(R_OsGetLastError(0), ERROR_NO_DISK_SPACE);
+    }
+    EXPECT_EQ(R_OsClose(file), 0);
+    EXPECT_EQ(folder.read("file"), "firstsecondthir");
+}
+
+// --- Opening
+
+TEST(Osys, WhatIsThereAndWhatIsAskedFor)
+{
+    constexpr Outcome kNone = refusedWith(n::kFileNotFound), kDenied = refusedWith(n::kAccessDenied);
+    const struct {
+        R_INT mode;
+        Outcome missing, present, readOnly;
+        bool cuts;
+    } cases[] = {
+        {0, kNone, kDone, kDone, false},
+        {1, kNone, kDone, kDenied, false},
+        {kRW, kNone, kDone, kDenied, false},
+        {3, kNone, kDone, kDenied, false},
+        {FILE_MODE_TRUNCATE | kRW, kNone, kDone, kDenied, true},
+        {FILE_MODE_TRUNCATE, refusedWith(n::kInvalidParameter), refusedWith(n::kInvalidParameter),
+         refusedWith(n::kInvalidParameter), false},
+        {FILE_MODE_CREATE | 1, kDone, kDone, kDenied, true},
+        {FILE_MODE_CREATE | FILE_MODE_TRUNCATE | kRW, kDone, kDone, kDenied, true},
+    };
+    const Folder folder;
+    for (const auto& c : cases) {
+        const std::string text = std::to_string(c.mode);
+        EXPECT_EQ(opens(folder / text, c.mode), c.missing) << text;
+        folder.write("present" + text, "content");
+        EXPECT_EQ(opens(folder / ("present" + text), c.mode), c.present) << text;
+        EXPECT_EQ(folder.read("present" + text), c.cuts ? "" : "content") << text;
+        folder.write("locked" + text, "content");
+        std::filesystem::permissions(folder.path() / ("locked" + text), std::filesystem::perms(0444));
+        EXPECT_EQ(opens(folder / ("locked" + text), c.mode), c.readOnly) << text;
+        EXPECT_EQ(deletes(folder / ("locked" + text)), kDenied);
+        EXPECT_EQ(moves(folder / ("present" + text), folder / ("locked" + text), 1), kDenied);
+        EXPECT_EQ(folder.read("locked" + text), "content") << text;
+    }
+    // Created read-only: the handle reads, and nobody writes later.
+    const R_INT64 file = R_OsCreat((folder / "made").c_str(), FILE_CREATE_READ_ONLY);
+    EXPECT_EQ(outcome(R_OsWrite(file, "x", 1) == 1), kDenied);
+    EXPECT_EQ(R_OsClose(file), 0);
+    EXPECT_EQ(opens(folder / "made", kRW), kDenied);
+    const R_INT both = FILE_CREATE_READ_ONLY | FILE_CREATE_DELETE_ON_CLOSE;
+    EXPECT_EQ(outcome(R_OsCreat((folder / "never").c_str(), both) != -1), kDenied);
+    EXPECT_EQ(folder.read("never"), "(none)");
+}
+
+TEST(Osys, FailuresTellWhy)
+{
+    const Folder folder;
+    const Wide parent = wide(folder.path());
+    folder.write("file", "content");
+    folder.write("other", "other");
+    std::filesystem::create_directory(folder.path() / "inner");
+    for (const R_INT mode : {0, kRW, FILE_MODE_CREATE | kRW}) {
+        EXPECT_EQ(opens(folder / "no/file", mode), refusedWith(n::kPathNotFound));
+        EXPECT_EQ(opens(parent, mode), refusedWith(n::kAccessDenied));
+        EXPECT_EQ(opens(Wide(), mode), refusedWith(n::kPathNotFound));
+    }
+    EXPECT_EQ(deletes(folder / "no"), refusedWith(n::kFileNotFound));
+    EXPECT_EQ(deletes(folder / "no/file"), refusedWith(n::kPathNotFound));
+    EXPECT_EQ(deletes(folder / "inner"), refusedWith(n::kAccessDenied));
+    EXPECT_EQ(moves(folder / "no", folder / "x", 0), refusedWith(n::kFileNotFound));
+    EXPECT_EQ(moves(folder / "file", folder / "no/x", 0), refusedWith(n::kPathNotFound));
+    EXPECT_EQ(moves(folder / "file", folder / "other", 0), refusedWith(n::kAlreadyExists));
+    EXPECT_EQ(moves(folder / "file", folder / "inner", 1), refusedWith(n::kAccessDenied));
+    EXPECT_EQ(folder.read("other"), "other");
+    EXPECT_EQ(moves(folder / "file", folder / "other", 1), kDone);
+    EXPECT_EQ(folder.read("other"), "content");
+    EXPECT_EQ(moves(folder / "other", folder / "inner/moved", 0), kDone);
+    EXPECT_EQ(moves(folder / "inner", folder / "outer", 0), kDone); // a folder with all that is in it
+    EXPECT_EQ(folder.read("outer/moved"), "content");
+
+    const R_INT64 file = R_OsOpen((folder / "outer/moved").c_str(), 1, kShareBoth);
+    char byte;
+    EXPECT_EQ(outcome(R_OsRead(file, &byte, 1) >= 0), refusedWith(n::kAccessDenied));
+    EXPECT_EQ(R_OsClose(file), 0);
+    for (const R_INT64 none : {R_INT64{-1}, file}) {
+        EXPECT_EQ(outcome(R_OsRead(none, &byte, 1) >= 0), refusedWith(n::kInvalidHandle));
+        EXPECT_EQ(outcome(R_OsWrite(none, &byte, 0) >= 0), refusedWith(n::kInvalidHandle));
+        EXPECT_EQ(outcome(R_OsSeek(none, 0, 0) >= 0), refusedWith(n::kInvalidHandle));
+        EXPECT_EQ(outcome(R_OsClose(none) >= 0), refusedWith(n::kInvalidHandle));
+    }
+    EXPECT_EQ(R_OsOpen(nullptr, 0, 0), -1);
+    EXPECT_EQ(R_OsCreat(nullptr, 0), -1);
+    EXPECT_EQ(R_OsDelete(nullptr), -1);
+    EXPECT_EQ(R_MoveFileEx(nullptr, nullptr, 0), 0);
+}
+
+TEST(Osys, NamesOfEveryKind)
+{
+    const Folder folder;
+    std::string deep = "deep";
+    for (int i = 0; i < 3; ++i) {
+        std::error_code ignored;
+        std::filesystem::create_directory(folder.path() / deep, ignored);
+        deep += "/" + std::string(100, 'n');
+        if (i < 2) std::filesystem::create_directory(folder.path() / deep, ignored);
+    }
+    for (const std::string& name :
+         {std::string("\xF0\x9F\x8E\xA8 \xC3\xA4 \xE6\xBC\xA2.bmp"), std::string(200, 'x'), deep}) {
+        Wide given = folder / name;
+        EXPECT_EQ(opens(given, kRW | FILE_MODE_CREATE), kDone) << name;
+        EXPECT_EQ(folder.read(name), "") << name;
+        for (R_WCHAR& unit : given)
+            if (unit == '/') unit = '\\';
+        EXPECT_EQ(opens(given, kRW), kDone) << name; // both slashes
+        EXPECT_EQ(deletes(given), kDone) << name;
+    }
+#if !defined(_WIN32)
+    EXPECT_EQ(opens((folder / "a") + Wide{R_WCHAR(0xD800)}, FILE_MODE_CREATE | kRW), refusedWith(n::kInvalidName));
+    EXPECT_EQ(opens(folder / std::string(300, 'x'), FILE_MODE_CREATE | kRW), refusedWith(n::kNameTooLong));
+    EXPECT_EQ(opens(Wide(5000, 'x'), FILE_MODE_CREATE | kRW), refusedWith(n::kNameTooLong));
+#endif
+}
+
+// --- The last error
+
+TEST(Osys, TheLastErrorAsAStatus)
+{
+    const struct {
+        uint32_t error;
+        R_INT status;
+    } cases[] = {{2, -10}, {5, -1846}, {8, -1}, {14, -1}, {112, -295}, {122, -290}, {3, -4}, {0, -4}, {1u << 31, -4}};
+    for (const auto& c : cases) {
+        platform().setNativeError(c.error);
+        EXPECT_EQ(R_OsGetLastError(-4), c.status) << c.error;
+        EXPECT_EQ(R_OsGetLastError(-4), c.status) << c.error; // a native error stays
+    }
+    for (const R_INT status : {-5, -1, -1962}) {
+        R_OsSetLastError(status);
+        EXPECT_EQ(nativeError(), static_cast<uint32_t>(status));
+        EXPECT_EQ(R_OsGetLastError(-4), status);
+        EXPECT_EQ(R_OsGetLastError(-4), -4); // a stored one answers once
+    }
+    for (const R_INT other : {1, 77, -1963}) { // what is no status is no answer
+        R_OsSetLastError(other);
+        EXPECT_EQ(R_OsGetLastError(-4), -4) << other;
+    }
+    R_OsSetLastError(112); // a stored native number is looked up like one
+    EXPECT_EQ(R_OsGetLastError(-4), -295);
+    R_OsSetLastError(-5);
+    platform().setNativeError(2); // something else has failed since
+    EXPECT_EQ(R_OsGetLastError(-4), -4);
+    EXPECT_EQ(R_OsGetLastError(-4), -10);
+    R_OsSetLastError(-5);
+    std::thread([] { EXPECT_EQ(R_OsGetLastError(-4), -4); }).join(); // each thread has its own
+    EXPECT_EQ(R_OsGetLastError(-4), -5);
+}
+
+} // namespace
+} // namespace rv::test
