@@ -31,6 +31,7 @@ inline constexpr uint32_t kNegativeSeek = 131;
 inline constexpr uint32_t kDirectoryNotEmpty = 145;
 inline constexpr uint32_t kBadPathName = 161;
 inline constexpr uint32_t kAlreadyExists = 183;
+inline constexpr uint32_t kBadModule = 193; ///< a file that is no module for this program
 inline constexpr uint32_t kNameTooLong = 206;
 
 } // namespace rv::native

@@ -177,14 +177,19 @@ public:
     virtual size_t narrowFromWide(char* buffer, size_t capacity, const R_WCHAR* text) noexcept;
 
     // --- Modules
-    /// Loads a module by a path, or by a bare name where the system looks for those; null with the native error.
-    /// NAMEX.DLL stands for libNAME.so, too, where modules are called so.
+    /// Loads a module by a path, or by a bare name where the system looks for those, without a word to the user; null
+    /// with the native error: kModuleNotFound where it or something it needs is missing. Each success is freed once.
     virtual void* loadModule(const R_WCHAR* path) noexcept;
-    /// The same by a bare name, with a folder as the first place to look for it and for what it needs.
+    /// The same by a bare name, with a folder as a place to look for it and, where the system knows of a current
+    /// folder in its search, for what it needs. That folder is the whole process's: one thread at a time.
     virtual void* loadModuleFrom(const R_WCHAR* folder, const R_WCHAR* name) noexcept;
     virtual void* moduleFunction(void* module, const char* name) noexcept; ///< null where it has none
-    virtual void freeModule(void* module) noexcept;
-    /// The folder that this library was loaded from, with a separator at its end; 0 when it is not known.
+    virtual void freeModule(void* module) noexcept;                        ///< null is ignored
+    /// What the file of a module is called here if not by its name, with the folder that stands before it: the calls
+    /// above look for it too. False: modules have their own names, this is none, or it does not fit.
+    virtual bool localModuleName(const R_WCHAR* path, R_WCHAR* buffer, uint32_t capacity) noexcept;
+    /// The folder that this library was loaded from, with a separator at its end; the units it takes, its terminator
+    /// included, 0 when it is not known. A buffer that is too small is left alone.
     virtual uint32_t libraryFolder(R_WCHAR* buffer, uint32_t capacity) noexcept;
 
     // --- Diagnostics

@@ -197,6 +197,20 @@ public:
         return !failsWith(kFailNames, native::kAccessDenied) && Platform::moveFile(from, to, flags);
     }
 
+    void* loadModule(const R_WCHAR* path) noexcept override
+    {
+        return loaded([&] { return Platform::loadModule(path); });
+    }
+    void* loadModuleFrom(const R_WCHAR* folder, const R_WCHAR* name) noexcept override
+    {
+        return loaded([&] { return Platform::loadModuleFrom(folder, name); });
+    }
+    void freeModule(void* module) noexcept override { Platform::freeModule(end(kModules, module)); }
+    uint32_t libraryFolder(R_WCHAR* buffer, uint32_t capacity) noexcept override
+    {
+        return fails(kFailModules) ? 0 : Platform::libraryFolder(buffer, capacity);
+    }
+
     MemoryStatus memoryStatus() noexcept override
     {
         return pretended(memory, [&] { return Platform::memoryStatus(); });
@@ -252,6 +266,11 @@ private:
         const std::lock_guard hold(mutex);
         if (block != nullptr) --live[what];
         return block;
+    }
+    template <class Load> void* loaded(Load load)
+    {
+        setNativeError(native::kNotEnoughMemory); // stays where the call is not made
+        return make(kFailModules, kModules, load);
     }
     template <class Value, class Ask> Value pretended(const std::optional<Value>& value, Ask ask)
     {
@@ -320,8 +339,8 @@ int LiveBlocks::count() const
 std::string LiveBlocks::text() const
 {
     std::string text = "alive since:";
-    for (int kind = 0;
-         const char* const name : {"heap", "movable", "locks", "pages", "views", "objects", "slots", "files"})
+    for (int kind = 0; const char* const name :
+                       {"heap", "movable", "locks", "pages", "views", "objects", "slots", "files", "modules"})
         text += std::string(" ") + name + " " + std::to_string(count(static_cast<LiveKind>(kind++)));
     return text;
 }

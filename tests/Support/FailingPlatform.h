@@ -13,24 +13,25 @@ namespace rv::test {
 
 /// Kinds of calls that can be made to fail; a set of bits.
 enum FailKind : unsigned {
-    kFailHeap = 1,        ///< allocate, reallocate
-    kFailMovable = 2,     ///< allocateMovable, reallocateMovable
-    kFailPages = 4,       ///< createPages, mapPages
-    kFailObjects = 8,     ///< createEvent, createPalette
-    kFailSlots = 16,      ///< createSlot, setSlotValue
-    kFailLocking = 32,    ///< lockMovable
-    kFailThreads = 64,    ///< startThread, queueWork
-    kFailWaits = 128,     ///< waitEvent
-    kFailOpen = 0x100,    ///< openFile: too many open files
-    kFailScratch = 0x200, ///< openScratchFile: the disk is full
-    kFailRead = 0x400,    ///< readFile, readFileAt: a device that does not work
-    kFailWrite = 0x800,   ///< writeFile: the disk is full
-    kFailPlaced = 0x1000, ///< writeFileAt: the disk is full
-    kShortWrite = 0x2000, ///< writeFile moves half of what it is given
-    kFailSeek = 0x4000,   ///< seekFile: a device that does not work
-    kFailEnd = 0x8000,    ///< endFileHere: the disk is full
-    kFailClose = 0x10000, ///< closeFile closes, and says that the disk is full
-    kFailNames = 0x20000, ///< deleteFile, moveFile: access denied
+    kFailHeap = 1,          ///< allocate, reallocate
+    kFailMovable = 2,       ///< allocateMovable, reallocateMovable
+    kFailPages = 4,         ///< createPages, mapPages
+    kFailObjects = 8,       ///< createEvent, createPalette
+    kFailSlots = 16,        ///< createSlot, setSlotValue
+    kFailLocking = 32,      ///< lockMovable
+    kFailThreads = 64,      ///< startThread, queueWork
+    kFailWaits = 128,       ///< waitEvent
+    kFailOpen = 0x100,      ///< openFile: too many open files
+    kFailScratch = 0x200,   ///< openScratchFile: the disk is full
+    kFailRead = 0x400,      ///< readFile, readFileAt: a device that does not work
+    kFailWrite = 0x800,     ///< writeFile: the disk is full
+    kFailPlaced = 0x1000,   ///< writeFileAt: the disk is full
+    kShortWrite = 0x2000,   ///< writeFile moves half of what it is given
+    kFailSeek = 0x4000,     ///< seekFile: a device that does not work
+    kFailEnd = 0x8000,      ///< endFileHere: the disk is full
+    kFailClose = 0x10000,   ///< closeFile closes, and says that the disk is full
+    kFailNames = 0x20000,   ///< deleteFile, moveFile: access denied
+    kFailModules = 0x40000, ///< loadModule, loadModuleFrom for want of memory, libraryFolder
     kFailFiles = kFailOpen | kFailScratch | kFailRead | kFailWrite | kFailPlaced | kFailSeek | kFailEnd | kFailClose |
                  kFailNames,
     kFailAllocations = kFailHeap | kFailMovable | kFailPages | kFailObjects,
@@ -69,6 +70,7 @@ enum LiveKind {
     kObjects,
     kSlots,
     kFiles,
+    kModules,
     kLeaks,
     kSystemLocks = kLeaks,
     kLiveKinds

@@ -1,5 +1,7 @@
 // What a status says and whom it speaks of; what the toolkit's modules are called.
 
+#include "Kernel/Base/Dispatch.h"
+
 #include "Common/Text.h"
 #include "R_Services.h"
 #include "R_Status.h"
@@ -192,6 +194,24 @@ LibName libNameOf(R_INT module, R_INT format) noexcept
     return moduleLibName(module);
 }
 
+/// The codes that a module or a feature is behind.
+constexpr R_INT kOriginCodes[] = {
+#define E(code, feature, module) code,
+#include "Kernel/Base/ErrorModules.inc"
+#undef E
+};
+
+/// Whether a file is called as a module is; its ending may be another.
+bool isFileOf(const R_WCHAR* fileName, const LibName& module) noexcept
+{
+    if (*module.base == 0) return false;
+    for (const char* part : {module.prefix, module.base})
+        for (; *part != 0; ++part, ++fileName)
+            if (*fileName != static_cast<R_WCHAR>(*part)) return false;
+    if (*fileName == 'X') ++fileName;
+    return *fileName == 0 || *fileName == '.';
+}
+
 // --- Messages
 
 template <class Unit> void writeModule(TextWriter<Unit>& out, R_INT module) noexcept
@@ -234,6 +254,22 @@ template <class Unit> R_INT friendlyMessage(R_INT code, Unit* buffer, R_UINT uni
 }
 
 } // namespace
+
+R_INT moduleOfFile(const R_WCHAR* fileName) noexcept
+{
+    for (R_INT module = 0; static_cast<size_t>(module) < std::size(kModuleNames); ++module)
+        if (isFileOf(fileName, moduleLibName(module))) return module;
+    return isFileOf(fileName, filterLibName(kPdfFormat)) ? kPdfModule : kNoModule;
+}
+
+R_INT missingModuleStatus(R_INT module) noexcept
+{
+    if (module == kNoModule) return ERROR_FEATURE_NOT_SUPPORTED;
+    for (const R_INT code : kOriginCodes)
+        if (originOf(code).module == module && textOf(code) == nullptr) return code;
+    return ERROR_FEATURE_NOT_SUPPORTED;
+}
+
 } // namespace rv
 
 R_INT R_GetFriendlyErrorMessage(R_INT nCode, R_WCHAR* pszBuffer, R_UINT uBufferChars, R_UINT) noexcept

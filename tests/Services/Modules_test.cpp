@@ -1,0 +1,279 @@
+// Loading modules: real ones, built beside the tests. Their folders are named from this program's own.
+#include "Kernel/Base/Dispatch.h"
+#include "Kernel/Services/Modules.h"
+#include "Platform/Entry.h"
+#include "Platform/NativeErrors.h"
+#include "R_Kernel.h"
+#include "Support/FailingPlatform.h"
+
+#include "Common/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace rv::test;
+using Wide = std::basic_string<R_WCHAR>;
+
+#define W(literal) RV_WIDE(literal)
+
+Wide folderOfProgram()
+{
+    R_WCHAR path[4096];
+    EXPECT_EQ(R_GetLibFullPath(W(""), path, 4096), SUCCESS);
+    return path;
+}
+
+/// A loader whose functions have been asked for before and after it loads.
+struct Client {
+    R_DllLoader loader;
+    Client() { EXPECT_EQ(loader.AddFunction("moduleAnswer"), SUCCESS); }
+    R_INT load(const Wide& name) { return loader.LoadLibName(name.c_str(), nullptr); }
+    int answer() const
+    {
+        void* const found = loader.GetFunction("moduleAnswer");
+        return found != nullptr ? reinterpret_cast<int (*)()>(found)() : -1;
+    }
+};
+
+struct LoadLibCallback {
+    explicit LoadLibCallback(LOADLIBCALLBACK function, void* data) { R_SetLoadLibCallback(function, data); }
+    ~LoadLibCallback() { R_SetLoadLibCallback(nullptr, nullptr); }
+};
+
+TEST(Modules, PathsAreSplitBehindTheLastSeparator)
+{
+    const struct {
+        const R_WCHAR *path, *folder, *base;
+    } cases[] = {
+        {W(""), W(""), W("")},
+        {W("a"), W(""), W("a")},
+        {W("c:a"), W("c:"), W("a")},
+        {W("/a/b"), W("/a/"), W("b")},
+        {W("a\\b/c"), W("a\\b/"), W("c")},
+        {W("a/b\\c"), W("a/b\\"), W("c")},
+        {W("a/c:"), W("a/c:"), W("")},
+        {W("c:\\x\\"), W("c:\\x\\"), W("")},
+    };
+    for (const auto& c : cases) {
+        R_WCHAR folder[20];
+        const R_WCHAR* base = nullptr;
+        EXPECT_EQ(R_DllLoader::GetDir(c.path, &base, folder, 20), SUCCESS);
+        EXPECT_EQ(Wide(base), c.base);
+        EXPECT_EQ(Wide(folder), c.folder);
+        EXPECT_EQ(R_SkipPath(c.path), base);
+    }
+    R_WCHAR small[3] = {'x', 'x', 'x'};
+    EXPECT_EQ(R_DllLoader::GetDir(W("abc/d"), nullptr, small, 2), SUCCESS);
+    EXPECT_EQ(Wide(small, 3), Wide(W("a\0x"), 3));
+    EXPECT_EQ(R_DllLoader::GetDir(W("abc/d"), nullptr, small, 0), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_GetLibFullPath(W("d"), small, 0), ERROR_INV_PARAMETER);
+}
+
+TEST(Modules, AreFoundByPathByFolderByNameAndInPackages)
+{
+    const LiveBlocks live;
+    const Wide here = folderOfProgram();
+    const Wide names[] = {
+        here + W("modules/rvdisX.DLL"), // as given
+        here + W("modules\\rvdisX.DLL"),
+        here + W("nowhere/rvtwnX.DLL"), // not there, nor by name
+        W("rvtwnX.DLL"),                // the modules' folder
+        W("rvsvgX.DLL"),                // a package within
+        W("rvannX.DLL"),                // and beside
+        W("rvdisX.DLL"),                // nowhere that a bare name leads to
+        here + W("modules/nobodyX.DLL"),
+    };
+    const bool onPath = [] { // the system's own search behind the folders finds what lies beside a Windows program
+#if defined(_WIN32)
+        return true;
+#else
+        return false;
+#endif
+    }();
+    const R_INT found[] = {1, 1, onPath, 1, 1, 1, 0, 0};
+    for (size_t i = 0; i < std::size(names); ++i) {
+        Client client;
+        EXPECT_EQ(client.load(names[i]), found[i]) << i;
+        EXPECT_EQ(client.loader.IsLoaded(), found[i]) << i;
+        EXPECT_EQ(client.answer(), found[i] != 0 ? 42 : -1) << i;
+        EXPECT_EQ(client.loader.IsSystemOutOfMemory(), 0) << i;
+    }
+    for (const R_INT id : {63, 46}) // rvtwn, and a number without a module
+        EXPECT_EQ(Client().loader.LoadLib(id, 0, nullptr), id == 63 ? 1 : 0);
+
+    const Wide asked[] = {W("rvtwnX.DLL"), W("rvdisX.DLL"), here + W("modules\\rvdisX.DLL"), here + W("modules"),
+                          W("")};
+    const R_INT missing[] = {0, 1, 0, 1, 1};
+    for (size_t i = 0; i < std::size(asked); ++i) EXPECT_EQ(R_IsMissingFile(asked[i].c_str()), missing[i]) << i;
+    EXPECT_EQ(live.count(), 0) << live.text();
+}
+
+TEST(Modules, LoadsAreCountedAndFunctionsFollowThem)
+{
+    const LiveBlocks live;
+    {
+        Client client;
+        R_DllLoader& loader = client.loader;
+        EXPECT_EQ(loader.Load(), 0); // no name yet
+        EXPECT_EQ(loader.Unload(), 0);
+        ASSERT_EQ(client.load(folderOfProgram() + W("modules/rvdisX.DLL")), 1);
+        EXPECT_EQ(client.load(W("whatever the name")), 1);
+        EXPECT_EQ(loader.Load(), 1);
+        std::vector<std::string> names;
+        for (int i = 0; i < 40; ++i) names.push_back("missing" + std::to_string(i * 7 % 40));
+        for (const std::string& name : names) EXPECT_EQ(loader.AddFunction(name.c_str()), SUCCESS);
+        EXPECT_EQ(loader.AddFunction("moduleDouble", 4), SUCCESS);
+        EXPECT_EQ(loader.AddFunction(""), ERROR_INV_PARAMETER);
+        for (const std::string& name : names) EXPECT_EQ(loader.IsFunctionOk(name.c_str()), 0);
+        EXPECT_EQ(loader.IsFunctionOk("moduleDouble"), 1);
+        for (int count = 3; count > 0; --count) {
+            EXPECT_EQ(client.answer(), 42);
+            EXPECT_EQ(loader.Unload(), 1);
+        }
+        EXPECT_EQ(client.answer(), -1);
+        EXPECT_EQ(live.count(kModules), 0);
+        EXPECT_EQ(loader.Load(), 1); // by the name it had, with the functions it was asked for
+        EXPECT_EQ(reinterpret_cast<int (*)(int)>(loader.GetFunction("moduleDouble"))(21), 42);
+        EXPECT_EQ(loader.Load(), 1);
+        loader.Free();
+        EXPECT_EQ(loader.IsLoaded() + loader.Unload(), 0);
+        EXPECT_EQ(loader.Load(), 1);
+    }
+    EXPECT_EQ(live.count(), 0) << live.text();
+}
+
+TEST(Modules, WhatIsNoModuleOrTooLongFailsWithoutHarm)
+{
+    const std::filesystem::path broken = std::filesystem::temp_directory_path() / "rvfilX.DLL";
+    std::ofstream(broken) << "this is no module";
+    Client client;
+    EXPECT_EQ(client.load(broken.is_absolute() ? Wide(broken.native().begin(), broken.native().end()) : W("")), 0);
+    std::filesystem::remove(broken);
+    for (const size_t units : {size_t{600}, size_t{70000}}) {
+        EXPECT_EQ(client.load(Wide(units, 'n')), 0);
+        EXPECT_EQ(client.load(Wide(units, 'n') + W("/rvdisX.DLL")), 0);
+    }
+    EXPECT_EQ(client.loader.LoadLibName(nullptr, nullptr), 0);
+    // More than fits into the loader, and yet a good name.
+    Wide roundabout = folderOfProgram();
+    while (roundabout.size() < 600) roundabout += W("modules/../");
+    EXPECT_EQ(client.load(roundabout + W("modules/rvdisX.DLL")), 1);
+    EXPECT_EQ(client.answer(), 42);
+    client.loader.Free();
+    EXPECT_EQ(client.loader.Load(), 0); // by what the loader kept of it
+    EXPECT_EQ(client.load(W("rvtwnX.DLL")), 1);
+}
+
+TEST(Modules, RefusedMemoryIsToldAndLeavesNothingBehind)
+{
+    (void)folderOfProgram(); // known before
+    const LiveBlocks live;
+    constexpr unsigned kinds = kFailAllocations | kFailModules;
+    int refusals = 0;
+    for (const R_WCHAR* const name : {W("rvtwnX.DLL"), W("rvsvgX.DLL"), W("modules/none/rvannX.DLL")}) {
+        bool happened = true;
+        for (int nth = 1; happened; ++nth) {
+            R_DllLoader loader;
+            R_INT added, loaded;
+            {
+                const FailingAllocation fault(nth, kinds);
+                added = loader.AddFunction("moduleAnswer");
+                loaded = loader.LoadLibName(name, nullptr);
+                happened = fault.happened();
+            }
+            EXPECT_TRUE(added == SUCCESS || (added == ERROR_FAILURE && happened));
+            EXPECT_EQ(loader.IsSystemOutOfMemory(), loaded == 1 ? 0 : 1);
+            EXPECT_TRUE(loaded == 1 || happened);
+            refusals += loaded != 1 ? 1 : 0;
+            EXPECT_EQ(loader.LoadLibName(name, nullptr), 1); // now, or once more
+            EXPECT_NE(loader.GetFunction("moduleAnswer"), nullptr);
+        }
+    }
+    EXPECT_GT(refusals, 6);
+    EXPECT_EQ(live.count(), 0) << live.text();
+}
+
+TEST(Modules, BareNamesLeadNowhereWhileTheFolderIsUnknown)
+{
+    rv::detach();
+    rv::attach();
+    {
+        const NoMemory unknown(kFailModules);
+        R_WCHAR path[40];
+        EXPECT_EQ(R_GetLibFullPath(W("rvtwnX.DLL"), path, 40), SUCCESS);
+        EXPECT_EQ(Wide(path), W("rvtwnX.DLL"));
+        EXPECT_EQ(Client().load(W("rvtwnX.DLL")), 0);
+    }
+    EXPECT_EQ(Client().load(W("rvtwnX.DLL")), 1);
+}
+
+TEST(Modules, TheCallbackSendsBringsAndRefuses)
+{
+    const LiveBlocks live;
+    struct Wish {
+        R_INT answer = SUCCESS;
+        Wide path;
+        void* module = nullptr;
+        Wide asked;
+        bool hadName = false;
+    } wish;
+    const LoadLibCallback installed(
+        [](const R_WCHAR* name, R_WCHAR* path, R_UINT units, void** module, void* data) -> R_INT {
+            auto& w = *static_cast<Wish*>(data);
+            w.asked = name;
+            w.hadName = w.asked == path && units >= 1024;
+            if (!w.path.empty()) w.path.copy(path, w.path.size() + 1);
+            if (!w.path.empty()) path[w.path.size()] = 0;
+            *module = w.module;
+            return w.answer;
+        },
+        &wish);
+    void* data = nullptr;
+    EXPECT_NE(R_GetLoadLibCallback(&data), nullptr);
+    EXPECT_EQ(data, &wish);
+
+    EXPECT_EQ(Client().load(W("rvtwnX.DLL")), 1); // lets it go on
+    EXPECT_EQ(wish.asked, W("rvtwnX.DLL"));
+    EXPECT_TRUE(wish.hadName);
+    wish.path = folderOfProgram() + W("modules/rvdisX.DLL");
+    {
+        Client client;
+        EXPECT_EQ(client.load(W("nobodyX.DLL")), 1); // sends it elsewhere
+        EXPECT_EQ(client.answer(), 42);
+    }
+    wish.answer = SUCCESS_ABORT;
+    EXPECT_EQ(Client().load(W("rvtwnX.DLL")), 0); // says it brings one, and does not
+    wish.module = rv::loadSystemModule({W("nobodyX.DLL"), wish.path.c_str()});
+    ASSERT_NE(wish.module, nullptr);
+    {
+        Client client;
+        EXPECT_EQ(client.load(W("nobodyX.DLL")), 1);
+        EXPECT_EQ(client.loader.GetHInstance(), wish.module);
+    }
+    wish.answer = FAILURE;
+    EXPECT_EQ(Client().load(W("rvtwnX.DLL")), 0);
+    EXPECT_EQ(live.count(), 0) << live.text();
+}
+
+TEST(Modules, AMissingOneIsTracedByNameWhereThatIsAsked)
+{
+    R_DllLoader loader;
+    for (const int asked : {0, 1}) {
+        const DebugCapture capture;
+        loader.SetErrorIfMissing(7 * asked);
+        EXPECT_EQ(loader.GetErrorIfMissing(), asked);
+        EXPECT_EQ(loader.LoadLib(8, 0, nullptr), 0);
+        EXPECT_EQ(loader.LoadLibName(W("nobodyX.DLL"), nullptr), 0);
+        const std::string text = capture.text();
+        EXPECT_EQ(text.find("rfpdfX.DLL could not be loaded: status -825, native error 126") != text.npos, asked != 0);
+        EXPECT_EQ(text.find("nobodyX.DLL could not be loaded: status -16") != text.npos, asked != 0);
+    }
+}
+
+} // namespace
