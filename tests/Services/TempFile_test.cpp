@@ -1,11 +1,77 @@
+#include "Kernel/Services/TempFile.h"
+#include "Platform/NativeErrors.h"
 #include "R_Kernel.h"
+#include "Support/FailingPlatform.h"
+#include "Support/TempOptions.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <string>
+#include <thread>
 #include <utility>
+#include <vector>
 
+namespace rv::test {
 namespace {
+namespace fs = std::filesystem;
+using Text = std::basic_string<R_WCHAR>;
+
+Text wide(const std::string& ascii) { return Text(ascii.begin(), ascii.end()); }
+Text nameOf(const fs::path& path)
+{
+#if defined(_WIN32)
+    return path.wstring();
+#else
+    return path.u16string();
+#endif
+}
+bool onDisk(const Text& name) { return fs::exists(fs::path(name)); }
+
+/// A folder that is gone at the end, and the folder of temporary files meanwhile.
+class OwnFolder {
+public:
+    explicit OwnFolder(const std::string& name) : path(fs::temp_directory_path() / name)
+    {
+        fs::create_directories(path);
+        R_WCHAR buffer[300];
+        EXPECT_EQ(R_GetTempDirectory(buffer, 300), SUCCESS);
+        before_ = buffer;
+        EXPECT_EQ(R_SetTempDirectory(nameOf(path).c_str()), SUCCESS);
+    }
+    ~OwnFolder()
+    {
+        EXPECT_EQ(R_SetTempDirectory(before_.c_str()), SUCCESS);
+        for (const fs::directory_entry& entry : fs::directory_iterator(path)) fs::remove(entry);
+        fs::remove(path);
+    }
+    OwnFolder(const OwnFolder&) = delete;
+    OwnFolder& operator=(const OwnFolder&) = delete;
+    size_t files() const
+    {
+        return static_cast<size_t>(std::distance(fs::directory_iterator(path), fs::directory_iterator()));
+    }
+    const fs::path path;
+
+private:
+    Text before_;
+};
+
+std::string hex(uint32_t number)
+{
+    char digits[16];
+    return std::snprintf(digits, sizeof digits, "%x", number), digits;
+}
+
+/// What a name of this process and thread ends in.
+std::string marked(const std::string& prefix, const std::string& mark, uint32_t number, const std::string& extension)
+{
+    return prefix + "-R" + mark + "-" + std::to_string(platform().processId()) + "-" + hex(platform().threadId()) +
+           "-" + hex(number) + "." + extension;
+}
 
 TEST(TempFileOptions, KeepTheModeWithinItsRules)
 {
@@ -36,4 +102,126 @@ TEST(TempFileOptions, KeepTheModeWithinItsRules)
     expectStored(defaults);
 }
 
+TEST(TempFolder, IsAnExistingFolder)
+{
+    const OwnFolder own("rv temp folder");
+    const Text folder = nameOf(own.path), file = nameOf(own.path / "file");
+    std::ofstream(own.path / "file") << "x";
+    EXPECT_EQ(R_SetTempDirectory(file.c_str()), FAILURE);
+    EXPECT_EQ(R_SetTempDirectory((file + wide("no")).c_str()), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_SetTempDirectory(nullptr), ERROR_NULL_PTR);
+    EXPECT_EQ(R_SetTempDirectoryA(nullptr), ERROR_NULL_PTR);
+    EXPECT_EQ(R_GetTempDirectory(nullptr, 9), ERROR_NULL_PTR);
+    R_WCHAR buffer[300];
+    EXPECT_EQ(R_GetTempDirectory(buffer, 0), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_GetTempDirectory(buffer, 300), SUCCESS);
+    EXPECT_EQ(buffer, folder);
+    EXPECT_EQ(R_GetTempDirectory(buffer, 5), SUCCESS);
+    EXPECT_EQ(buffer, folder.substr(0, 4));
+}
+
+TEST(TempFileName, SaysWhereTheFileLivesAndWhoMadeIt)
+{
+    const OwnFolder own("rv-temp-names");
+    const char separator = static_cast<char>(fs::path::preferred_separator);
+    const Text folder = nameOf(own.path) + Text(1, static_cast<R_WCHAR>(separator));
+    const std::string id = std::to_string(platform().processId());
+    const PretendTicks clock(0x1A2B);
+    struct Case {
+        R_INT mode;
+        R_UINT options;
+        const char* prefix;
+        const char* extension;
+        const char* mark; ///< and whether it is one for disk
+        bool disk;
+    };
+    uint32_t number = 0x1A2B;
+    const LiveBlocks live;
+    for (const Case& c : {Case{kCurrentTempFileMode, kTempNameOnDisk, "", "", "DM", true},
+                          {0, 1, "ab", ".bmp", "DM", true},
+                          {TEMPFILE_DISK, 0, "ab", "bmp", "D", true},
+                          {TEMPFILE_MEMORY, 1, "ab", "bmp", "M", false},
+                          {0, 0, "ab", "bmp", "DM", false}}) {
+        const Text wanted =
+            folder + wide(marked(*c.prefix ? c.prefix : id + "-R_", c.mark, number, *c.extension ? "bmp" : "tmp"));
+        R_WCHAR buffer[400];
+        ASSERT_EQ(
+            makeTempName(buffer, 400, c.mode, nullptr, wide(c.prefix).c_str(), wide(c.extension).c_str(), c.options),
+            SUCCESS);
+        EXPECT_EQ(buffer, wanted);
+        EXPECT_EQ(onDisk(buffer), c.disk);
+        EXPECT_EQ(isMemoryTempFile(buffer), !c.disk);
+        // The same once more is the next number; a folder may end in a separator, and both separators are one.
+        Text next =
+            folder + wide(marked(*c.prefix ? c.prefix : id + "-R_", c.mark, number + 1, *c.extension ? "bmp" : "tmp"));
+        ASSERT_EQ(makeTempName(buffer, 400, c.mode, folder.c_str(), wide(c.prefix).c_str(), wide(c.extension).c_str(),
+                               c.options),
+                  SUCCESS);
+        EXPECT_EQ(buffer, next);
+        for (R_WCHAR& unit : next)
+            if (unit == static_cast<R_WCHAR>(separator)) unit = separator == '/' ? '\\' : '/';
+        EXPECT_EQ(R_DeleteTempFile(next.c_str()), SUCCESS);
+        EXPECT_EQ(R_DeleteTempFile(wanted.c_str()), SUCCESS);
+        EXPECT_EQ(own.files(), 0u);
+        EXPECT_NE(R_DeleteTempFile(wanted.c_str()), SUCCESS);
+    }
+    EXPECT_EQ(live.count(), 0) << live.text();
+}
+
+TEST(TempFileName, RefusesBeforeItTouchesAnything)
+{
+    const OwnFolder own("rv-temp-full");
+    const Text folder = nameOf(own.path);
+    const size_t marker = marked("", "D", 0, "").size() - 2;
+    const auto room = static_cast<R_UINT>(folder.size() + 2 + 3 + marker + 14);
+    R_WCHAR buffer[400];
+    const auto make = [&](R_UINT chars, const Text& where, const Text& extension) {
+        return R_GetTempFileName4(where.c_str(), buffer, chars, TEMPFILE_DISK, wide("ab").c_str(), extension.c_str());
+    };
+    EXPECT_EQ(make(room - 1, folder, wide("bmp")), ERROR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(make(0, folder, wide("bmp")), ERROR_INV_PARAMETER);
+    EXPECT_EQ(make(400, folder, Text(300, 'x')), ERROR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(R_GetTempFileName(nullptr, nullptr), ERROR_NULL_PTR);
+    EXPECT_EQ(R_GetTempFileName4(nullptr, buffer, 400, 4, nullptr, nullptr), ERROR_INV_PARAMETER);
+    EXPECT_EQ(own.files(), 0u);
+    EXPECT_EQ(make(room, folder, wide("bmp")), SUCCESS);
+    EXPECT_EQ(make(400, folder, Text(250 - folder.size() - marker, 'x')), SUCCESS); // too long for a disk: cut
+    EXPECT_LE(Text(buffer).size(), 259u);
+    EXPECT_EQ(own.files(), 2u);
+    EXPECT_EQ(make(400, folder + wide("no"), wide("bmp")), ERROR_TEMP_FILE_UNKNOWN);
+    EXPECT_EQ(buffer[0], 0);
+    char narrow[400];
+    EXPECT_EQ(R_GetTempFileName4UTF8("", narrow, room - 1, TEMPFILE_DISK, "ab", "bmp"), ERROR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(R_GetTempFileName4UTF8("", narrow, 400, TEMPFILE_DISK, "\xC3\xA4", "bmp"), SUCCESS);
+    EXPECT_NE(std::strstr(narrow, "\xC3\xA4-RD-"), nullptr);
+    EXPECT_EQ(R_DeleteTempFileUTF8(narrow), SUCCESS);
+    EXPECT_EQ(own.files(), 2u);
+}
+
+TEST(TempFileName, IsNeverGivenTwice)
+{
+    const OwnFolder own("rv-temp-many");
+    constexpr int kThreads = 4, kNames = 200;
+    const PretendTicks clock(5000); // all of a thread's names begin at one number
+    std::vector<std::vector<Text>> made(kThreads);
+    std::vector<std::thread> threads;
+    for (std::vector<Text>& names : made) {
+        threads.emplace_back([&names] {
+            R_WCHAR buffer[400];
+            for (int i = 0; i < kNames; ++i) {
+                if (makeTempName(buffer, 400, 0, nullptr, nullptr, nullptr, i % 4 == 0 ? 1 : 0) == SUCCESS)
+                    names.emplace_back(buffer);
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    std::set<Text> names;
+    for (const std::vector<Text>& some : made) names.insert(some.begin(), some.end());
+    EXPECT_EQ(names.size(), static_cast<size_t>(kThreads * kNames));
+    EXPECT_EQ(own.files(), names.size() / 4);
+    for (const Text& name : names) EXPECT_EQ(R_DeleteTempFile(name.c_str()), SUCCESS);
+    EXPECT_EQ(own.files(), 0u);
+}
+
 } // namespace
+} // namespace rv::test

@@ -166,11 +166,6 @@ const Call kCalls[] = {
     DOES(R_GetStatusCallBack, as(R_GetStatusCallBack(nullptr) == nullptr)),
     CALL(R_SetCopyStatusCallBack, nullptr, nullptr, Out<STATUSCALLBACK>(), Out<void*>()),
     DOES(R_GetCopyStatusCallBack, as(R_GetCopyStatusCallBack(nullptr) == nullptr)),
-    DOES(R_SetTempFileOptions, R_GetTempFileOptions(&w.options, TEMPFILEOPTIONS_SIZE) == SUCCESS
-                                   ? R_SetTempFileOptions(&w.options)
-                                   : FAILURE),
-    CALL(R_GetTempFileOptions, &w.options, TEMPFILEOPTIONS_SIZE),
-    DOES(R_GetTempFileMode, as(R_GetTempFileMode() == TEMPFILE_DISK_AND_MEMORY)),
     CALL(R_SetDisDispatch, nullptr),
     // Rows and pixels
     DOES(R_GetBitmapRow, moveRow(w, R_GetBitmapRow, w.row.size(), 2)),

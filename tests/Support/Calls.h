@@ -19,7 +19,6 @@ struct World {
     TestBitmap b;
     GuardedRecord spare; ///< for a bitmap that is yet to be made
     BITMAPHANDLEDATACALLBACKS callbacks = callbacksFor(nullptr);
-    TEMPFILEOPTIONS options{};
 
     /// Bytes that must not depend on the placement or the record's size; and so must those of row.
     struct Answers {

@@ -1,10 +1,18 @@
+// Options of temporary files, and the memory that they allow.
+#include "Kernel/Services/TempFile.h"
+
 #include "Kernel/Base/System.h"
+
+#include <algorithm>
 
 using namespace rv;
 
 namespace {
 
 constexpr R_UINT kKeepMode = 0xFFFFFFFFu;
+constexpr R_UINT64 kKiB = 1024;
+constexpr R_UINT64 kMiB = 1024 * 1024;
+constexpr R_UINT kDefaultChunk = 16;
 
 struct TempFileState {
     LazyLock lock;
@@ -14,12 +22,49 @@ struct TempFileState {
         .uFlags = 0,
         .uMaxTotalMemSize = 128,
         .uMaxMemSizePerFile = 8,
-        .uChunkMemSize = 16,
+        .uChunkMemSize = kDefaultChunk,
     };
+    R_UINT64 held = 0; // by all temporary files in memory
+
+    /// The most that a file may have.
+    R_UINT64 ceiling(R_UINT64 own, bool memoryOnly) const noexcept
+    {
+        if (memoryOnly || options.uMode == TEMPFILE_MEMORY) return UINT64_MAX;
+        if (options.uMode == TEMPFILE_DISK || held / kMiB >= options.uMaxTotalMemSize) return 0;
+        return std::min(options.uMaxTotalMemSize * kMiB - held + own, options.uMaxMemSizePerFile * kMiB);
+    }
 };
 constinit TempFileState state;
 
 } // namespace
+
+R_UINT64 TempFileBudget::claim(R_UINT64 own, R_UINT64 needed, bool memoryOnly) noexcept
+{
+    const LockGuard guard(state.lock);
+    const R_UINT64 ceiling = state.ceiling(own, memoryOnly);
+    if (needed > ceiling) return 0;
+    const R_UINT64 allowed = std::min(needed + kHeadroom, ceiling);
+    state.held += allowed - own;
+    return allowed;
+}
+
+void TempFileBudget::giveBack(R_UINT64 bytes) noexcept
+{
+    const LockGuard guard(state.lock);
+    state.held -= bytes;
+}
+
+R_UINT64 TempFileBudget::held() noexcept
+{
+    const LockGuard guard(state.lock);
+    return state.held;
+}
+
+R_UINT64 TempFileBudget::chunkBytes() noexcept
+{
+    const LockGuard guard(state.lock);
+    return (state.options.uChunkMemSize != 0 ? state.options.uChunkMemSize : kDefaultChunk) * kKiB;
+}
 
 R_INT R_SetTempFileOptions(const TEMPFILEOPTIONS* pOptions) noexcept
 {

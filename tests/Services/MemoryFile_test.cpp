@@ -1,0 +1,318 @@
+#include "Kernel/Base/System.h"
+#include "Kernel/Services/TempFile.h"
+#include "Platform/NativeErrors.h"
+#include "Support/FailingPlatform.h"
+#include "Support/TempOptions.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace rv::test {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using Name = std::basic_string<R_WCHAR>;
+constexpr R_INT kShared = FILE_SHARE_BIT_READ | FILE_SHARE_BIT_WRITE;
+constexpr int64_t kMiB = 1024 * 1024;
+
+/// The operations, without their user data.
+R_INT64 open(const Name& name, R_INT mode, R_INT permission = kShared)
+{
+    return kMemoryRedirectSet.pfnOpen(name.c_str(), mode, permission, nullptr);
+}
+R_INT read(R_INT64 file, void* to, size_t bytes)
+{
+    return kMemoryRedirectSet.pfnRead(file, to, static_cast<R_UINT>(bytes), nullptr);
+}
+R_INT write(R_INT64 file, const void* from, size_t bytes)
+{
+    return kMemoryRedirectSet.pfnWrite(file, from, static_cast<R_UINT>(bytes), nullptr);
+}
+R_INT64 seek(R_INT64 file, R_INT64 distance, R_INT origin = FILE_FROM_START)
+{
+    return kMemoryRedirectSet.pfnSeek(file, distance, origin, nullptr);
+}
+R_INT close(R_INT64 file) { return kMemoryRedirectSet.pfnClose(file, nullptr); }
+
+Bytes contentOf(R_INT64 file)
+{
+    const auto size = static_cast<size_t>(seek(file, 0, FILE_FROM_END));
+    EXPECT_EQ(seek(file, 0), 0);
+    Bytes bytes(size + 1); // asks for more than there is
+    EXPECT_EQ(read(file, bytes.data(), bytes.size()), static_cast<R_INT>(size));
+    bytes.pop_back();
+    return bytes;
+}
+Bytes contentOf(const Name& name)
+{
+    const R_INT64 file = open(name, FILE_MODE_READ);
+    EXPECT_NE(file, kNoFile);
+    if (file == kNoFile) return {};
+    Bytes bytes = contentOf(file);
+    EXPECT_EQ(close(file), 0);
+    return bytes;
+}
+
+Bytes someBytes(size_t count, unsigned seed)
+{
+    std::minstd_rand random(seed);
+    Bytes bytes(count);
+    for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random() >> 8);
+    return bytes;
+}
+
+/// A name of an empty file in memory.
+Name memoryName(R_INT mode = kCurrentTempFileMode)
+{
+    R_WCHAR buffer[260];
+    EXPECT_EQ(makeTempName(buffer, 260, mode, nullptr, nullptr, nullptr, 0), SUCCESS);
+    EXPECT_TRUE(isMemoryTempFile(buffer));
+    return buffer;
+}
+
+R_UINT64 conventionalTotal()
+{
+    R_UINT64 total = 0;
+    EXPECT_EQ(R_ManageMemory(MANAGE_GET_TOTAL, 0, &total), SUCCESS);
+    return total;
+}
+
+/// What has to be as it was when all files are gone.
+struct NothingLeft {
+    ~NothingLeft()
+    {
+        EXPECT_EQ(live.count(), 0) << live.text();
+        EXPECT_EQ(TempFileBudget::held(), 0u);
+        EXPECT_EQ(conventionalTotal(), total);
+    }
+    LiveBlocks live;
+    R_UINT64 total = conventionalTotal();
+};
+
+// --- Against a model
+
+struct ModelHandle {
+    R_INT64 file;
+    size_t model;
+    R_INT64 position = 0;
+};
+
+class Model {
+public:
+    explicit Model(unsigned seed) : random_(seed) {}
+
+    void run(int steps)
+    {
+        contents_.resize(kFiles);
+        while (names_.size() < kFiles) names_.push_back(memoryName());
+        for (int step = 0; step < steps && !testing::Test::HasFailure(); ++step) {
+            if (handles_.empty() || upTo(8) == 0)
+                openOne();
+            else
+                use(handles_[static_cast<size_t>(upTo(static_cast<R_INT64>(handles_.size()) - 1))]);
+            if (handles_.size() > 6) closeOne();
+        }
+        while (!handles_.empty()) closeOne();
+        for (size_t i = 0; i < kFiles; ++i) {
+            EXPECT_TRUE(contentOf(names_[i]) == contents_[i]);
+            EXPECT_EQ(R_DeleteTempFile(names_[i].c_str()), SUCCESS);
+            EXPECT_FALSE(isMemoryTempFile(names_[i].c_str()));
+        }
+    }
+
+private:
+    static constexpr size_t kFiles = 4;
+    R_INT64 upTo(R_INT64 most) { return std::uniform_int_distribution<R_INT64>(0, most)(random_); }
+
+    void openOne()
+    {
+        const auto model = static_cast<size_t>(upTo(kFiles - 1));
+        const bool cuts = upTo(15) == 0;
+        const R_INT64 file = open(names_[model], FILE_MODE_READ_WRITE | (cuts ? FILE_MODE_CREATE : 0));
+        ASSERT_NE(file, kNoFile);
+        if (cuts) contents_[model].clear();
+        handles_.push_back({file, model});
+    }
+    void closeOne()
+    {
+        std::swap(handles_.back(), handles_[static_cast<size_t>(upTo(static_cast<R_INT64>(handles_.size()) - 1))]);
+        EXPECT_EQ(close(handles_.back().file), 0);
+        handles_.pop_back();
+    }
+    void use(ModelHandle& handle)
+    {
+        Bytes& content = contents_[handle.model];
+        const auto size = static_cast<R_INT64>(content.size());
+        const auto count = static_cast<size_t>(upTo(1) != 0 ? upTo(3000) : upTo(200000));
+        switch (upTo(9)) {
+        case 0: { // anywhere, behind the end too
+            const R_INT64 target = upTo(size + size / 8 + 5000);
+            const auto origin = static_cast<R_INT>(upTo(2));
+            const R_INT64 start = origin == 0 ? 0 : origin == 1 ? handle.position : size;
+            EXPECT_EQ(seek(handle.file, -start - 1, origin), -1);
+            EXPECT_EQ(seek(handle.file, target - start, origin), target);
+            handle.position = target;
+            break;
+        }
+        case 1:
+            if (upTo(3) != 0) break;
+            EXPECT_EQ(write(handle.file, nullptr, 0), 0);
+            content.resize(static_cast<size_t>(handle.position));
+            break;
+        case 2:
+        case 3:
+        case 4:
+        case 5: {
+            const Bytes bytes = someBytes(count, static_cast<unsigned>(upTo(1 << 30)));
+            if (bytes.empty()) break;
+            ASSERT_EQ(write(handle.file, bytes.data(), bytes.size()), static_cast<R_INT>(bytes.size()));
+            const auto end = static_cast<size_t>(handle.position) + bytes.size();
+            if (content.size() < end) content.resize(end);
+            std::copy(bytes.begin(), bytes.end(), content.begin() + handle.position);
+            handle.position += static_cast<R_INT64>(bytes.size());
+            break;
+        }
+        default: {
+            Bytes bytes(count + 1, 0xEE);
+            const R_INT64 wanted = std::clamp<R_INT64>(size - handle.position, 0, static_cast<R_INT64>(count));
+            ASSERT_EQ(read(handle.file, bytes.data(), count), wanted);
+            EXPECT_EQ(bytes[static_cast<size_t>(wanted)], 0xEE);
+            EXPECT_TRUE(std::equal(bytes.begin(), bytes.begin() + wanted,
+                                   content.begin() + (wanted != 0 ? handle.position : 0)));
+            handle.position += wanted;
+        }
+        }
+    }
+
+    std::mt19937 random_;
+    std::vector<Name> names_;
+    std::vector<Bytes> contents_;
+    std::vector<ModelHandle> handles_;
+};
+
+TEST(MemoryFile, HoldsWhatWasWrittenWhereverItLives)
+{
+    struct Limits {
+        R_UINT mode, totalMiB, fileMiB, chunkKiB;
+    };
+    for (const Limits& limits : {Limits{TEMPFILE_DISK_AND_MEMORY, 2, 1, 1},
+                                 {TEMPFILE_DISK_AND_MEMORY, 128, 8, 16},
+                                 {TEMPFILE_DISK_AND_MEMORY, 0, 0, 3},
+                                 {TEMPFILE_MEMORY, 1, 1, 700}}) {
+        const NothingLeft nothingLeft;
+        const TempOptions options(limits.mode, limits.totalMiB, limits.fileMiB, limits.chunkKiB);
+        for (const unsigned seed : {1u, 2u, 3u}) {
+            SCOPED_TRACE(testing::Message() << "limits " << limits.totalMiB << ", seed " << seed);
+            Model(seed).run(1500);
+        }
+    }
+}
+
+// --- Limits and faults
+
+TEST(MemoryFile, TakesNoMoreMemoryThanItMay)
+{
+    const NothingLeft nothingLeft;
+    const TempOptions options(TEMPFILE_DISK_AND_MEMORY, 4, 2, 16);
+    const Bytes bytes = someBytes(2 * kMiB + 1, 1);
+    const auto filled = [&](size_t count, R_UINT64 held) {
+        const Name name = memoryName();
+        const R_INT64 file = open(name, FILE_MODE_READ_WRITE);
+        EXPECT_EQ(write(file, bytes.data(), count), static_cast<R_INT>(count));
+        EXPECT_EQ(TempFileBudget::held(), held);
+        EXPECT_TRUE(contentOf(file) == Bytes(bytes.begin(), bytes.begin() + static_cast<R_INT64>(count)));
+        EXPECT_EQ(close(file), 0);
+        return name;
+    };
+    std::vector<Name> names;
+    names.push_back(filled(10, kMiB + 10));           // a need and what may follow it
+    names.push_back(filled(2 * kMiB + 1, kMiB + 10)); // more than one file may have
+    names.push_back(filled(2 * kMiB, 3 * kMiB + 10)); // all that one may have
+    names.push_back(filled(kMiB - 10, 4 * kMiB));     // all that is left
+    names.push_back(filled(1, 4 * kMiB));             // too late
+    {
+        const TempOptions memory(TEMPFILE_MEMORY, 0, 0, 16);
+        names.push_back(filled(2 * kMiB, 7 * kMiB)); // no limit where there is no disk
+        const R_INT64 file = open(names[1], FILE_MODE_READ_WRITE);
+        EXPECT_EQ(seek(file, 0, FILE_FROM_END), 2 * kMiB + 1); // what has gone to disk stays there
+        EXPECT_EQ(write(file, bytes.data(), 5), 5);
+        EXPECT_EQ(close(file), 0);
+    }
+    const R_INT64 file = open(names.back(), FILE_MODE_READ_WRITE);
+    EXPECT_EQ(seek(file, 1000), 1000);
+    EXPECT_EQ(write(file, nullptr, 0), 0);
+    EXPECT_EQ(TempFileBudget::held(), 4 * kMiB + 1000);
+    for (const Name& name : names) EXPECT_EQ(R_DeleteTempFile(name.c_str()), SUCCESS);
+    EXPECT_EQ(contentOf(file), Bytes(bytes.begin(), bytes.begin() + 1000)); // until the last handle is closed
+    EXPECT_EQ(open(names.back(), FILE_MODE_READ), kNoFile);
+    EXPECT_EQ(close(file), 0);
+}
+
+TEST(MemoryFile, LosesNothingWhenMemoryOrDiskRefuses)
+{
+    const NothingLeft nothingLeft;
+    const Bytes first = someBytes(kMiB, 1), more = someBytes(9 * kMiB, 2);
+    struct Case {
+        R_UINT mode;
+        unsigned kind;  // whose nth call fails
+        size_t count;   // bytes of the write
+        uint32_t error; // of a write that fails; 0: none may
+    };
+    for (const Case& c : {Case{TEMPFILE_MEMORY, kFailHeap, 3 * kMiB, native::kNotEnoughMemory},
+                          Case{TEMPFILE_DISK_AND_MEMORY, kFailHeap, 3 * kMiB, 0},
+                          Case{TEMPFILE_DISK_AND_MEMORY, kFailScratch, more.size(), native::kDiskFull},
+                          Case{TEMPFILE_DISK_AND_MEMORY, kFailPlaced, more.size(), native::kDiskFull}}) {
+        const TempOptions options(c.mode, 128, 8, 512);
+        int failures = 0;
+        for (int nth = 0;; ++nth) { // 0: each call fails
+            SCOPED_TRACE(testing::Message() << "kind " << c.kind << ", call " << nth);
+            const Name name = memoryName();
+            const R_INT64 file = open(name, FILE_MODE_READ_WRITE);
+            ASSERT_EQ(write(file, first.data(), first.size()), static_cast<R_INT>(first.size()));
+            Bytes wanted = first;
+            R_INT written = 0;
+            bool happened = false;
+            {
+                const NoMemory all(nth == 0 ? c.kind : 0);
+                const FailingAllocation fault(nth, c.kind);
+                written = write(file, more.data(), c.count);
+                happened = nth == 0 || fault.happened();
+                EXPECT_TRUE(written >= 0 || platform().nativeError() == c.error);
+            }
+            if (written < 0) ++failures;
+            EXPECT_TRUE(written == static_cast<R_INT>(c.count) || (written == -1 && happened && c.error != 0));
+            if (written > 0) wanted.insert(wanted.end(), more.begin(), more.begin() + written);
+            EXPECT_TRUE(contentOf(file) == wanted);
+            EXPECT_EQ(seek(file, 0, FILE_FROM_END), static_cast<R_INT64>(wanted.size()));
+            EXPECT_EQ(write(file, more.data(), 1), 1); // and it goes on
+            EXPECT_EQ(close(file), 0);
+            EXPECT_EQ(R_DeleteTempFile(name.c_str()), SUCCESS);
+            if (!happened) break;
+            ASSERT_LT(nth, 100);
+        }
+        EXPECT_EQ(failures > 0, c.error != 0);
+    }
+    { // the process's limit of conventional memory counts as memory that is not there
+        R_UINT64 before = 0;
+        EXPECT_EQ(R_ManageMemory(MANAGE_SET_LIMIT, conventionalTotal() + 10000, &before), SUCCESS);
+        const Name small = memoryName(), memoryOnly = memoryName(TEMPFILE_MEMORY);
+        for (const Name& name : {small, memoryOnly}) {
+            const R_INT64 file = open(name, FILE_MODE_READ_WRITE);
+            EXPECT_EQ(write(file, first.data(), 5000), 5000);
+            EXPECT_EQ(write(file, first.data(), 5001), name == small ? 5001 : -1);
+            EXPECT_EQ(seek(file, 0, FILE_FROM_END), name == small ? 10001 : 5000);
+            EXPECT_EQ(close(file), 0);
+            EXPECT_EQ(R_DeleteTempFile(name.c_str()), SUCCESS);
+        }
+        EXPECT_EQ(R_ManageMemory(MANAGE_SET_LIMIT, before, nullptr), SUCCESS);
+    }
+}
+
+} // namespace
+} // namespace rv::test
