@@ -2,9 +2,10 @@
 /// to: a record that has gone into a list may be used on, but not freed. Indexes are from 0. Records of both sizes are
 /// taken and keep theirs. One thread at a time may work on a list.
 ///
-/// The records' memory, 284 bytes for an item, counts as conventional memory of the process. A call that fails leaves
-/// the list and the caller's records as they were, but for what R_DeleteBitmapListItems says. Besides those named
-/// below, a call that adds items answers ERROR_FAILURE without memory, ERROR_MEMORY_LIMIT past the process's limit.
+/// The records' memory, 284 bytes for an item, counts as conventional memory of the process; its limit holds for what
+/// grows by more than 16,000,000 bytes at once. A call that fails leaves the list and the caller's records as they
+/// were, but for what R_DeleteBitmapListItems says. Besides those named below, a call that adds items answers
+/// ERROR_FAILURE without memory, ERROR_MEMORY_LIMIT past the limit.
 #ifndef R_LISTS_H
 #define R_LISTS_H
 

@@ -81,16 +81,17 @@ void* Platform::reallocateMovable(void* handle, size_t bytes) noexcept
     auto* const block = static_cast<Movable*>(handle);
     if (block == nullptr || block->locks != 0) return nullptr;
     const size_t size = bytes != 0 ? bytes : 1;
-    // A new block and not realloc: until the copy stands, the old one must be found under its address.
-    void* const data = std::calloc(1, size);
-    if (data == nullptr) return nullptr;
-    std::memcpy(data, block->data, size < block->size ? size : block->size);
+    // Out of the table meanwhile: its old address may be another block's before this returns. In place where that can
+    // be, so that a block may grow in many small steps.
     leave(block);
-    std::free(block->data);
-    block->data = data;
-    block->size = size;
+    void* const data = std::realloc(block->data, size);
+    if (data != nullptr) {
+        if (size > block->size) std::memset(static_cast<char*>(data) + block->size, 0, size - block->size);
+        block->data = data;
+        block->size = size;
+    }
     enter(block);
-    return block;
+    return data != nullptr ? block : nullptr;
 }
 
 void* Platform::lockMovable(void* handle) noexcept

@@ -10,6 +10,7 @@ namespace {
 constexpr R_INT64 kNoThreshold = 0;
 constexpr R_INT64 kThresholdAtStart = kNoThreshold;
 constexpr R_UINT64 kUnlimited = 0x7FFFFFFFFFFFFFFF;
+constexpr R_UINT64 kFreeGrowth = 16000000; // what a block may grow by, limit or no limit
 
 struct MemoryLimits {
     LazyLock lock;
@@ -47,6 +48,14 @@ Status rv::reserveConventional(R_UINT64 bytes) noexcept
 {
     const LockGuard guard(memory.lock);
     return memory.reserve(bytes);
+}
+
+Status rv::growConventional(R_UINT64 bytes) noexcept
+{
+    const LockGuard guard(memory.lock);
+    if (bytes > kFreeGrowth) return memory.reserve(bytes);
+    memory.total += bytes;
+    return SUCCESS;
 }
 
 void rv::returnConventional(R_UINT64 bytes) noexcept

@@ -84,6 +84,8 @@ private:
 
 /// Takes bytes of the process's conventional memory, or says ERROR_MEMORY_LIMIT.
 Status reserveConventional(R_UINT64 bytes) noexcept;
+/// The same for a block that grows: only one that grows by much is held to the limit, others are just counted.
+Status growConventional(R_UINT64 bytes) noexcept;
 void returnConventional(R_UINT64 bytes) noexcept;
 
 /// The size above which one bitmap goes to disk; 0 is none.

@@ -77,7 +77,7 @@ void copyOut(BITMAPHANDLE* out, const BITMAPHANDLE* slot, R_UINT size) noexcept
 Status makeSlots(R_UINT count, void** block) noexcept
 {
     *block = nullptr;
-    R_TRY(reserveConventional(slotsBytes(count)));
+    R_TRY(growConventional(slotsBytes(count)));
     *block = platform().allocateMovable(slotsBytes(count));
     if (*block != nullptr) return SUCCESS;
     returnConventional(slotsBytes(count));
@@ -89,7 +89,7 @@ Status growByOne(HBITMAPLIST list) noexcept
 {
     if (list->count == LIST_END - 1) return ERROR_FAILURE; // the next count would be the index that means the end
     if (list->items == nullptr) return makeSlots(1, &list->items);
-    R_TRY(reserveConventional(kSlotBytes));
+    R_TRY(growConventional(kSlotBytes));
     void* const grown = platform().reallocateMovable(list->items, slotsBytes(list->count + 1));
     if (grown == nullptr) {
         returnConventional(kSlotBytes);
