@@ -27,7 +27,7 @@ uint32_t loaderError() noexcept
 {
     const char* const text = dlerror();
     if (text == nullptr) return native::kModuleNotFound;
-    if (tells(text, ENOMEM)) return native::kNotEnoughMemory;
+    if (tells(text, ENOMEM) || std::strstr(text, "out of memory") != nullptr) return native::kNotEnoughMemory;
     if (tells(text, ENOENT) || tells(text, ENOTDIR)) return native::kModuleNotFound;
     return tells(text, EACCES) ? native::kAccessDenied : native::kBadModule;
 }

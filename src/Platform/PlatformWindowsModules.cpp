@@ -46,6 +46,8 @@ public:
     CurrentFolder(const CurrentFolder&) = delete;
     CurrentFolder& operator=(const CurrentFolder&) = delete;
 
+    bool outOfMemory() const noexcept { return before_ == nullptr; }
+
 private:
     wchar_t* before_;
     bool changed_ = false;
@@ -72,7 +74,9 @@ void* Platform::loadModule(const R_WCHAR* path) noexcept { return load(path); }
 void* Platform::loadModuleFrom(const R_WCHAR* folder, const R_WCHAR* name) noexcept
 {
     const CurrentFolder current(folder); // the system's search looks there, for what the module needs too
-    return load(name);
+    if (!current.outOfMemory()) return load(name);
+    SetLastError(native::kNotEnoughMemory);
+    return nullptr;
 }
 
 void* Platform::moduleFunction(void* module, const char* name) noexcept

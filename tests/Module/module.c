@@ -10,3 +10,14 @@ EXPORTED int moduleDouble(int number);
 
 int moduleAnswer(void) { return 42; }
 int moduleDouble(int number) { return 2 * number; }
+
+#if !defined(_WIN32)
+#include <stdlib.h>
+
+/* While it is loaded, it calls the function whose address the program has put into the environment. */
+__attribute__((constructor)) static void loaded(void)
+{
+    const char* const hook = getenv("MODULE_HOOK");
+    if (hook != NULL) ((void (*)(void))strtoull(hook, NULL, 16))();
+}
+#endif

@@ -12,7 +12,9 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -141,6 +143,10 @@ TEST(Modules, LoadsAreCountedAndFunctionsFollowThem)
         EXPECT_EQ(loader.Load(), 1); // by the name it had, with the functions it was asked for
         EXPECT_EQ(reinterpret_cast<int (*)(int)>(loader.GetFunction("moduleDouble"))(21), 42);
         EXPECT_EQ(loader.Load(), 1);
+        {
+            const NoMemory none;
+            EXPECT_EQ(loader.Load(), 1); // another count needs none
+        }
         loader.Free();
         EXPECT_EQ(loader.IsLoaded() + loader.Unload(), 0);
         EXPECT_EQ(loader.Load(), 1);
@@ -248,7 +254,12 @@ TEST(Modules, TheCallbackSendsBringsAndRefuses)
         EXPECT_EQ(client.answer(), 42);
     }
     wish.answer = SUCCESS_ABORT;
-    EXPECT_EQ(Client().load(W("rvtwnX.DLL")), 0); // says it brings one, and does not
+    {
+        Client client;
+        rv::platform().setNativeError(rv::native::kNotEnoughMemory); // of some time before
+        EXPECT_EQ(client.load(W("rvtwnX.DLL")), 0);                  // says it brings one, and does not
+        EXPECT_EQ(client.loader.IsSystemOutOfMemory(), 0);
+    }
     wish.module = rv::loadSystemModule({W("nobodyX.DLL"), wish.path.c_str()});
     ASSERT_NE(wish.module, nullptr);
     {
@@ -260,6 +271,29 @@ TEST(Modules, TheCallbackSendsBringsAndRefuses)
     EXPECT_EQ(Client().load(W("rvtwnX.DLL")), 0);
     EXPECT_EQ(live.count(), 0) << live.text();
 }
+
+#if !defined(_WIN32)
+/// Such a one has the lock of the system's loader, which other threads wait for meanwhile.
+TEST(Modules, AreLoadedByOneThatIsBeingLoaded)
+{
+    static std::thread other;
+    const Wide path = folderOfProgram() + W("modules/rvdisX.DLL");
+    void (*const hook)() = [] {
+        unsetenv("MODULE_HOOK");
+        rv::detach(); // the modules' folder is asked for anew, by two threads
+        rv::attach();
+        other = std::thread([] { (void)folderOfProgram(); });
+        rv::gSystemPlatform.sleep(30);
+        EXPECT_EQ(Client().load(W("rvtwnX.DLL")), 1);
+    };
+    std::ostringstream address;
+    address << std::hex << reinterpret_cast<uintptr_t>(hook);
+    setenv("MODULE_HOOK", address.str().c_str(), 1);
+    EXPECT_EQ(Client().load(path), 1);
+    ASSERT_TRUE(other.joinable());
+    other.join();
+}
+#endif
 
 TEST(Modules, AMissingOneIsTracedByNameWhereThatIsAsked)
 {

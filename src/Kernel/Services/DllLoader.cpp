@@ -6,6 +6,7 @@
 #include "Kernel/Services/Modules.h"
 #include "Platform/NativeErrors.h"
 
+#include <algorithm>
 #include <climits>
 #include <iterator>
 #include <new>
@@ -18,8 +19,20 @@ namespace {
 
 #if defined(_WIN32)
 constexpr R_WCHAR kSeparator[] = RV_WIDE("\\");
+constexpr R_WCHAR kBeside[] = RV_WIDE("..\\");
+
+/// Loading from a folder sets the process's current one and puts it back: two at once would put back each other's.
+constinit LazyLock currentFolder;
+struct FolderHold {
+    const LockGuard guard{currentFolder};
+};
 #else
 constexpr R_WCHAR kSeparator[] = RV_WIDE("/");
+constexpr R_WCHAR kBeside[] = RV_WIDE("../");
+
+/// Nothing is set, and nothing may be held: whoever loads a module here may be a module that is being loaded, on a
+/// thread that has the system loader's own lock.
+struct FolderHold {};
 #endif
 
 /// Pieces of text as one; null without memory.
@@ -55,10 +68,6 @@ private:
     size_t units_;
 };
 
-/// The process may have one current folder, and loading from a folder may set it and put it back: two at once would
-/// put back each other's.
-constinit LazyLock currentFolder;
-
 /// One search for a module.
 class Search {
 public:
@@ -92,6 +101,7 @@ public:
             return;
         }
         void* module = nullptr;
+        platform().setNativeError(native::kNone); // a callback that brings nothing may say why
         const auto units = static_cast<R_UINT>(std::min<size_t>(path.units(), UINT_MAX));
         const R_INT answer = callback.function(name, path.get(), units, &module, callback.userData);
         path.get()[path.units() - 1] = 0;
@@ -120,7 +130,7 @@ private:
             return false;
         }
         if (take(platform().loadModule(path.get()))) return true;
-        const LockGuard guard(currentFolder);
+        [[maybe_unused]] const FolderHold hold;
         return take(platform().loadModuleFrom(folder, base));
     }
 
@@ -173,7 +183,7 @@ void Search::inPackageFolders(const R_WCHAR* base) noexcept
 {
     if (*moduleDirectory() == 0) return;
     const R_WCHAR* const area = packageAreaOf(base);
-    if (!inPackageFolder(RV_WIDE(""), area, base)) (void)inPackageFolder(RV_WIDE("../"), area, base);
+    if (!inPackageFolder(RV_WIDE(""), area, base)) (void)inPackageFolder(kBeside, area, base);
 }
 
 /// Tells the developer what a missing module will make callers answer.
@@ -203,10 +213,9 @@ R_DllLoader::~R_DllLoader()
 
 R_INT R_DllLoader::Load() noexcept
 {
-    const JoinedText name({m_szName}); // what the loading writes is the very place that it stands in
-    if (name) return LoadLibName(name.get(), nullptr);
-    m_bOutOfMemory = 1;
-    return FAILURE;
+    R_WCHAR name[sizeof m_szName / sizeof(R_WCHAR)]; // what the loading writes is the very place that it stands in
+    std::copy(std::begin(m_szName), std::end(m_szName), name);
+    return LoadLibName(name, nullptr);
 }
 
 R_INT R_DllLoader::LoadLib(RV_LIBID nLibId, int nFormatId, const void* pReserved) noexcept

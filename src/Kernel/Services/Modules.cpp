@@ -4,6 +4,8 @@
 #include "Common/Text.h"
 #include "Kernel/Base/System.h"
 
+#include <algorithm>
+
 using namespace rv;
 
 namespace {
@@ -53,13 +55,13 @@ void* rv::acceptedModule(void* module) noexcept
 const R_WCHAR* rv::moduleDirectory() noexcept
 {
     if (!directory.known.load(std::memory_order_acquire)) {
+        R_WCHAR found[kFolderUnits]; // before the lock: the system's loader, which is asked, has one of its own
+        const uint32_t units = platform().libraryFolder(found, kFolderUnits);
         const LockGuard guard(directory.lock);
-        if (!directory.known.load(std::memory_order_relaxed)) {
-            const uint32_t units = platform().libraryFolder(directory.path, kFolderUnits);
-            if (units != 0 && units <= kFolderUnits) {
-                directory.known.store(true, std::memory_order_release);
-                forgetDirectory.registerOnce();
-            }
+        if (!directory.known.load(std::memory_order_relaxed) && units != 0 && units <= kFolderUnits) {
+            std::copy_n(found, units, directory.path);
+            directory.known.store(true, std::memory_order_release);
+            forgetDirectory.registerOnce();
         }
     }
     return directory.known.load(std::memory_order_acquire) ? directory.path : RV_WIDE("");
