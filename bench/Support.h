@@ -57,6 +57,7 @@ MakeStep copyOf(size_t bytes);
 
 // One function for each file of measurements.
 void registerBuffered();
+void registerFiles();
 void registerMemory();
 void registerThreads();
 void registerTurns();

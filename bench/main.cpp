@@ -112,6 +112,7 @@ int main(int argc, char** argv)
     rv::bench::registerThreads();
     rv::bench::registerTurns();
     rv::bench::registerBuffered();
+    rv::bench::registerFiles();
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

@@ -160,6 +160,9 @@ public:
     /// The same at a place of its own; the file's position may be anywhere afterwards.
     virtual int64_t readFileAt(int64_t file, void* buffer, uint32_t bytes, uint64_t offset) noexcept;
     virtual int64_t writeFileAt(int64_t file, const void* buffer, uint32_t bytes, uint64_t offset) noexcept;
+    /// Copies from one file's position to another's without taking the bytes to the program, as far as the system can,
+    /// which may be not at all; both positions move on. What is left, and why, a read and a write will tell.
+    virtual void copyContent(int64_t from, int64_t to) noexcept;
     /// The new position. origin: 0 the start, 1 the position, anything else the end.
     virtual int64_t seekFile(int64_t file, int64_t distance, int32_t origin) noexcept;
     virtual bool endFileHere(int64_t file) noexcept; ///< the file ends at its position

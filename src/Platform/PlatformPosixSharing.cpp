@@ -258,6 +258,13 @@ private:
         return stat(path_, &facts) != 0 && errno == ENOENT && lstat(path_, &facts) == 0 && S_ISLNK(facts.st_mode);
     }
 
+    /// Whether the name leads to this file: so it may even when no folder has it, by a descriptor's name.
+    bool isReachable(const struct stat& facts) const noexcept
+    {
+        struct stat there;
+        return stat(path_, &there) == 0 && there.st_ino == facts.st_ino && there.st_dev == facts.st_dev;
+    }
+
     /// Decides about a file that was there, cuts it where that was asked for, and puts it on record.
     uint32_t admit(bool* goneMeanwhile) noexcept
     {
@@ -266,7 +273,7 @@ private:
         if (fstat(descriptor_, &facts) != 0) return systemError();
         if (S_ISDIR(facts.st_mode)) return request_.folders && !cuts() ? native::kNone : native::kAccessDenied;
         if (!S_ISREG(facts.st_mode)) return native::kNone;
-        if (facts.st_nlink == 0) {
+        if (facts.st_nlink == 0 && !isReachable(facts)) {
             *goneMeanwhile = true;
             return native::kFileNotFound;
         }

@@ -213,6 +213,8 @@ int64_t Platform::writeFile(int64_t file, const void* buffer, uint32_t bytes) no
     return writeBytes(file, buffer, bytes, nullptr);
 }
 
+void Platform::copyContent(int64_t, int64_t) noexcept {} // only whole files by their names
+
 int64_t Platform::readFileAt(int64_t file, void* buffer, uint32_t bytes, uint64_t offset) noexcept
 {
     OVERLAPPED place = at(offset);

@@ -133,6 +133,11 @@ TEST(PosixFiles, LinksLeadToTheFile)
     EXPECT_EQ(folder.read("file"), "(none)");
     EXPECT_EQ(R_OsDelete((folder / "link").c_str()), 0);
     EXPECT_EQ(folder.read("twin"), "content");
+    // A file that no folder has is reached by its descriptor's name.
+    const int nameless = open(folder.path().c_str(), O_TMPFILE | O_RDWR, 0600);
+    if (nameless < 0) return; // not every file system has them
+    EXPECT_EQ(R_OsClose(R_OsOpen(wide("/proc/self/fd/" + std::to_string(nameless)).c_str(), 2, 0)), 0);
+    close(nameless);
 }
 
 /// Runs f in a child; 0 when it answers true.

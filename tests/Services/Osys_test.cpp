@@ -1,3 +1,4 @@
+#include "Internal/R_Int.h"
 #include "Platform/NativeErrors.h"
 #include "Platform/Platform.h"
 #include "R_Files.h"
@@ -343,6 +344,134 @@ TEST(Osys, NamesOfEveryKind)
     EXPECT_EQ(opens(folder / std::string(300, 'x'), FILE_MODE_CREATE | kRW), refusedWith(n::kNameTooLong));
     EXPECT_EQ(opens(Wide(5000, 'x'), FILE_MODE_CREATE | kRW), refusedWith(n::kNameTooLong));
 #endif
+}
+
+// --- Copying
+
+constexpr R_UINT kKinds[] = {COPYFILE_FROM_DISK, COPYFILE_FROM_REDIRECTED, COPYFILE_FROM_TEMPFILE};
+constexpr R_UINT toKind(R_UINT fromKind) { return fromKind << 3; }
+
+/// A file that may be named by both ends of a copy: on disk, or a temporary one in memory. Gone with the object.
+struct Named {
+    Named(const Folder& folder, const std::string& text, bool inMemory)
+    {
+        R_WCHAR buffer[400];
+        const Wide path = wide(folder.path());
+        name = folder / text;
+        if (inMemory && R_GetTempFileName4(path.c_str(), buffer, 400, TEMPFILE_MEMORY, nullptr, nullptr) == SUCCESS)
+            name = buffer;
+    }
+    ~Named() { R_DeleteTempFile(name.c_str()); }
+    Named(const Named&) = delete;
+    Named& operator=(const Named&) = delete;
+    bool write(const std::string& content) const
+    {
+        const R_INT64 file = R_RedirectedTempFileOpen(name.c_str(), kRW | FILE_MODE_CREATE, 0);
+        const auto bytes = static_cast<R_INT64>(content.size());
+        const bool written = R_RedirectedTempFileWriteBig(file, content.data(), bytes) == bytes;
+        return R_RedirectedTempFileClose(file) == 0 && written;
+    }
+    std::string read() const
+    {
+        const R_INT64 file = R_RedirectedTempFileOpen(name.c_str(), FILE_MODE_READ, 0);
+        std::string content(200000, '?');
+        const R_INT got = R_RedirectedTempFileRead(file, content.data(), 200000);
+        EXPECT_EQ(R_RedirectedTempFileClose(file), 0);
+        content.resize(got < 0 ? 0 : static_cast<size_t>(got));
+        return content;
+    }
+    Outcome copyTo(const Named& other, R_UINT flags) const
+    {
+        return outcome(R_IntCopyFile(name.c_str(), other.name.c_str(), flags) == 1);
+    }
+    Wide name;
+};
+
+TEST(OsysCopy, BetweenEveryKindOfFile)
+{
+    const Folder folder;
+    int number = 0;
+    for (const R_UINT from : kKinds)
+        for (const R_UINT to : kKinds)
+            for (const size_t bytes : {0u, 1u, 32768u, 100001u}) {
+                const std::string text = std::to_string(++number);
+                SCOPED_TRACE(text);
+                const Named source(folder, "from" + text, from == COPYFILE_FROM_TEMPFILE);
+                const Named target(folder, "to" + text, to == COPYFILE_FROM_TEMPFILE);
+                const R_UINT flags = from | toKind(to);
+                std::string content(bytes, 'x');
+                for (size_t i = 0; i < bytes; ++i) content[i] = static_cast<char>(i * 7 + i / 256);
+                ASSERT_TRUE(source.write(content));
+                if (to != COPYFILE_FROM_TEMPFILE) { // a temporary name is a file from the start
+                    EXPECT_EQ(source.copyTo(target, flags | COPYFILE_FAIL_IF_EXISTS), kDone);
+                    EXPECT_EQ(target.read(), content);
+                }
+                ASSERT_TRUE(target.write("what was there before" + content));
+                EXPECT_EQ(source.copyTo(target, flags | COPYFILE_FAIL_IF_EXISTS), refusedWith(n::kFileExists));
+                EXPECT_EQ(source.copyTo(target, flags), kDone);
+                EXPECT_EQ(target.read(), content);
+                EXPECT_EQ(R_FileExists(target.name.c_str()), 1);
+                if (from == to) {
+                    EXPECT_FALSE(source.copyTo(source, flags).done); // neither shares what the other wants
+                }
+                EXPECT_EQ(source.read(), content);
+            }
+}
+
+TEST(OsysCopy, SaysWhyItFailed)
+{
+    const Folder folder;
+    const Named source(folder, "from", false), target(folder, "to", false), none(folder, "none", false);
+    ASSERT_TRUE(source.write(std::string(70000, 'x')));
+    const R_UINT disk = COPYFILE_FROM_DISK | COPYFILE_TO_DISK;
+    for (const R_UINT flags : {0u, 0x0Eu, 0x71u, ~0x7Fu})
+        EXPECT_EQ(R_IntCopyFile(source.name.c_str(), target.name.c_str(), flags), ERROR_INV_PARAMETER);
+    EXPECT_EQ(source.copyTo(target, 0x7E), kDone); // of several kinds the first
+    EXPECT_EQ(none.copyTo(target, disk), refusedWith(n::kFileNotFound));
+    EXPECT_EQ(target.read().size(), 70000u); // still
+    EXPECT_EQ(R_IntCopyFile(nullptr, nullptr, disk), 0);
+    for (const R_UINT from : {COPYFILE_FROM_DISK, COPYFILE_FROM_REDIRECTED})
+        for (const R_UINT to : {COPYFILE_TO_DISK, COPYFILE_TO_REDIRECTED}) {
+            {
+                const FailingAllocation write(2, kFailWrite);
+                EXPECT_EQ(source.copyTo(target, from | to), refusedWith(n::kWriteFault));
+            }
+            const NoMemory close(kFailClose);
+            EXPECT_FALSE(source.copyTo(target, from | to).done); // what was held back may be lost
+        }
+    const FailingAllocation read(2, kFailRead);
+    EXPECT_EQ(source.copyTo(target, disk), refusedWith(n::kReadFault));
+    R_UINT handedOver = 0;
+    REDIRECTSET own, before;
+    ASSERT_EQ(R_GetRedirectFunctions(&before, REDIRECTSET_SIZE, REDIRECT_CURRENT, 1), SUCCESS);
+    own = before;
+    own.pfnCopy = [](const R_WCHAR*, const R_WCHAR*, R_UINT flags, void* seen) noexcept -> R_INT {
+        *static_cast<R_UINT*>(seen) = flags;
+        return 1;
+    };
+    own.pCopyData = &handedOver;
+    ASSERT_EQ(R_SetRedirectFunctions(&own, REDIRECT_CURRENT, 1), SUCCESS);
+    EXPECT_EQ(none.copyTo(target, COPYFILE_FROM_REDIRECTED | COPYFILE_TO_REDIRECTED), kDone);
+    EXPECT_EQ(handedOver, COPYFILE_FROM_REDIRECTED | COPYFILE_TO_REDIRECTED);
+    EXPECT_EQ(R_SetRedirectFunctions(&before, REDIRECT_CURRENT, 1), SUCCESS);
+}
+
+TEST(Osys, WhatExists)
+{
+    const Folder folder;
+    const Named memory(folder, "", true);
+    Wide other = memory.name;
+    for (R_WCHAR& unit : other)
+        if (unit == '/') unit = '\\';
+    EXPECT_EQ(R_FileExists(memory.name.c_str()), 1);
+    EXPECT_EQ(R_FileExists(other.c_str()), 1);
+    EXPECT_EQ(folder.count(), 0u);
+    folder.write("\xC3\xA4", "");
+    const auto text = (folder.path() / "").u8string();
+    EXPECT_EQ(R_FileExistsUTF8((std::string(text.begin(), text.end()) + "\xC3\xA4").c_str()), 1);
+    EXPECT_EQ(R_FileExists(wide(folder.path()).c_str()), 1); // folders count
+    EXPECT_EQ(R_FileExists((folder / "none").c_str()), 0);
+    EXPECT_EQ(R_FileExists(Wide().c_str()) + R_FileExists(nullptr) + R_FileExistsUTF8(nullptr), 0);
 }
 
 // --- The last error

@@ -30,6 +30,14 @@ template <class F> R_INT64 withNames(F f)
 
 bool closes(R_INT64 file) { return file != R_INVALID_FILE && R_OsClose(file) == 0; }
 
+bool isNewAndEmpty(const R_WCHAR* name)
+{
+    const R_INT64 file = R_OsOpen(name, FILE_MODE_READ, 0);
+    char byte;
+    const bool empty = file != R_INVALID_FILE && R_OsRead(file, &byte, 1) == 0;
+    return closes(file) && R_OsDelete(name) == 0 && empty;
+}
+
 char buffer[9];
 
 R_INT64 saveStatus()
@@ -53,6 +61,21 @@ const Call kCalls[] = {
     DOES(R_OsSetLastError, saveStatus()),
     DOES(R_OsGetLastError, saveStatus()),
     DOES(R_MoveFileEx, withNames([](auto from, auto to) { return R_MoveFileEx(from, to, 0) == 1; })),
+    DOES(R_OsGetTempName,
+         [] {
+             R_WCHAR name[260];
+             const R_INT made = R_OsGetTempName(name);
+             return made == SUCCESS ? as(isNewAndEmpty(name)) : made;
+         }()),
+    DOES(R_CopyFile, withNames([](auto from, auto to) { return R_CopyFile(from, to, 1) == 1; })),
+    DOES(R_CopyFile2, withNames([](auto from, auto to) { return R_CopyFile2(from, to, 1) == 1; })),
+    DOES(R_IntCopyFile, withNames([](auto from, auto to) {
+             return R_IntCopyFile(from, to, COPYFILE_FROM_TEMPFILE | COPYFILE_TO_TEMPFILE) == 1;
+         })),
+    DOES(R_FileExists, withNames([](auto name, auto other) {
+             return R_FileExists(name) == 1 && R_FileExists(other) == 0 && closes(R_OsCreat(other, 0));
+         })),
+    DOES(R_FileExistsUTF8, as(R_FileExistsUTF8("/") == 1)),
 };
 
 } // namespace

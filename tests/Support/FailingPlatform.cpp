@@ -174,6 +174,11 @@ public:
         if (failsWith(kFailWrite, native::kDiskFull)) return kNoFile;
         return Platform::writeFile(file, buffer, fails(kShortWrite) ? bytes / 2 : bytes);
     }
+    void copyContent(int64_t from, int64_t to) noexcept override
+    {
+        const std::lock_guard guard(mutex);
+        if (((failing | fuse) & (kFailRead | kFailWrite | kShortWrite)) == 0) Platform::copyContent(from, to);
+    }
     int64_t writeFileAt(int64_t file, const void* buffer, uint32_t bytes, uint64_t offset) noexcept override
     {
         if (failsWith(kFailPlaced, native::kDiskFull)) return kNoFile;

@@ -1,6 +1,8 @@
 #include "Kernel/Services/Osys.h"
 
+#include "Common/WideUTF8.h"
 #include "Kernel/Base/System.h"
+#include "Kernel/Services/TempFile.h"
 #include "Platform/NativeErrors.h"
 #include "Platform/Platform.h"
 
@@ -89,6 +91,13 @@ constexpr R_INT kLastStatus = -1962;
 } // namespace
 
 bool mayOpenFiles() noexcept { return true; }
+
+bool existsOnDisk(const R_WCHAR* name) noexcept
+{
+    const FileRequest question = {.sharing = kRead | kWrite, .folders = true};
+    const int64_t file = platform().openFile(name, question);
+    return file != kNoFile && platform().closeFile(file);
+}
 
 } // namespace rv
 
@@ -185,4 +194,19 @@ R_INT R_OsGetLastError(R_INT nDefault) noexcept
 R_INT R_MoveFileEx(const R_WCHAR* pszFrom, const R_WCHAR* pszTo, R_UINT uFlags) noexcept
 {
     return platform().moveFile(pszFrom, pszTo, uFlags) ? SUCCESS : FAILURE;
+}
+
+R_INT R_OsGetTempName(R_WCHAR* pszBuffer) noexcept { return R_GetTempFileName(pszBuffer, RV_WIDE("RD")); }
+
+R_INT R_FileExists(const R_WCHAR* pszName) noexcept
+{
+    if (pszName == nullptr || *pszName == 0) return 0;
+    return isMemoryTempFile(pszName) || existsOnDisk(pszName) ? 1 : 0;
+}
+
+R_INT R_FileExistsUTF8(const char* pszName) noexcept
+{
+    if (pszName == nullptr) return 0;
+    const WideText name(pszName);
+    return name ? R_FileExists(name.get()) : 0;
 }

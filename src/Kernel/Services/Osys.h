@@ -23,6 +23,9 @@ bool isOsClose(REDIRECTCLOSE pfn) noexcept;
 /// The copy that no set has a say in: R_IntCopyFile, but for the kinds that it hands over to a set as a whole.
 R_INT copyFileThrough(const R_WCHAR* source, const R_WCHAR* target, R_UINT flags) noexcept;
 
+/// Whether the system has a file or a folder of this name.
+bool existsOnDisk(const R_WCHAR* name) noexcept;
+
 /// The place of the licence check that opening a file makes.
 bool mayOpenFiles() noexcept;
 

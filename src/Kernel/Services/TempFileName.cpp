@@ -1,6 +1,7 @@
 // Names of temporary files: they say where the file lives, who made it, and a number that nobody else has.
 #include "Common/NarrowText.h"
 #include "Common/WideUTF8.h"
+#include "Kernel/Services/Osys.h"
 #include "Kernel/Services/TempFileList.h"
 #include "Platform/NativeErrors.h"
 
@@ -49,15 +50,6 @@ R_UINT firstNumber() noexcept
 }
 
 bool isEmpty(const R_WCHAR* text) noexcept { return text == nullptr || text[0] == 0; }
-
-bool existsOnDisk(const R_WCHAR* name) noexcept
-{
-    const FileRequest question = {.sharing = FileRequest::kRead | FileRequest::kWrite, .folders = true};
-    const int64_t file = platform().openFile(name, question);
-    if (file == kNoFile) return false;
-    platform().closeFile(file);
-    return true;
-}
 
 /// An empty file that was not there before.
 bool createOnDisk(const R_WCHAR* name) noexcept
