@@ -244,6 +244,45 @@ TEST(RedirectedFiles, AreTheFilesOnDiskWhereverTheyAreHeld)
     EXPECT_EQ(live.count(), 0) << live.text();
 }
 
+TEST(RedirectedFiles, HaveTheirBufferOverAProgramsSet)
+{
+    const Restore restore;
+    const LiveBlocks live;
+    const DiskFile onDisk(1000);
+    MemoryDisk disk;
+    disk.bytes.resize(3);
+    REDIRECTSET under = disk.set(), set = get(REDIRECT_BUFFERED);
+    set.pOpenData = &under;
+    EXPECT_EQ(R_SetRedirectFunctions(&set, REDIRECT_CURRENT, 0), SUCCESS);
+    R_INT64 wrapped = -1;
+    const R_INT64 file = R_RedirectedOpen(onDisk.name.c_str(), kBoth, 0);
+    EXPECT_EQ(R_CreateRedirectedFileHandle(R_OsOpen(onDisk.name.c_str(), kBoth, 0), &wrapped, kBoth), SUCCESS);
+    EXPECT_EQ(R_RedirectedSeek(file, 0, FILE_FROM_END), 3);
+    EXPECT_EQ(R_RedirectedSeek(wrapped, 0, FILE_FROM_END), 1000) << "what is open already is a native file";
+    EXPECT_EQ(R_RedirectedClose(file) + R_RedirectedClose(wrapped), 0);
+    EXPECT_EQ(live.count(), 0) << live.text();
+}
+
+TEST(RedirectedFiles, TellOfEachFault)
+{
+    const LiveBlocks live;
+    for (int nth = 1;; ++nth) {
+        const DiskFile disk(1000);
+        bool good = false, happened = false;
+        {
+            const FailingAllocation fault(nth, kFailHeap | kFailFiles);
+            const R_INT64 file = R_RedirectedOpen(disk.name.c_str(), kBoth, 0);
+            good = R_RedirectedSeek(file, -3, FILE_FROM_END) == 997 && R_RedirectedWrite(file, "NEW", 3) == 3;
+            good = R_RedirectedClose(file) == 0 && good;
+            happened = fault.happened();
+        }
+        EXPECT_TRUE(good || happened);
+        EXPECT_TRUE(!good || disk.ending() == "NEW") << "lost at call " << nth;
+        if (!happened) break;
+    }
+    EXPECT_EQ(live.count(), 0) << live.text();
+}
+
 TEST(RedirectedFiles, PassTheirFilterBothWays)
 {
     MemoryDisk disk;
@@ -264,7 +303,7 @@ TEST(RedirectedFiles, PassTheirFilterBothWays)
     EXPECT_EQ(R_RedirectedReadBig(file, back.data(), 10001), 10001);
     EXPECT_TRUE(bytes == back);
     fails = 1;
-    EXPECT_EQ(R_RedirectedWrite(file, bytes.data(), 1), -1);
+    for (const R_UINT count : {1u, 0x80000000u}) EXPECT_EQ(R_RedirectedWrite(file, bytes.data(), count), -1);
     EXPECT_EQ(disk.bytes.size(), 10001u);
     EXPECT_EQ(R_CloseRedirectedCallbackFileHandle(file), SUCCESS);
     EXPECT_EQ(disk.closed, 0);

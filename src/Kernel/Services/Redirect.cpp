@@ -151,9 +151,17 @@ bool isOsSet(const REDIRECTSET& set) noexcept
 bool isDefaultSet(const REDIRECTSET& set) noexcept
 {
     const auto either = [](auto operation, auto buffered) { return isOs(operation) || operation == buffered; };
+    // User data of the buffered open is the set below: another than the default.
+    if (set.pfnOpen == R_BufferedOpen && set.pOpenData != nullptr) return false;
     return either(set.pfnOpen, R_BufferedOpen) && either(set.pfnRead, R_BufferedRead) &&
            either(set.pfnWrite, R_BufferedWrite) && either(set.pfnSeek, R_BufferedSeek) &&
            either(set.pfnClose, R_BufferedClose);
+}
+
+bool isBufferedSet(const REDIRECTSET& set) noexcept
+{
+    return set.pfnOpen == R_BufferedOpen || set.pfnRead == R_BufferedRead || set.pfnWrite == R_BufferedWrite ||
+           set.pfnSeek == R_BufferedSeek || set.pfnClose == R_BufferedClose;
 }
 
 } // namespace rv

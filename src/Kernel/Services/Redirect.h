@@ -71,9 +71,11 @@ R_INT64 bufferNative(R_INT64 native, R_INT nMode) noexcept;
 /// Takes such a file's buffer away unwritten; the native handle stays open.
 void unbufferNative(R_INT64 buffered) noexcept;
 
-/// Whose the first five operations are: all the handle layer's, all its or the buffered ones, or another's.
+/// Whose the first five operations are: all the handle layer's, all its or the buffered ones over it, or another's.
 bool isOsSet(const REDIRECTSET& set) noexcept;
 bool isDefaultSet(const REDIRECTSET& set) noexcept;
+/// Whether one of them is a buffered one: files of such a set are buffered files.
+bool isBufferedSet(const REDIRECTSET& set) noexcept;
 
 // --- Named sets
 

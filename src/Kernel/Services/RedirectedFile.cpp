@@ -149,6 +149,7 @@ inline R_INT read(const RedirectedFile& file, void* buffer, R_UINT bytes) noexce
 
 [[gnu::noinline]] R_INT writeFiltered(const RedirectedFile& file, const void* buffer, R_UINT bytes) noexcept
 {
+    bytes = std::min<R_UINT>(bytes, INT_MAX); // the most that the answer can tell
     char piece[kFilterPiece];
     R_UINT done = 0;
     while (done < bytes) {
@@ -166,7 +167,7 @@ inline R_INT read(const RedirectedFile& file, void* buffer, R_UINT bytes) noexce
 inline R_INT write(const RedirectedFile& file, const void* buffer, R_UINT bytes) noexcept
 {
     if ((buffer == nullptr && bytes > 0) || file.set.pfnWrite == nullptr) return -1;
-    if (file.filter != nullptr && bytes > 0 && bytes <= INT_MAX) return writeFiltered(file, buffer, bytes);
+    if (file.filter != nullptr && bytes > 0) return writeFiltered(file, buffer, bytes);
     return moved(file.set.pfnWrite(file.underlying, buffer, bytes, file.set.pWriteData), bytes);
 }
 
@@ -307,8 +308,9 @@ R_INT R_CreateRedirectedFileHandle(R_INT64 hNative, R_INT64* phFile, R_INT nMode
     if (hNative == -1 || hNative == -2) return ERROR_INV_PARAMETER;
     *phFile = R_INVALID_FILE;
     REDIRECTSET set = currentRedirectSet(false);
-    if (isOsSet(set) || !isDefaultSet(set)) return giveHandle(hNative, set, HandleKind::current, phFile);
-    takeFirstOperations(set, bufferedRedirectSet());
+    if (!isBufferedSet(set)) return giveHandle(hNative, set, HandleKind::current, phFile);
+    if (isDefaultSet(set)) takeFirstOperations(set, bufferedRedirectSet());
+    // A program's own operations stand above the buffer, as they do in a file that the set opens.
     const R_INT64 buffered = bufferNative(hNative, nMode);
     if (buffered == R_INVALID_FILE) return ERROR_FAILURE;
     const R_INT status = giveHandle(buffered, set, HandleKind::current, phFile);
