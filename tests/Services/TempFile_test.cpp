@@ -122,7 +122,8 @@ TEST(TempFolder, IsAnExistingFolder)
 
 TEST(TempFileName, SaysWhereTheFileLivesAndWhoMadeIt)
 {
-    const OwnFolder own("rv-temp-names");
+    // A colon at its end is a drive's on Windows alone.
+    const OwnFolder own(fs::path::preferred_separator == '/' ? "rv-temp-names:" : "rv-temp-names");
     const char separator = static_cast<char>(fs::path::preferred_separator);
     const Text folder = nameOf(own.path) + Text(1, static_cast<R_WCHAR>(separator));
     const std::string id = std::to_string(platform().processId());
@@ -165,6 +166,13 @@ TEST(TempFileName, SaysWhereTheFileLivesAndWhoMadeIt)
         EXPECT_EQ(own.files(), 0u);
         EXPECT_NE(R_DeleteTempFile(wanted.c_str()), SUCCESS);
     }
+#if !defined(_WIN32)
+    // A link that leads nowhere has a name, too.
+    fs::create_symlink("nowhere", own.path / marked("ab", "D", number, "x"));
+    R_WCHAR buffer[400];
+    EXPECT_EQ(R_GetTempFileName4(nullptr, buffer, 400, TEMPFILE_DISK, wide("ab").c_str(), wide("x").c_str()), SUCCESS);
+    EXPECT_EQ(buffer, folder + wide(marked("ab", "D", number + 1, "x")));
+#endif
     EXPECT_EQ(live.count(), 0) << live.text();
 }
 

@@ -31,6 +31,15 @@ inline constexpr R_UINT kTempNameOnDisk = 1;
 Status makeTempName(R_WCHAR* buffer, R_UINT chars, R_INT mode, const R_WCHAR* folder, const R_WCHAR* prefix,
                     const R_WCHAR* extension, R_UINT options) noexcept;
 
+/// Whether a unit of a path stands between a folder and a name.
+constexpr bool endsFolder(R_WCHAR unit) noexcept
+{
+#if defined(_WIN32)
+    if (unit == ':') return true; // a drive's
+#endif
+    return unit == '/' || unit == '\\';
+}
+
 /// Longest path of the folder of temporary files.
 inline constexpr size_t kMaxTempFolder = 264;
 using TempFolderText = R_WCHAR[kMaxTempFolder + 1];

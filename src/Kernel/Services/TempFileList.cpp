@@ -54,14 +54,8 @@ bool sameName(const R_WCHAR* listed, const R_WCHAR* asked) noexcept
 size_t folderLength(const R_WCHAR* name) noexcept
 {
     size_t length = 0;
-    for (size_t i = 0; name[i] != 0; ++i) {
-        const bool ends = name[i] == '/' || name[i] == '\\';
-#if defined(_WIN32)
-        if (ends || name[i] == ':') length = i + 1;
-#else
-        if (ends) length = i + 1;
-#endif
-    }
+    for (size_t i = 0; name[i] != 0; ++i)
+        if (endsFolder(name[i])) length = i + 1;
     return length;
 }
 
@@ -191,6 +185,7 @@ void dropHandle(MemoryHandle* handle) noexcept
     (handle->previous != nullptr ? handle->previous->next : file->handles) = handle->next;
     if (handle->next != nullptr) handle->next->previous = handle->previous;
     const bool removes = handle->rights.deleteOnClose;
+    memset(handle->tag, 0, sizeof handle->tag);
     platform().release(handle);
 
     if (removes && file->name != nullptr) return unlist(file);

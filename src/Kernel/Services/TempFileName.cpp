@@ -128,8 +128,7 @@ private:
     size_t writeBeginning(TextWriter<R_WCHAR> out) const noexcept
     {
         out.append(folder_);
-        const R_WCHAR last = folder_[textLength(folder_) - 1];
-        if (last != '/' && last != '\\' && last != ':') out.append(kSeparator);
+        if (!endsFolder(folder_[textLength(folder_) - 1])) out.append(kSeparator);
         out.append(prefix_);
         out.append(marker_);
         return out.length();
@@ -164,7 +163,8 @@ private:
             if (!onDisk_) return listInMemory(buffer, memoryOnly_);
             if (createOnDisk(buffer)) return SUCCESS;
             const uint32_t error = platform().nativeError();
-            if (existsOnDisk(buffer)) continue; // somebody was faster
+            // Somebody was faster, or it is a link that leads nowhere.
+            if (error == native::kFileExists || existsOnDisk(buffer)) continue;
             return error == native::kAccessDenied ? ERROR_TEMP_FILE_ACCESS : ERROR_TEMP_FILE_UNKNOWN;
         }
         return ERROR_TEMP_FILES_FULL;

@@ -21,8 +21,8 @@ Status rv::tempFolder(TempFolderText& folder) noexcept
     const LockGuard guard(state.lock);
     if (state.folder[0] == 0) {
         const uint32_t units = platform().temporaryFolder(state.folder, kMaxTempFolder + 1);
-        // What does not fit leaves nothing: another folder's name would be worse than none.
-        if (units == 0 || units > kMaxTempFolder + 1) return state.folder[0] = 0, ERROR_TEMP_FOLDER;
+        // What does not fit leaves nothing: another folder's name would be worse than none. So would no name at all.
+        if (units <= 1 || units > kMaxTempFolder + 1) return state.folder[0] = 0, ERROR_TEMP_FOLDER;
     }
     TextWriter<R_WCHAR>(folder, kMaxTempFolder + 1).append(state.folder);
     return SUCCESS;
