@@ -11,16 +11,7 @@ namespace {
 
 constexpr R_UINT64 kMaxPiece = 0x7FFFFFF;
 constexpr R_UINT64 kMaxSize = INT64_MAX;
-// Above this, memory that nobody has is not even tried for: a system that promises more than it has would end the
-// process instead of saying no.
-constexpr R_UINT64 kLargeIncrease = 16000000;
-
-bool systemHas(R_UINT64 increase) noexcept
-{
-    if (increase <= kLargeIncrease) return true;
-    const MemoryStatus status = platform().memoryStatus();
-    return increase <= status.availablePhysical + status.availablePageFile;
-}
+constexpr R_UINT64 kLargeIncrease = 16000000; // below, the system is not asked
 
 bool fail(uint32_t error) noexcept
 {
@@ -57,6 +48,13 @@ bool endFileAt(int64_t file, R_UINT64 size) noexcept
 }
 
 } // namespace
+
+bool systemHas(R_UINT64 increase) noexcept
+{
+    if (increase <= kLargeIncrease) return true;
+    const MemoryStatus status = platform().memoryStatus();
+    return increase <= status.availablePhysical + status.availablePageFile;
+}
 
 MemoryFile::~MemoryFile()
 {

@@ -6,6 +6,10 @@
 
 namespace rv {
 
+/// Whether the system can hold more bytes of content. Memory that nobody has is not even tried for: a system that
+/// promises more than it has would end the process instead of saying no.
+bool systemHas(R_UINT64 increase) noexcept;
+
 /// A file's content in chunks, all of one size but for the last, so that a position's chunk is found by a division.
 /// When its limits or the memory refuse more, the content goes to disk as it is, and the file lives on there. Bytes
 /// that nobody has written are zero. Nothing here is locked.

@@ -6,6 +6,7 @@
 // any order. The newest one puts back what it displaced; an older one leaves that to its successor. A block whose
 // handles are still open when it is stopped gives its bytes away and stays, empty and refusing, until they are closed.
 #include "Kernel/Base/System.h"
+#include "Kernel/Services/MemoryFile.h"
 #include "Kernel/Services/Redirect.h"
 #include "Platform/NativeErrors.h"
 
@@ -55,6 +56,7 @@ R_INT refuse(uint32_t error) noexcept
 bool resize(RedirectBuffer& block, R_SIZE capacity) noexcept
 {
     const R_SIZE growth = capacity - block.capacity;
+    if (!systemHas(growth)) return false;
     if (growth > kFreeGrowth && R_ManageMemory(MANAGE_GET_AVAILABLE, growth, nullptr) != SUCCESS) return false;
     void* const data = platform().reallocate(block.data, capacity);
     if (data == nullptr) return false;
