@@ -214,6 +214,41 @@ TEST(MemoryFile, HoldsWhatWasWrittenWhereverItLives)
     }
 }
 
+TEST(MemoryFile, ServesManyThreads)
+{
+    const NothingLeft nothingLeft;
+    const TempOptions options(TEMPFILE_DISK_AND_MEMORY, 3, 2, 16); // some of the files must go while they are in use
+    constexpr int kThreads = 4, kTurns = 60;
+    constexpr size_t kPart = 15000;
+    const std::vector<Name> shared = {memoryName(), memoryName()};
+    const auto fillParts = [&](int which) {
+        std::minstd_rand random(static_cast<unsigned>(which + 1));
+        for (int turn = 0; turn < kTurns; ++turn) {
+            const R_INT64 at = (turn * kThreads + which) * static_cast<R_INT64>(kPart);
+            const Name own = memoryName();
+            for (const Name& name : {own, shared[0], shared[1]}) {
+                const R_INT64 file = open(name, FILE_MODE_READ_WRITE);
+                const Bytes part(kPart, static_cast<uint8_t>(random()));
+                Bytes back(kPart);
+                EXPECT_EQ(seek(file, at), at);
+                EXPECT_EQ(write(file, part.data(), kPart), static_cast<R_INT>(kPart));
+                EXPECT_EQ(seek(file, at), at);
+                EXPECT_EQ(read(file, back.data(), kPart), static_cast<R_INT>(kPart));
+                EXPECT_TRUE(part == back);
+                EXPECT_EQ(close(file), 0);
+            }
+            EXPECT_EQ(R_DeleteTempFile(own.c_str()), SUCCESS);
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) threads.emplace_back(fillParts, i);
+    for (std::thread& thread : threads) thread.join();
+    for (const Name& name : shared) {
+        EXPECT_EQ(contentOf(name).size(), kThreads * kTurns * kPart);
+        EXPECT_EQ(R_DeleteTempFile(name.c_str()), SUCCESS);
+    }
+}
+
 // --- Limits and faults
 
 TEST(MemoryFile, TakesNoMoreMemoryThanItMay)
