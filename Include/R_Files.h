@@ -106,11 +106,11 @@ typedef struct REDIRECTSET {
 R_STATIC_ASSERT(sizeof(REDIRECTSET) == REDIRECTSET_SIZE, "the record is byte-exact");
 
 /// Which set R_GetRedirectFunctions and R_SetRedirectFunctions mean.
-#define REDIRECT_CURRENT 0u   ///< the one in force: the process's, with the thread's laid over it
-#define REDIRECT_TEMPFILE 1u  ///< what the temporary-file calls use
-#define REDIRECT_MEMORY 2u    ///< temporary files in memory
-#define REDIRECT_OS 3u        ///< the R_Os calls
-#define REDIRECT_BUFFERED 5u  ///< the R_Buffered calls
+#define REDIRECT_CURRENT 0u  ///< the one in force: the process's, with the thread's laid over it
+#define REDIRECT_TEMPFILE 1u ///< what the temporary-file calls use
+#define REDIRECT_MEMORY 2u   ///< temporary files in memory
+#define REDIRECT_OS 3u       ///< the R_Os calls
+#define REDIRECT_BUFFERED 5u ///< the R_Buffered calls
 
 // Operations that stand for something else, cast to the operation's type. A null operation is the R_Os call in
 // R_RedirectIO; elsewhere it is none: nothing that the thread redirects, for the process the default, and where a set
@@ -175,10 +175,10 @@ R_API R_INT64 R_ExtractRedirectedFileHandle(R_INT64 hFile) R_NOEXCEPT;
 /// *phFile, where it is asked for, is one more handle over the block, for reading and writing whatever nMode says.
 /// The block starts with room for the larger of the two sizes and doubles. pUserData stands in all pairs of the
 /// installed set, for the program to know it by.
-/// Starts may be nested and stopped in any order; the newest block takes the files. A block serves one thread at a time.
-/// ERROR_INV_PARAMETER for a null ppRecord, ERROR_FAILURE without memory: then nothing has changed.
-R_API R_INT R_StartRedirectToBuffer(void** ppRecord, R_INT64* phFile, R_INT nMode, void* pUserData,
-                                    R_SIZE uInitialSize, R_SIZE uMinimumSize) R_NOEXCEPT;
+/// Starts may be nested and stopped in any order; the newest block takes the files. A block serves one thread at a
+/// time. ERROR_INV_PARAMETER for a null ppRecord, ERROR_FAILURE without memory: then nothing has changed.
+R_API R_INT R_StartRedirectToBuffer(void** ppRecord, R_INT64* phFile, R_INT nMode, void* pUserData, R_SIZE uInitialSize,
+                                    R_SIZE uMinimumSize) R_NOEXCEPT;
 /// Restores the thread's operations, as they were at the start, and hands the block over (freed with R_HeapTerm; null
 /// where it is empty); a null ppData frees it. Handles over the block that are still open refuse everything but to be
 /// closed. ERROR_INV_PARAMETER for what is no running record of the calling thread.
@@ -275,7 +275,9 @@ R_API R_INT R_GetTempFileName3UTF8(char* pszBuffer, R_UINT uBufferChars, const c
 R_API R_INT R_GetTempFileName4UTF8(const char* pszFolder, char* pszBuffer, R_UINT uBufferChars, R_INT nMode,
                                    const char* pszPrefix, const char* pszExtension) R_NOEXCEPT;
 
-/// Temporary files, in memory or on disk as their name says and memory allows. Handles are redirected handles.
+/// Temporary files, in memory or on disk as their name says and memory allows; names that were not made for memory are
+/// files on disk. Handles are redirected handles, and share a file in memory as they would one on disk. Where memory is
+/// refused, a file moves to disk before it loses a byte.
 R_API R_INT64 R_RedirectedTempFileOpen(const R_WCHAR* pszName, R_INT nMode, R_INT nPermission) R_NOEXCEPT;
 R_API R_INT64 R_RedirectedTempFileOpenA(const char* pszName, R_INT nMode, R_INT nPermission) R_NOEXCEPT;
 R_API R_INT64 R_RedirectedTempFileOpenUTF8(const char* pszName, R_INT nMode, R_INT nPermission) R_NOEXCEPT;
@@ -285,7 +287,8 @@ R_API R_INT R_RedirectedTempFileWrite(R_INT64 hFile, const void* pBuffer, R_UINT
 R_API R_INT64 R_RedirectedTempFileWriteBig(R_INT64 hFile, const void* pBuffer, R_INT64 nBytes) R_NOEXCEPT;
 R_API R_INT64 R_RedirectedTempFileSeek(R_INT64 hFile, R_INT64 nDistance, R_INT nOrigin) R_NOEXCEPT;
 R_API R_INT R_RedirectedTempFileClose(R_INT64 hFile) R_NOEXCEPT;
-/// Removes a temporary file, wherever it lives. 1, or a status.
+/// Removes a temporary file, wherever it lives. 1, or a status. The content of one in memory stays until the last
+/// handle over it is closed.
 R_API R_INT R_DeleteTempFile(const R_WCHAR* pszName) R_NOEXCEPT;
 R_API R_INT R_DeleteTempFileA(const char* pszName) R_NOEXCEPT;
 R_API R_INT R_DeleteTempFileUTF8(const char* pszName) R_NOEXCEPT;
