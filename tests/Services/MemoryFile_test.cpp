@@ -214,6 +214,57 @@ TEST(MemoryFile, HoldsWhatWasWrittenWhereverItLives)
     }
 }
 
+/// What happens to a file of five bytes that is opened twice.
+std::vector<R_INT64> openedTwice(const Name& name, const R_INT (&modes)[2], const R_INT (&permissions)[2])
+{
+    R_INT64 file = open(name, FILE_MODE_READ_WRITE);
+    EXPECT_EQ(write(file, "12345", 5) + close(file), 5);
+    std::vector<R_INT64> seen;
+    const auto note = [&](R_INT64 answer) {
+        seen.push_back(answer >= 0 ? answer : -1 - static_cast<R_INT64>(platform().nativeError()));
+    };
+    R_INT64 files[2];
+    for (const int i : {0, 1}) {
+        file = files[i] = open(name, modes[i], permissions[i]);
+        note(std::min<R_INT64>(file, 0));
+        if (file == kNoFile) continue;
+        char bytes[9];
+        note(read(file, bytes, 2));
+        note(write(file, "ab", 2));
+        note(seek(file, 1, FILE_FROM_END));
+        note(write(file, nullptr, 0));
+        note(seek(file, -99, FILE_FROM_CURRENT));
+    }
+    for (const R_INT64 one : files)
+        if (one != kNoFile) note(close(one));
+    note(std::min<R_INT64>(file = open(name, FILE_MODE_READ), 0));
+    if (file == kNoFile) return seen;
+    note(seek(file, 0, FILE_FROM_END));
+    EXPECT_EQ(close(file), 0);
+    return seen;
+}
+
+TEST(MemoryFile, IsOpenedAsOneOnDisk)
+{
+    const NothingLeft nothingLeft;
+    const R_INT modes[] = {0x000, 0x001, 0x002, 0x042, 0x102, 0x200, 0x202}, permissions[] = {0, 0x80, 0x100, 0x180};
+    for (const R_INT first : modes) {
+        for (const R_INT second : modes) {
+            for (int sharing = 0; sharing < 16; ++sharing) {
+                SCOPED_TRACE(testing::Message() << std::hex << first << ' ' << second << ' ' << sharing);
+                R_WCHAR disk[260];
+                ASSERT_EQ(makeTempName(disk, 260, 0, nullptr, nullptr, nullptr, kTempNameOnDisk), SUCCESS);
+                const Name memory = memoryName();
+                const R_INT twoModes[] = {first, second};
+                const R_INT twoPermissions[] = {permissions[sharing / 4], permissions[sharing % 4]};
+                EXPECT_EQ(openedTwice(memory, twoModes, twoPermissions), openedTwice(disk, twoModes, twoPermissions));
+                for (const R_WCHAR* name : {memory.c_str(), static_cast<const R_WCHAR*>(disk)})
+                    (void)R_DeleteTempFile(name);
+            }
+        }
+    }
+}
+
 TEST(MemoryFile, ServesManyThreads)
 {
     const NothingLeft nothingLeft;

@@ -69,6 +69,16 @@ TEST(RedirectSets, TheThreadsOperationsLieOverTheProcesss)
     EXPECT_EQ(get(REDIRECT_CURRENT).pOpenData, &mine);
     EXPECT_EQ(get(REDIRECT_CURRENT).pWriteData, &everybodys);
 
+    // Temporary files have a set of their own, for the process.
+    const REDIRECTSET temp = get(REDIRECT_TEMPFILE);
+    EXPECT_TRUE(same(temp, get(REDIRECT_MEMORY)));
+    EXPECT_EQ(R_SetRedirectFunctions(&set, REDIRECT_TEMPFILE, 0), SUCCESS);
+    EXPECT_EQ(get(REDIRECT_TEMPFILE).pfnSeek, temp.pfnSeek);
+    const R_INT64 file = R_RedirectedTempFileOpen(wide("any").c_str(), kBoth, 0);
+    EXPECT_TRUE(R_RedirectedTempFileRead(file, &two, 1) == 0 && everybodys.opened == 1);
+    EXPECT_EQ(R_SetRedirectFunctions(&temp, REDIRECT_TEMPFILE, 0), SUCCESS);
+    EXPECT_EQ(R_RedirectedTempFileClose(file), -1) << "the handle of another is none of the system's";
+
     // An R_Os call by a cast takes no user data; it is taken for what it is.
     own = REDIRECTSET{};
     own.uStructSize = kSize;
