@@ -134,7 +134,10 @@ int64_t Platform::openScratchFile(const R_WCHAR* folder, uint64_t reservedBytes)
     }
     const size_t length = wcslen(folder);
     constexpr size_t kNameUnits = 32;
-    auto* const name = static_cast<wchar_t*>(allocate((length + kNameUnits) * sizeof(wchar_t)));
+    // Where the folder is one of the usual length, there need be no memory: those who have none left come here.
+    wchar_t place[MAX_PATH + kNameUnits];
+    const bool fits = length <= MAX_PATH;
+    auto* const name = fits ? place : static_cast<wchar_t*>(allocate((length + kNameUnits) * sizeof(wchar_t)));
     if (name == nullptr) {
         SetLastError(native::kNotEnoughMemory);
         return kNoFile;
@@ -156,7 +159,7 @@ int64_t Platform::openScratchFile(const R_WCHAR* folder, uint64_t reservedBytes)
         }
     } while (file == kNoFile && GetLastError() == native::kFileExists);
     const DWORD error = GetLastError();
-    release(name);
+    if (!fits) release(name);
     SetLastError(error);
     if (file == kNoFile || reservedBytes == 0) return file;
 
