@@ -127,6 +127,37 @@ def devices_and_pipes(t):
     assert "space" in full
 
 
+@case("Command.StandardStreams", ("bmp", "bmp"), ("ppm", "ppm"), ("png", "png"), ("tif", "tif"))
+def standard_streams(t, ending):
+    """- reads and writes pipes and files alike, in the input's format unless told another; memory has a name too."""
+    t.has(ending)
+    source = t.path("in." + ending)
+    t.ok("chart", source.name, "--size", "1200x900", "--compress", "none")
+    t.ok("mirror", source.name, "out." + ending)
+    wanted = t.path("out." + ending).read_bytes()
+    data = source.read_bytes()
+    with open(source, "rb") as file:
+        assert subprocess.run([*t.command, "mirror", "-q", "-", "-"], cwd=t.home, stdin=file, stdout=subprocess.PIPE,
+                              check=True).stdout == wanted
+    if "wine" in t.command[0]:
+        raise Skip("what Wine leaves behind would hold the pipes")
+    piped = subprocess.run([*t.command, "mirror", "-q", "-", "-"], cwd=t.home, input=data, stdout=subprocess.PIPE,
+                           check=True).stdout
+    assert piped == wanted
+    memory = os.memfd_create("picture")
+    os.write(memory, data)
+    assert subprocess.run([*t.command, "mirror", "-q", f"/dev/fd/{memory}", "-", "-f", "bmp"], cwd=t.home,
+                          pass_fds=[memory], stdout=subprocess.PIPE, check=True).stdout[:2] == b"BM"
+    os.close(memory)
+    half = subprocess.run([*t.command, "convert", "-", "-"], cwd=t.home, input=data[:5000], stdout=subprocess.PIPE,
+                          stderr=subprocess.PIPE)
+    assert half.returncode == 1 and half.stdout == b"" and b"rvimg: -: " in half.stderr, half
+    with open("/dev/full", "wb") as full:
+        done = subprocess.run([*t.command, "convert", "-", "-"], cwd=t.home, input=data, stdout=full,
+                              stderr=subprocess.PIPE)
+    assert done.returncode == 1 and b"-: cannot write" in done.stderr, done
+
+
 @case("Command.OutputThatNobodyTakes", *[(a, a) for a in ("--help", "--version", "info small.ppm", "info --json small.ppm")])
 def output_that_nobody_takes(t, arguments):
     """What could not be told was not done: on a full device, and into a pipe without a reader."""

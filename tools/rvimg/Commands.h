@@ -11,7 +11,7 @@ namespace rvimg {
 struct TransformOptions {
     std::string input;
     std::string output;
-    std::string format; ///< of the output; empty: by its name's ending
+    std::string format; ///< of the output; empty: by its name's ending, the input's where it has none
     unsigned page = 0;  ///< 0: all
     bool quiet = false;
     ReadOptions reading;
@@ -55,7 +55,7 @@ public:
 };
 
 /// Runs work on a file; a failure gets the file's name.
-template <class Work> auto on(const std::string& file, const Work& work)
+template <class Work> decltype(auto) on(const std::string& file, const Work& work)
 {
     try {
         return work();

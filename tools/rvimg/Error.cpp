@@ -17,14 +17,14 @@ void watch(int signal)
     if (std::signal(signal, noteSignal) == SIG_IGN) std::signal(signal, SIG_IGN);
 }
 
+} // namespace
+
 std::string messageOf(R_INT status)
 {
     char message[1024] = "";
     if (R_GetFriendlyErrorMessageA(status, message, sizeof message, 0) != SUCCESS) return text("status ", status);
     return text(message, " (", status, ")");
 }
-
-} // namespace
 
 void check(R_INT status)
 {

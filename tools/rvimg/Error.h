@@ -35,6 +35,8 @@ template <class... Parts> std::string text(const Parts&... parts)
     return std::move(out).str();
 }
 
+/// The kernel's message of a status.
+std::string messageOf(R_INT status);
 /// Turns a kernel status other than SUCCESS into an Error with the kernel's message.
 void check(R_INT status);
 /// The same for row calls: anything but the whole row is a failure.

@@ -3,8 +3,6 @@
 #include "Error.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <random>
 
 namespace rvimg {
 
@@ -12,12 +10,17 @@ namespace fs = std::filesystem;
 
 namespace {
 
-fs::path temporaryBeside(const fs::path& target)
+/// A new empty file in the target's folder; nobody else has its name.
+fs::path createBeside(const fs::path& target)
 {
-    std::random_device random;
-    std::ostringstream name;
-    name << ".rvimg-" << std::hex << random() << random();
-    return target.parent_path() / name.str();
+    constexpr R_UINT kRoom = 4096;
+    char name[kRoom];
+    const std::u8string folder = target.parent_path().u8string();
+    const std::string there = folder.empty() ? "./" : std::string(folder.begin(), folder.end());
+    const R_INT status = R_GetTempFileName4UTF8(there.c_str(), name, kRoom, TEMPFILE_DISK, ".rvimg-", nullptr);
+    if (status != SUCCESS) throw Error(text("cannot write: ", messageOf(status)));
+    const std::string_view made(name);
+    return fs::path(std::u8string(made.begin(), made.end()));
 }
 
 /// Names of what the process already has open; a file behind one cannot be exchanged for another.
@@ -27,64 +30,50 @@ bool namesOpenFile(const fs::path& target)
     return name.starts_with("/dev/std") || name.starts_with("/dev/fd/") || name.starts_with("/proc/");
 }
 
-FileHandle createNew(const fs::path& path)
-{
-#if defined(_WIN32)
-    return openFile(path, "w+b");
-#else
-    return openFile(path, "w+bx"); // never through a name that somebody else has put there
-#endif
-}
-
 } // namespace
 
 OutputFile::OutputFile(const fs::path& target) : target_(target)
 {
     std::error_code ignored;
     const fs::file_status status = fs::status(target, ignored);
-    if (fs::is_directory(status)) throw Error("is a directory");
-    if (fs::exists(status) && (!fs::is_regular_file(status) || namesOpenFile(target))) {
-        device_ = true;
-        file_.reset(std::tmpfile());
+    if (target == kStandardStream) {
+        if (KernelFile::outputIsTerminal()) throw Error("the picture would go to the terminal; name a file");
+        way_ = Way::standardOutput;
+        file_ = KernelFile::createSpool();
+    } else if (fs::is_directory(status)) {
+        throw Error("is a directory");
+    } else if (fs::exists(status) && (!fs::is_regular_file(status) || namesOpenFile(target))) {
+        way_ = Way::device;
+        file_ = KernelFile::createSpool();
     } else {
         if (fs::exists(status)) target_ = fs::canonical(target); // a link stays a link
-        temporary_ = temporaryBeside(target_);
-        file_ = createNew(temporary_);
+        temporary_ = createBeside(target_);
+        try {
+            file_ = KernelFile::openForWriting(temporary_);
+        } catch (...) {
+            fs::remove(temporary_, ignored);
+            throw;
+        }
     }
-    if (!file_) {
-        temporary_.clear();
-        throw Error(systemReason("cannot write"));
-    }
-    std::setvbuf(file_.get(), nullptr, _IOFBF, size_t{1} << 18);
 }
 
 OutputFile::~OutputFile()
 {
-    file_.reset();
+    file_ = KernelFile();
     std::error_code ignored;
     if (!temporary_.empty()) fs::remove(temporary_, ignored);
 }
 
-void OutputFile::turnTo(Last operation)
-{
-    // Between reading and writing, and the other way round, a stream must be positioned.
-    if (last_ != operation && last_ != Last::none) seekFile(file_.get(), position_);
-    last_ = operation;
-}
-
 void OutputFile::write(const void* data, size_t bytes)
 {
-    turnTo(Last::write);
-    if (std::fwrite(data, 1, bytes, file_.get()) != bytes) throw Error(systemReason("cannot write"));
+    file_.write(data, bytes);
     position_ += bytes;
     size_ = std::max(size_, position_);
 }
 
 size_t OutputFile::read(void* data, size_t bytes)
 {
-    turnTo(Last::read);
-    const size_t got = std::fread(data, 1, bytes, file_.get());
-    if (got < bytes && std::ferror(file_.get()) != 0) throw Error(systemReason("cannot read back"));
+    const size_t got = file_.read(data, bytes);
     position_ += got;
     return got;
 }
@@ -92,27 +81,26 @@ size_t OutputFile::read(void* data, size_t bytes)
 void OutputFile::seek(uint64_t position)
 {
     if (position == position_) return;
-    seekFile(file_.get(), position);
-    last_ = Last::none;
+    file_.seek(position);
     position_ = position;
 }
 
-void OutputFile::copyToTarget()
+void OutputFile::copyTo(KernelFile target)
 {
-    const FileHandle out = openFile(target_, "wb");
-    if (!out) throw Error(systemReason("cannot write"));
     seek(0);
     std::vector<uint8_t> buffer(size_t{1} << 18);
-    while (const size_t got = read(buffer.data(), buffer.size()))
-        if (std::fwrite(buffer.data(), 1, got, out.get()) != got) throw Error(systemReason("cannot write"));
-    if (std::fflush(out.get()) != 0) throw Error(systemReason("cannot write"));
+    while (const size_t got = read(buffer.data(), buffer.size())) {
+        throwIfInterrupted();
+        target.write(buffer.data(), got);
+    }
+    target.close();
 }
 
 void OutputFile::commit()
 {
-    if (std::fflush(file_.get()) != 0) throw Error(systemReason("cannot write"));
-    if (device_) return copyToTarget();
-    if (std::fclose(file_.release()) != 0) throw Error(systemReason("cannot write"));
+    if (way_ == Way::standardOutput) return copyTo(KernelFile::standardOutput());
+    if (way_ == Way::device) return copyTo(KernelFile::openDevice(target_));
+    file_.close();
     std::error_code failure;
     const fs::file_status old = fs::status(target_, failure);
     if (fs::exists(old)) fs::permissions(temporary_, old.permissions(), failure);

@@ -1,12 +1,14 @@
 /// A file that appears under its name only when it is whole.
 #pragma once
 
+#include "KernelFile.h"
 #include "Stream.h"
 
 namespace rvimg {
 
 /// Writes beside the target under a name of its own; commit() puts the file in its place, leaving without it removes
-/// it. A target that is no regular file (a device, a pipe) is written when all its bytes are known.
+/// it. The standard output, and a target that is no regular file (a device, a pipe), is written when all its bytes are
+/// known.
 class OutputFile final : public ByteSink {
 public:
     explicit OutputFile(const std::filesystem::path& target);
@@ -23,17 +25,15 @@ public:
     void commit();
 
 private:
-    enum class Last { none, read, write };
-    void turnTo(Last operation);
-    void copyToTarget();
+    void copyTo(KernelFile target);
 
+    enum class Way { exchange, device, standardOutput };
+    Way way_ = Way::exchange;
     std::filesystem::path target_;
     std::filesystem::path temporary_; ///< empty when there is nothing to remove
-    FileHandle file_;
-    Last last_ = Last::none;
+    KernelFile file_;
     uint64_t position_ = 0;
     uint64_t size_ = 0;
-    bool device_ = false;
 };
 
 } // namespace rvimg

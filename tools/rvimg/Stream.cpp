@@ -1,9 +1,9 @@
 #include "Stream.h"
 
 #include "Error.h"
+#include "KernelFile.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 namespace rvimg {
@@ -14,29 +14,24 @@ namespace {
 
 class FileSource final : public ByteSource {
 public:
-    explicit FileSource(const std::filesystem::path& path) : file_(openFile(path, "rb"))
-    {
-        if (!file_) throw Error(systemReason("cannot open"));
-        size_ = std::filesystem::file_size(path);
-    }
+    FileSource(KernelFile file, uint64_t size) : file_(std::move(file)), size_(size) {}
     size_t read(void* data, size_t bytes) override
     {
-        const size_t got = std::fread(data, 1, bytes, file_.get());
-        if (got < bytes && std::ferror(file_.get()) != 0) throw Error(systemReason("cannot read"));
+        const size_t got = file_.read(data, bytes);
         position_ += got;
         return got;
     }
     void seek(uint64_t position) override
     {
         if (position == position_) return;
-        seekFile(file_.get(), position);
+        file_.seek(position);
         position_ = position;
     }
     uint64_t position() override { return position_; }
     uint64_t size() const override { return size_; }
 
 private:
-    FileHandle file_;
+    KernelFile file_;
     uint64_t position_ = 0;
     uint64_t size_ = 0;
 };
@@ -61,7 +56,7 @@ private:
     uint64_t position_ = 0;
 };
 
-std::vector<uint8_t> slurp(std::FILE* file)
+std::vector<uint8_t> slurp(KernelFile& file)
 {
     constexpr size_t kStep = size_t{1} << 20;
     std::vector<uint8_t> bytes;
@@ -69,11 +64,20 @@ std::vector<uint8_t> slurp(std::FILE* file)
         throwIfInterrupted();
         const size_t start = bytes.size();
         bytes.resize(start + kStep);
-        got = std::fread(bytes.data() + start, 1, kStep, file);
+        got = file.read(bytes.data() + start, kStep);
         bytes.resize(start + got);
     }
-    if (std::ferror(file) != 0) throw Error(systemReason("cannot read"));
     return bytes;
+}
+
+KernelFile openNamed(const std::filesystem::path& path)
+{
+    std::error_code failure;
+    const auto status = std::filesystem::status(path, failure);
+    if (status.type() == std::filesystem::file_type::not_found) throw Error("no such file");
+    if (failure) throw Error(text("cannot open: ", failure.message()));
+    if (std::filesystem::is_directory(status)) throw Error("is a directory");
+    return KernelFile::openForReading(path);
 }
 
 } // namespace
@@ -83,39 +87,12 @@ void ByteSource::readAll(void* data, size_t bytes)
     if (read(data, bytes) != bytes) throwTruncated();
 }
 
-std::string systemReason(const char* what) { return text(what, ": ", std::strerror(errno)); }
-
-FileHandle openFile(const std::filesystem::path& path, const char* mode)
-{
-#if defined(_WIN32)
-    const std::wstring wideMode(mode, mode + std::strlen(mode));
-    return FileHandle(_wfopen(path.c_str(), wideMode.c_str()));
-#else
-    return FileHandle(std::fopen(path.c_str(), mode));
-#endif
-}
-
-void seekFile(std::FILE* file, uint64_t position)
-{
-#if defined(_WIN32)
-    const int failed = _fseeki64(file, static_cast<long long>(position), SEEK_SET);
-#else
-    const int failed = fseeko(file, static_cast<off_t>(position), SEEK_SET);
-#endif
-    if (failed != 0) throw Error(systemReason("cannot seek"));
-}
-
 std::unique_ptr<ByteSource> openSource(const std::filesystem::path& path)
 {
-    std::error_code failure;
-    const auto status = std::filesystem::status(path, failure);
-    if (status.type() == std::filesystem::file_type::not_found) throw Error("no such file");
-    if (failure) throw Error(text("cannot open: ", failure.message()));
-    if (std::filesystem::is_directory(status)) throw Error("is a directory");
-    if (std::filesystem::is_regular_file(status)) return std::make_unique<FileSource>(path);
-    const FileHandle pipe = openFile(path, "rb");
-    if (!pipe) throw Error(systemReason("cannot open"));
-    return std::make_unique<MemorySource>(slurp(pipe.get()));
+    KernelFile file = path == kStandardStream ? KernelFile::standardInput() : openNamed(path);
+    uint64_t size = 0;
+    if (file.measure(size)) return std::make_unique<FileSource>(std::move(file), size);
+    return std::make_unique<MemorySource>(slurp(file));
 }
 
 uint8_t BufferedReader::need()

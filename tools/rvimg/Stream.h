@@ -3,10 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <filesystem>
 #include <memory>
-#include <string>
+#include <string_view>
 #include <vector>
 
 namespace rvimg {
@@ -37,18 +36,10 @@ public:
     virtual uint64_t size() = 0;
 };
 
-struct CloseFile {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-};
-using FileHandle = std::unique_ptr<std::FILE, CloseFile>;
+/// What stands for the standard input and output in place of a file's name.
+inline constexpr std::string_view kStandardStream = "-";
 
-/// The system's reason for the last failure, as "cannot open: reason".
-std::string systemReason(const char* what);
-/// fopen for a path of any script; mode as in fopen.
-FileHandle openFile(const std::filesystem::path& path, const char* mode);
-void seekFile(std::FILE* file, uint64_t position);
-
-/// Opens a file for reading. What cannot be sought (a pipe) is taken into memory first.
+/// Opens a file, or the standard input, for reading. What cannot be sought (a pipe) is taken into memory first.
 std::unique_ptr<ByteSource> openSource(const std::filesystem::path& path);
 
 /// Reads a source byte by byte at the speed of memory. The source's own position is ahead of the reader's.

@@ -86,9 +86,12 @@ uint64_t pixelBytesOf(ByteSource& source, const ReadOptions& options)
 
 void transform(const TransformOptions& options, Operation operation)
 {
-    const Format& target = outputFormat(options.output, options.format);
+    const bool likeInput = options.output == kStandardStream && options.format.empty();
+    if (!likeInput) (void)outputFormat(options.output, options.format); // wrong usage comes before any file
     Progress progress(!options.quiet);
     auto source = on(options.input, [&] { return openSource(pathOf(options.input)); });
+    const Format& target = likeInput ? on(options.input, [&]() -> const Format& { return formatOf(*source); })
+                                     : outputFormat(options.output, options.format);
     WriteOptions writing = options.writing;
     if (target.manyPages && options.page == 0)
         writing.pixelBytes = on(options.input, [&] { return pixelBytesOf(*source, options.reading); });

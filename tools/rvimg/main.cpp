@@ -64,7 +64,8 @@ private:
     void addWriting(CLI::App* command, std::string& format, WriteOptions& options, bool& noProgress)
     {
         command
-            ->add_option("-f,--format", format, "Format of the output, where its name does not tell: " + formatNames())
+            ->add_option("-f,--format", format,
+                         "Format of the output, where its name does not tell (of -: the input's): " + formatNames())
             ->type_name("NAME");
         command->add_option("--quality", options.quality, "Quality of JPEG, 1 to 100 (90)")
             ->check(quiet(CLI::Range(1, 100)))
@@ -81,7 +82,7 @@ private:
     void addInfo()
     {
         CLI::App* const command = add("info", "Tell what files hold");
-        command->add_option("FILE", info_.files, "Pictures")->required()->type_name("");
+        command->add_option("FILE", info_.files, "Pictures; - is the standard input")->required()->type_name("");
         command->add_flag("--json", info_.json, "As JSON: a list of files with their pages");
         addReading(command, info_.reading);
         command->callback([this] { run_ = [this] { return showInfo(info_); }; });
@@ -90,8 +91,10 @@ private:
     void addTransform(const char* name, const std::string& description, Operation operation)
     {
         CLI::App* const command = add(name, description);
-        command->add_option("IN", transform_.input, "The picture")->required()->type_name("");
-        command->add_option("OUT", transform_.output, "Where to write it; an existing file is replaced")
+        command->add_option("IN", transform_.input, "The picture; - is the standard input")->required()->type_name("");
+        command
+            ->add_option("OUT", transform_.output,
+                         "Where to write it; an existing file is replaced, - is the standard output")
             ->required()
             ->type_name("");
         command->add_option("--page", transform_.page, "One page only, counted from 1 (all)")
@@ -110,7 +113,9 @@ private:
     void addChart()
     {
         CLI::App* const command = add("chart", "Draw a picture to try things on");
-        command->add_option("OUT", chart_.output, "Where to write it; an existing file is replaced")
+        command
+            ->add_option("OUT", chart_.output,
+                         "Where to write it; an existing file is replaced, - is the standard output")
             ->required()
             ->type_name("");
         command->add_option("--kind", chart_.kind, "photo: a photographic test chart, 24 bits; text: a page of 1 bit")
@@ -167,6 +172,7 @@ int run(std::vector<std::string> arguments)
     }
     try {
         watchForInterruption();
+        check(R_SetFileCaching(FILE_CACHING_BUFFERED)); // formats read and write small pieces
         return told(line.run());
     } catch (const UsageError& error) {
         std::cerr << "rvimg: " << error.what() << '\n';
