@@ -116,10 +116,13 @@ public:
     RVWorkItems& operator=(const RVWorkItems&) = delete;
     virtual ~RVWorkItems();
 
+    /// For uCount items, whose last one ends the wait; with 0 nobody counts, and Finish() ends it. 1 or -1.
     R_INT Create(R_UINT uCount, R_UINT uFlags, R_UINT uThreadFlags) noexcept;
-    void Destroy() noexcept;
-    R_INT QueueItem(RVWORKITEMCALLBACK pfnCallback, void* pData) noexcept; ///< 1 or -1
-    void Wait() noexcept;
+    void Destroy() noexcept; ///< no item may be queued or running, but for what is left of one after Finish()
+    /// 1 or -1. Of uCount items, one that was refused is still waited for: queue it again, or else Cancel() and queue
+    /// it and the others that are missing, which are counted then and not run.
+    R_INT QueueItem(RVWORKITEMCALLBACK pfnCallback, void* pData) noexcept;
+    void Wait() noexcept; ///< by one thread, once; does not wait where the items run on the caller's thread
     void Finish() noexcept;
     R_INT GetStatus() noexcept;
     void SetStatus(R_INT nStatus) noexcept;

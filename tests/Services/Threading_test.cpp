@@ -145,6 +145,11 @@ TEST(ThreadingGroups, MayWaitForItemsThatAreStillQueued)
     group.Wait();
     EXPECT_EQ(group.GetStatus(), SUCCESS);
     EXPECT_EQ(ran, 64);
+
+    const auto last = [](RVWorkItems* g, void*) -> R_INT { return g->Finish(), SUCCESS; };
+    ASSERT_EQ(group.Create(0, 0, 0), SUCCESS); // without a count
+    EXPECT_EQ(group.QueueItem(last, nullptr), SUCCESS);
+    group.Wait();
 }
 
 TEST(Threading, SaysWhatTheSystemRefuses)
@@ -169,6 +174,9 @@ TEST(Threading, SaysWhatTheSystemRefuses)
         EXPECT_EQ(R_RavoThreadCreateAndRun(countWork, nullptr, 0), ERROR_FAILURE);
     }
     EXPECT_EQ(group.QueueItem(nullptr, nullptr), ERROR_FAILURE);
+    group.Cancel();
+    for (int missing = 0; missing < 2; ++missing) EXPECT_EQ(group.QueueItem(countItem, nullptr), SUCCESS);
+    group.Wait(); // for nobody
     EXPECT_EQ(RVThreadPool::QueueUserWorkItem(nullptr, nullptr, 0), ERROR_FAILURE);
     EXPECT_EQ(R_RavoThreadCreateAndRun(nullptr, nullptr, 0), ERROR_INV_PARAMETER);
     group.Destroy();
@@ -282,25 +290,11 @@ TEST(ThreadingPool, StartsAnotherWorkerForItemsThatRunLong)
 }
 
 #if !defined(_WIN32)
-TEST(ThreadingPool, RunsWhatIsQueuedBeforeItEnds)
-{
-    const TwoCores cores;
-    const LiveBlocks live;
-    for (int round = 0; round < 20; ++round) {
-        ran = 0;
-        for (int i = 0; i < 500; ++i) ASSERT_TRUE(platform().queueWork(workOf(countWork, nullptr), i % 50 == 0));
-        for (int i = 0; i < 5; ++i) ASSERT_TRUE(platform().startThread(workOf(countWork, nullptr)));
-        platform().endWork();
-        EXPECT_EQ(ran, 505);
-    }
-    EXPECT_EQ(live.count(), 0) << live.text();
-}
-
 TEST(ThreadingPool, RefusesAnItemThatItHasNoRoomForAndKeepsTheOthers)
 {
     const PretendCores one(1);
     const Anew anew;
-    RVWaitEvent event;
+    const LiveBlocks live;
     std::atomic<bool> set{false};
     ran = 0;
     ASSERT_TRUE(platform().queueWork(workOf(spinUntilSet, &set), false));
@@ -313,6 +307,7 @@ TEST(ThreadingPool, RefusesAnItemThatItHasNoRoomForAndKeepsTheOthers)
     set = true;
     platform().endWork();
     EXPECT_EQ(ran, queued);
+    EXPECT_EQ(live.count(), 0) << live.text();
 }
 
 #if defined(__GLIBC__)
