@@ -2,6 +2,7 @@
 #include "Platform/NativeErrors.h"
 #include "R_Kernel.h"
 #include "Support/FailingPlatform.h"
+#include "Support/Folder.h"
 #include "Support/TempOptions.h"
 
 #include <gtest/gtest.h>
@@ -18,46 +19,33 @@
 namespace rv::test {
 namespace {
 namespace fs = std::filesystem;
-using Text = std::basic_string<R_WCHAR>;
+bool onDisk(const Wide& name) { return fs::exists(fs::path(name)); }
 
-Text wide(const std::string& ascii) { return Text(ascii.begin(), ascii.end()); }
-Text nameOf(const fs::path& path)
-{
-#if defined(_WIN32)
-    return path.wstring();
-#else
-    return path.u16string();
-#endif
-}
-bool onDisk(const Text& name) { return fs::exists(fs::path(name)); }
-
-/// A folder that is gone at the end, and the folder of temporary files meanwhile.
+/// The folder of temporary files meanwhile; gone at the end. Its name is UTF-8.
 class OwnFolder {
 public:
-    explicit OwnFolder(const std::string& name) : path(fs::temp_directory_path() / name)
+    explicit OwnFolder(const std::string& name) : path(around_ / name)
     {
-        fs::create_directories(path);
+        fs::create_directory(path);
         R_WCHAR buffer[300];
         EXPECT_EQ(R_GetTempDirectory(buffer, 300), SUCCESS);
         before_ = buffer;
-        EXPECT_EQ(R_SetTempDirectory(nameOf(path).c_str()), SUCCESS);
+        EXPECT_EQ(R_SetTempDirectory(wide(path).c_str()), SUCCESS);
     }
-    ~OwnFolder()
-    {
-        EXPECT_EQ(R_SetTempDirectory(before_.c_str()), SUCCESS);
-        for (const fs::directory_entry& entry : fs::directory_iterator(path)) fs::remove(entry);
-        fs::remove(path);
-    }
+    ~OwnFolder() { EXPECT_EQ(R_SetTempDirectory(before_.c_str()), SUCCESS); }
     OwnFolder(const OwnFolder&) = delete;
     OwnFolder& operator=(const OwnFolder&) = delete;
     size_t files() const
     {
         return static_cast<size_t>(std::distance(fs::directory_iterator(path), fs::directory_iterator()));
     }
-    const fs::path path;
 
 private:
-    Text before_;
+    const Folder around_;
+    Wide before_;
+
+public:
+    const fs::path path;
 };
 
 std::string hex(uint32_t number)
@@ -105,7 +93,7 @@ TEST(TempFileOptions, KeepTheModeWithinItsRules)
 TEST(TempFolder, IsAnExistingFolder)
 {
     const OwnFolder own("rv temp folder");
-    const Text folder = nameOf(own.path), file = nameOf(own.path / "file");
+    const Wide folder = wide(own.path), file = wide(own.path / "file");
     std::ofstream(own.path / "file") << "x";
     EXPECT_EQ(R_SetTempDirectory(file.c_str()), FAILURE);
     EXPECT_EQ(R_SetTempDirectory((file + wide("no")).c_str()), ERROR_INV_PARAMETER);
@@ -125,7 +113,7 @@ TEST(TempFileName, SaysWhereTheFileLivesAndWhoMadeIt)
     // A colon at its end is a drive's on Windows alone.
     const OwnFolder own(fs::path::preferred_separator == '/' ? "rv-temp-names:" : "rv-temp-names");
     const char separator = static_cast<char>(fs::path::preferred_separator);
-    const Text folder = nameOf(own.path) + Text(1, static_cast<R_WCHAR>(separator));
+    const Wide folder = wide(own.path) + Wide(1, static_cast<R_WCHAR>(separator));
     const std::string id = std::to_string(platform().processId());
     const PretendTicks clock(0x1A2B);
     struct Case {
@@ -143,7 +131,7 @@ TEST(TempFileName, SaysWhereTheFileLivesAndWhoMadeIt)
                           {TEMPFILE_DISK, 0, "ab", "bmp", "D", true},
                           {TEMPFILE_MEMORY, 1, "ab", "bmp", "M", false},
                           {0, 0, "ab", "bmp", "DM", false}}) {
-        const Text wanted =
+        const Wide wanted =
             folder + wide(marked(*c.prefix ? c.prefix : id + "-R_", c.mark, number, *c.extension ? "bmp" : "tmp"));
         R_WCHAR buffer[400];
         ASSERT_EQ(
@@ -153,7 +141,7 @@ TEST(TempFileName, SaysWhereTheFileLivesAndWhoMadeIt)
         EXPECT_EQ(onDisk(buffer), c.disk);
         EXPECT_EQ(isMemoryTempFile(buffer), !c.disk);
         // The same once more is the next number; a folder may end in a separator, and both separators are one.
-        Text next =
+        Wide next =
             folder + wide(marked(*c.prefix ? c.prefix : id + "-R_", c.mark, number + 1, *c.extension ? "bmp" : "tmp"));
         ASSERT_EQ(makeTempName(buffer, 400, c.mode, folder.c_str(), wide(c.prefix).c_str(), wide(c.extension).c_str(),
                                c.options),
@@ -168,10 +156,12 @@ TEST(TempFileName, SaysWhereTheFileLivesAndWhoMadeIt)
     }
 #if !defined(_WIN32)
     // A link that leads nowhere has a name, too.
-    fs::create_symlink("nowhere", own.path / marked("ab", "D", number, "x"));
+    const fs::path link = own.path / marked("ab", "D", number, "x");
+    fs::create_symlink("nowhere", link);
     R_WCHAR buffer[400];
     EXPECT_EQ(R_GetTempFileName4(nullptr, buffer, 400, TEMPFILE_DISK, wide("ab").c_str(), wide("x").c_str()), SUCCESS);
     EXPECT_EQ(buffer, folder + wide(marked("ab", "D", number + 1, "x")));
+    fs::remove(link);
 #endif
     EXPECT_EQ(live.count(), 0) << live.text();
 }
@@ -179,22 +169,22 @@ TEST(TempFileName, SaysWhereTheFileLivesAndWhoMadeIt)
 TEST(TempFileName, RefusesBeforeItTouchesAnything)
 {
     const OwnFolder own("rv-temp-full");
-    const Text folder = nameOf(own.path);
+    const Wide folder = wide(own.path);
     const size_t marker = marked("", "D", 0, "").size() - 2;
     const auto room = static_cast<R_UINT>(folder.size() + 2 + 3 + marker + 14);
     R_WCHAR buffer[400];
-    const auto make = [&](R_UINT chars, const Text& where, const Text& extension) {
+    const auto make = [&](R_UINT chars, const Wide& where, const Wide& extension) {
         return R_GetTempFileName4(where.c_str(), buffer, chars, TEMPFILE_DISK, wide("ab").c_str(), extension.c_str());
     };
     EXPECT_EQ(make(room - 1, folder, wide("bmp")), ERROR_BUFFER_TOO_SMALL);
     EXPECT_EQ(make(0, folder, wide("bmp")), ERROR_INV_PARAMETER);
-    EXPECT_EQ(make(400, folder, Text(300, 'x')), ERROR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(make(400, folder, Wide(300, 'x')), ERROR_BUFFER_TOO_SMALL);
     EXPECT_EQ(R_GetTempFileName(nullptr, nullptr), ERROR_NULL_PTR);
     EXPECT_EQ(R_GetTempFileName4(nullptr, buffer, 400, 4, nullptr, nullptr), ERROR_INV_PARAMETER);
     EXPECT_EQ(own.files(), 0u);
     EXPECT_EQ(make(room, folder, wide("bmp")), SUCCESS);
-    EXPECT_EQ(make(400, folder, Text(250 - folder.size() - marker, 'x')), SUCCESS); // too long for a disk: cut
-    EXPECT_LE(Text(buffer).size(), 259u);
+    EXPECT_EQ(make(400, folder, Wide(250 - folder.size() - marker, 'x')), SUCCESS); // too long for a disk: cut
+    EXPECT_LE(Wide(buffer).size(), 259u);
     EXPECT_EQ(own.files(), 2u);
     EXPECT_EQ(make(400, folder + wide("no"), wide("bmp")), ERROR_TEMP_FILE_UNKNOWN);
     EXPECT_EQ(buffer[0], 0);
@@ -204,6 +194,12 @@ TEST(TempFileName, RefusesBeforeItTouchesAnything)
     EXPECT_NE(std::strstr(narrow, "\xC3\xA4-RD-"), nullptr);
     EXPECT_EQ(R_DeleteTempFileUTF8(narrow), SUCCESS);
     EXPECT_EQ(own.files(), 2u);
+
+    // A code page may have no name for the folder: then there is no file.
+    const OwnFolder foreign("rv-temp-\xE6\x97\xA5");
+    const R_INT status = R_GetTempFileNameA(narrow, "ab");
+    EXPECT_EQ(status == SUCCESS ? R_DeleteTempFileA(narrow) : status, status == SUCCESS ? 1 : ERROR_TEMP_FILE_UNKNOWN);
+    EXPECT_EQ(foreign.files(), 0u);
 }
 
 TEST(TempFileName, IsNeverGivenTwice)
@@ -211,9 +207,9 @@ TEST(TempFileName, IsNeverGivenTwice)
     const OwnFolder own("rv-temp-many");
     constexpr int kThreads = 4, kNames = 200;
     const PretendTicks clock(5000); // all of a thread's names begin at one number
-    std::vector<std::vector<Text>> made(kThreads);
+    std::vector<std::vector<Wide>> made(kThreads);
     std::vector<std::thread> threads;
-    for (std::vector<Text>& names : made) {
+    for (std::vector<Wide>& names : made) {
         threads.emplace_back([&names] {
             R_WCHAR buffer[400];
             for (int i = 0; i < kNames; ++i) {
@@ -223,11 +219,11 @@ TEST(TempFileName, IsNeverGivenTwice)
         });
     }
     for (std::thread& thread : threads) thread.join();
-    std::set<Text> names;
-    for (const std::vector<Text>& some : made) names.insert(some.begin(), some.end());
+    std::set<Wide> names;
+    for (const std::vector<Wide>& some : made) names.insert(some.begin(), some.end());
     EXPECT_EQ(names.size(), static_cast<size_t>(kThreads * kNames));
     EXPECT_EQ(own.files(), names.size() / 4);
-    for (const Text& name : names) EXPECT_EQ(R_DeleteTempFile(name.c_str()), SUCCESS);
+    for (const Wide& name : names) EXPECT_EQ(R_DeleteTempFile(name.c_str()), SUCCESS);
     EXPECT_EQ(own.files(), 0u);
 }
 

@@ -208,6 +208,13 @@ struct Narrow {
     static void convert(char* buffer, size_t bytes, const R_WCHAR* text) noexcept { narrowAnswer(buffer, bytes, text); }
 };
 
+bool sameText(const R_WCHAR* a, const R_WCHAR* b) noexcept
+{
+    for (; *a == *b; ++a, ++b)
+        if (*a == 0) return true;
+    return false;
+}
+
 const char* orEmpty(const char* text) noexcept { return text != nullptr ? text : ""; }
 
 /// The same in 8-bit text. Whether the name will fit is found out before there is one.
@@ -228,7 +235,12 @@ Status makeNarrowName(char* buffer, R_UINT bytes, R_INT mode, const char* folder
     if (wide.get() == nullptr) return ERROR_FAILURE;
     R_TRY(name.reserve(wide.get(), bytes));
     Encoding::convert(buffer, bytes, wide.get());
-    return SUCCESS;
+    const Wide back(buffer);
+    if (back && sameText(back.get(), wide.get())) return SUCCESS;
+    // A folder that the encoding has no words for: nobody could find the file.
+    (void)R_DeleteTempFile(wide.get());
+    buffer[0] = 0;
+    return ERROR_TEMP_FILE_UNKNOWN;
 }
 
 } // namespace
