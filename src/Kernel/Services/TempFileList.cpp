@@ -66,6 +66,7 @@ void spreadOut() noexcept
     auto** const buckets = static_cast<FileInMemory**>(platform().allocate(count * sizeof(FileInMemory*)));
     if (buckets == nullptr) return;
     memset(buckets, 0, count * sizeof(FileInMemory*));
+    memset(list.fewBuckets, 0, sizeof list.fewBuckets); // they serve again after a detach
     platform().release(list.manyBuckets);
     list.manyBuckets = buckets;
     list.bucketCount = count;
