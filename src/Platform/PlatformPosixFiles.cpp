@@ -148,10 +148,10 @@ void Platform::copyContent(int64_t from, int64_t to) noexcept
 {
 #if defined(__linux__)
     // Ends at nothing copied: at the end of the file, or where the system cannot do it for these two.
-    constexpr size_t kPiece = 1 << 30;
+    constexpr size_t kMost = 1 << 30;
     ssize_t copied;
     do {
-        copied = copy_file_range(descriptorOf(from), nullptr, descriptorOf(to), nullptr, kPiece, 0);
+        copied = copy_file_range(descriptorOf(from), nullptr, descriptorOf(to), nullptr, kMost, 0);
     } while (copied > 0 || (copied < 0 && errno == EINTR));
 #else
     (void)from, (void)to;
