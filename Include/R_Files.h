@@ -51,8 +51,8 @@ R_API R_INT64 R_OsWriteBig(R_INT64 hFile, const void* pBuffer, R_INT64 nBytes) R
 R_API R_INT64 R_OsSeek(R_INT64 hFile, R_INT64 nDistance, R_INT nOrigin) R_NOEXCEPT;
 /// 0 or -1; the position is the new end.
 R_API R_INT R_OsSetFileSize(R_INT64 hFile, R_INT64 nSize) R_NOEXCEPT;
-R_API R_INT R_OsClose(R_INT64 hFile) R_NOEXCEPT;               ///< 0 or -1
-R_API R_INT R_OsDelete(const R_WCHAR* pszName) R_NOEXCEPT;     ///< 0 or -1
+R_API R_INT R_OsClose(R_INT64 hFile) R_NOEXCEPT;           ///< 0 or -1
+R_API R_INT R_OsDelete(const R_WCHAR* pszName) R_NOEXCEPT; ///< 0 or -1
 /// A new temporary file's name in a buffer of 260 units; the file exists and is empty.
 R_API R_INT R_OsGetTempName(R_WCHAR* pszBuffer) R_NOEXCEPT;
 

@@ -26,8 +26,8 @@ struct ThreadSettings {
     void* statusUserData = nullptr;
     STATUSCALLBACK copyStatusCallback = nullptr;
     void* copyStatusUserData = nullptr;
-    R_INT savedFileError = 0; ///< what R_OsSetLastError stored and nobody has asked for yet; 0 is none
-    REDIRECTSET redirect{};   ///< the thread's own file operations; null where it has none
+    R_INT savedFileError = 0;                 ///< what R_OsSetLastError stored and nobody has asked for yet; 0 is none
+    REDIRECTSET redirect{};                   ///< the thread's own file operations; null where it has none
     struct RedirectBuffer* buffers = nullptr; ///< blocks that take what the thread writes, the newest first
 };
 

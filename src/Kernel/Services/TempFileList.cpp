@@ -63,9 +63,10 @@ size_t folderLength(const R_WCHAR* name) noexcept
 void spreadOut() noexcept
 {
     const size_t count = list.bucketCount * 4;
-    auto** const buckets = static_cast<FileInMemory**>(platform().allocate(count * sizeof(FileInMemory*)));
+    const size_t bytes = count * sizeof(void*);
+    auto** const buckets = static_cast<FileInMemory**>(platform().allocate(bytes));
     if (buckets == nullptr) return;
-    memset(buckets, 0, count * sizeof(FileInMemory*));
+    memset(buckets, 0, bytes);
     memset(list.fewBuckets, 0, sizeof list.fewBuckets); // they serve again after a detach
     platform().release(list.manyBuckets);
     list.manyBuckets = buckets;
