@@ -14,7 +14,7 @@
 #define FILE_MODE_READ 0x0000
 #define FILE_MODE_WRITE 0x0001
 #define FILE_MODE_READ_WRITE 0x0002
-#define FILE_MODE_TEMPORARY 0x0040 ///< deleted when it is closed
+#define FILE_MODE_TEMPORARY 0x0040 ///< deleted when it is closed, or the process ends
 #define FILE_MODE_CREATE 0x0100    ///< an existing file is cut to nothing
 #define FILE_MODE_TRUNCATE 0x0200  ///< the file must exist
 
@@ -29,7 +29,8 @@
 
 // --- The handle layer. Failures are -1; R_OsGetLastError says why.
 
-/// Opens a file. An empty one is created with FILE_MODE_CREATE, else it must exist.
+/// Opens a file. An empty one is created with FILE_MODE_CREATE, else it must exist. What is created for reading alone
+/// is a read-only file.
 R_API R_INT64 R_OsOpen(const R_WCHAR* pszName, R_INT nMode, R_INT nPermission) R_NOEXCEPT;
 
 // nFlags of R_OsCreat.
@@ -67,7 +68,9 @@ R_API R_INT R_OsGetLastError(R_INT nDefault) R_NOEXCEPT;
 /// Renames or moves a file; 1 or 0 with the native error set.
 R_API R_INT R_MoveFileEx(const R_WCHAR* pszFrom, const R_WCHAR* pszTo, R_UINT uFlags) R_NOEXCEPT;
 
-/// Copy a file: from disk to a redirected name, and from a redirected name to disk. 1 or 0 with the native error set.
+/// Copy a file: from disk to a redirected name, and from a redirected name to disk. 1 or 0 with the native error set:
+/// 80 the target exists and bFailIfExists says that it must not, 30 a read failed, 29 a write, else why it did not
+/// open.
 R_API R_INT R_CopyFile(const R_WCHAR* pszSource, const R_WCHAR* pszTarget, R_INT bFailIfExists) R_NOEXCEPT;
 R_API R_INT R_CopyFile2(const R_WCHAR* pszSource, const R_WCHAR* pszTarget, R_INT bFailIfExists) R_NOEXCEPT;
 /// Whether there is such a file or folder, or such a temporary file in memory.

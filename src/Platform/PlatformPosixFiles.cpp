@@ -150,6 +150,7 @@ void Platform::copyContent(int64_t from, int64_t to) noexcept
     // Ends at nothing copied: at the end of the file, or where the system cannot do it for these two.
     constexpr size_t kMost = 1 << 30;
     ssize_t copied;
+    const SizeLimitGuard guard;
     do {
         copied = copy_file_range(descriptorOf(from), nullptr, descriptorOf(to), nullptr, kMost, 0);
     } while (copied > 0 || (copied < 0 && errno == EINTR));

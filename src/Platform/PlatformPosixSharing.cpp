@@ -35,13 +35,22 @@ struct OpenFile {
     ino_t node = 0;
     uint32_t access = 0;
     uint32_t sharing = 0;
+    pid_t opener = 0; ///< a child that a program forks may close the file, but not delete it
     /// Where the file stands, when it is to be deleted; else nothing is behind the record.
     char* path() noexcept { return (access & kDelete) != 0 ? reinterpret_cast<char*>(this + 1) : nullptr; }
+    void deleteOnClose() noexcept;
 };
 
 bool isSame(const struct stat& facts, const OpenFile& file) noexcept
 {
     return facts.st_ino == file.node && facts.st_dev == file.device;
+}
+
+void OpenFile::deleteOnClose() noexcept
+{
+    struct stat there;
+    if (path() == nullptr || opener != getpid()) return;
+    if (lstat(path(), &there) == 0 && isSame(there, *this)) unlink(path());
 }
 
 /// Whether the record still holds. A descriptor that was closed, or given out anew, behind our back is another file.
@@ -90,6 +99,13 @@ public:
         return true;
     }
 
+    /// The program ends, or the library goes, with files open: the names that were to go then go now.
+    void deleteWhatIsLeft() noexcept
+    {
+        for (OpenFile* file : lists_)
+            for (; file != nullptr; file = file->next) file->deleteOnClose();
+    }
+
 private:
     static constexpr size_t kLists = 64;
 
@@ -116,6 +132,12 @@ public:
     HoldOpenFiles(const HoldOpenFiles&) = delete;
     HoldOpenFiles& operator=(const HoldOpenFiles&) = delete;
 };
+
+__attribute__((destructor)) void endOpenFiles()
+{
+    const HoldOpenFiles hold;
+    openFiles.deleteWhatIsLeft();
+}
 
 /// Deleting, moving and replacing stand in for an open that shares everything.
 bool mayRemove(const struct stat& facts) noexcept { return openFiles.allow(facts, kDelete, kRead | kWrite); }
@@ -246,9 +268,17 @@ private:
             if (descriptor_ < 0) return systemError();
         }
         struct stat facts;
-        if (fstat(descriptor_, &facts) != 0) return systemError();
+        if (!look(&facts)) return systemError();
         enter(facts);
         return native::kNone;
+    }
+
+    /// What the file is. A record of its descriptor is of an open that the program has closed by itself.
+    bool look(struct stat* facts) const noexcept
+    {
+        if (fstat(descriptor_, facts) != 0) return false;
+        platform().release(openFiles.take(*facts, descriptor_));
+        return true;
     }
 
     /// A link to a file that is not there: creating makes the file.
@@ -270,7 +300,7 @@ private:
     {
         const HoldOpenFiles hold;
         struct stat facts;
-        if (fstat(descriptor_, &facts) != 0) return systemError();
+        if (!look(&facts)) return systemError();
         if (S_ISDIR(facts.st_mode)) return request_.folders && !cuts() ? native::kNone : native::kAccessDenied;
         if (!S_ISREG(facts.st_mode)) return native::kNone;
         if (facts.st_nlink == 0 && !isReachable(facts)) {
@@ -315,6 +345,7 @@ private:
         record_->node = facts.st_ino;
         record_->access = access();
         record_->sharing = request_.sharing & (kRead | kWrite);
+        record_->opener = getpid();
         // The folder in use may be another when the file is closed.
         if (record_->path() != nullptr && realpath(path_, record_->path()) == nullptr) record_->path()[0] = 0;
         openFiles.add(std::exchange(record_, nullptr));
@@ -342,10 +373,7 @@ bool Platform::closeFile(int64_t file) noexcept
         struct stat facts;
         if (fstat(descriptor, &facts) == 0) {
             OpenFile* const record = openFiles.take(facts, descriptor);
-            struct stat there;
-            if (record != nullptr && record->path() != nullptr && lstat(record->path(), &there) == 0 &&
-                isSame(there, *record))
-                unlink(record->path());
+            if (record != nullptr) record->deleteOnClose();
             platform().release(record);
         }
     }
@@ -415,7 +443,11 @@ uint32_t renameHeld(const struct stat& source, const char* from, const char* to,
     uint32_t refused = refuseTarget(source, to, flags);
     if (refused != native::kNone) return refused;
     const bool folder = S_ISDIR(source.st_mode);
-    const int renamed = (flags & kReplace) != 0 ? rename(from, to) : renameToNew(from, to, folder);
+    // Onto itself, perhaps in other letters, is no replacing.
+    struct stat target;
+    const bool itself = lstat(to, &target) == 0 && target.st_ino == source.st_ino && target.st_dev == source.st_dev &&
+                        (folder || source.st_nlink == 1);
+    const int renamed = itself || (flags & kReplace) != 0 ? rename(from, to) : renameToNew(from, to, folder);
     if (renamed == 0) return native::kNone;
     if (errno == EEXIST && (flags & kReplace) == 0) return native::kAlreadyExists;
     setPosixError(errno == ENOENT ? ENOTDIR : errno); // the source is there: it is the target's folder that is not
@@ -433,12 +465,12 @@ bool copyContent(int from, int to) noexcept
     }
 }
 
-/// A copy with the rights and times of the original.
+/// A copy with the times of the original, and its rights, but for running as its owner, who may be another now.
 bool copyAll(int from, int to, const struct stat& facts, bool writeThrough) noexcept
 {
     if (!copyContent(from, to)) return false;
     const timespec times[] = {facts.st_atim, facts.st_mtim};
-    if (fchmod(to, facts.st_mode & 07777) == 0 && futimens(to, times) == 0 && (!writeThrough || fsync(to) == 0))
+    if (fchmod(to, facts.st_mode & 0777) == 0 && futimens(to, times) == 0 && (!writeThrough || fsync(to) == 0))
         return true;
     setPosixError(errno);
     return false;
@@ -491,7 +523,8 @@ uint32_t moveNamed(const R_WCHAR* fromName, const char* from, const char* to, ui
         refused = renameHeld(source, from, to, flags);
     }
     if (refused != native::kNotSameDevice || (flags & kCopyAllowed) == 0) return refused;
-    return S_ISDIR(source.st_mode) ? native::kAccessDenied : moveByCopy(fromName, from, to, flags);
+    const bool hasContent = S_ISREG(source.st_mode) || S_ISLNK(source.st_mode);
+    return hasContent ? moveByCopy(fromName, from, to, flags) : native::kAccessDenied;
 }
 
 } // namespace

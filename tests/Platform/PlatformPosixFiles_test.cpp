@@ -93,6 +93,8 @@ TEST(PosixFiles, DescriptorsOfTheProgram)
     const LiveBlocks live;
     R_INT64 file = R_OsOpen(name.c_str(), 2 | FILE_MODE_CREATE, 0);
     close(static_cast<int>(file));
+    EXPECT_EQ(R_OsOpen(name.c_str(), 2, 0), file); // the same number for the same file is no second holder
+    close(static_cast<int>(file));
     const int reused = open((folder.path() / "other").c_str(), O_RDONLY);
     ASSERT_EQ(reused, file);
     file = R_OsOpen(name.c_str(), 2, 0);
@@ -140,6 +142,24 @@ TEST(PosixFiles, LinksLeadToTheFile)
     close(nameless);
 }
 
+/// What is to be deleted on closing goes with the process that opened it, and only with that one.
+TEST(PosixFiles, DeletedWithTheProcessThatOpenedIt)
+{
+    const Folder folder;
+    const R_INT64 ours = R_OsOpen((folder / "ours").c_str(), 2 | FILE_MODE_CREATE | FILE_MODE_TEMPORARY, 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        (void)R_OsOpen((folder / "its").c_str(), 2 | FILE_MODE_CREATE | FILE_MODE_TEMPORARY, 0);
+        R_OsClose(ours);
+        std::exit(0);
+    }
+    waitpid(child, nullptr, 0);
+    EXPECT_EQ(folder.read("its"), "(none)");
+    EXPECT_EQ(folder.read("ours"), "");
+    EXPECT_EQ(R_OsClose(ours), 0);
+    EXPECT_EQ(folder.count(), 0u);
+}
+
 /// Runs f in a child; 0 when it answers true.
 template <class F> int inChild(F f)
 {
@@ -163,6 +183,7 @@ bool failsFull(bool done) { return !done && platform().nativeError() == n::kDisk
 TEST(PosixFiles, ALimitOnFileSizesIsAFullDisk)
 {
     const Folder folder;
+    folder.write("large", std::string(20000, 'l'));
     EXPECT_EQ(inChild([&] {
                   const rlimit limit = {10000, 10000};
                   CHECK_OR_FAIL(setrlimit(RLIMIT_FSIZE, &limit) == 0);
@@ -173,10 +194,13 @@ TEST(PosixFiles, ALimitOnFileSizesIsAFullDisk)
                   CHECK_OR_FAIL(failsFull(R_OsSetFileSize(file, 20000) >= 0));
                   CHECK_OR_FAIL(failsFull(platform().openScratchFile(wide(folder.path()).c_str(), 20000) >= 0));
                   CHECK_OR_FAIL(R_OsClose(file) == 0);
+                  CHECK_OR_FAIL(copyFileThrough((folder / "large").c_str(), (folder / "file").c_str(),
+                                                COPYFILE_FROM_DISK | COPYFILE_TO_DISK) == 0);
+                  CHECK_OR_FAIL(platform().nativeError() == n::kWriteFault);
                   return true;
               }),
               0);
-    EXPECT_EQ(folder.count(), 1u);
+    EXPECT_EQ(folder.count(), 2u);
 }
 
 // What setting up a small disk of one's own needs, a child may not be allowed.

@@ -316,6 +316,7 @@ TEST(Osys, FailuresTellWhy)
     EXPECT_EQ(folder.read("other"), "other");
     EXPECT_EQ(moves(folder / "file", folder / "other", 1), kDone);
     EXPECT_EQ(folder.read("other"), "content");
+    EXPECT_EQ(moves(folder / "other", folder / "other", 0), kDone); // onto itself
     EXPECT_EQ(moves(folder / "other", folder / "inner/moved", 0), kDone);
     EXPECT_EQ(moves(folder / "inner", folder / "outer", 0), kDone); // a folder with all that is in it
     EXPECT_EQ(folder.read("outer/moved"), "content");
