@@ -59,7 +59,7 @@ def failures(t):
             assert message.startswith(f"rvimg: {source}: "), message
         t.fails("info", source, says=f"rvimg: {source}: ")
     t.fails("convert", "small.ppm", "folder.bmp", says="rvimg: folder.bmp: is a directory")
-    t.fails("convert", "small.ppm", "nowhere/out.bmp", says="rvimg: nowhere/out.bmp: ")
+    t.fails("convert", "small.ppm", "nowhere/out.bmp", says="rvimg: nowhere/out.bmp: cannot write: there is no such")
     t.fails("convert", "small.ppm", "old.bmp", "--format", "pgm", says="old.bmp: PGM cannot hold 24-bit colour")
     assert left(t) == before and t.path("old.bmp").read_bytes() == b"old"
 
@@ -110,6 +110,26 @@ def replacing_files(t):
     assert t.path("link.ppm").is_symlink() and t.path("target.ppm").read_bytes() == before
     assert stat.S_IMODE(t.path("target.ppm").stat().st_mode) == 0o640
     assert left(t) == ["link.ppm", "small.ppm", "target.ppm"]
+
+
+@case("Command.NamesThatAreNoText", ("no UTF-8", b"\xff"), ("a backslash", b"a\\b"))
+def names_that_are_no_text(t, bytes_):
+    """Where names are bytes, each is one: nothing is read, written or left under another."""
+    if os.name != "posix" or "wine" in t.command[0]:
+        raise Skip("Windows has no such names")
+    data = small(t).read_bytes()
+    odd = os.fsdecode(bytes_)
+    t.path("a").mkdir()
+    t.path("a/b").write_bytes(b"another")
+    t.path(odd + ".d").mkdir()
+    t.ok("convert", "small.ppm", f"{odd}.d/{odd}.ppm")
+    t.ok("convert", f"{odd}.d/{odd}.ppm", odd + ".ppm")
+    assert t.path(odd + ".ppm").read_bytes() == data
+    assert os.listdir(t.path(odd + ".d")) == [odd + ".ppm"] and os.listdir(t.path("a")) == ["b"]
+    os.mkfifo(t.path(odd + ".fifo"))
+    reader = subprocess.Popen(["cat", t.path(odd + ".fifo")], stdout=subprocess.PIPE)
+    t.ok("convert", "small.ppm", odd + ".fifo", "-f", "ppm")
+    assert reader.communicate()[0] == data
 
 
 @case("Command.DevicesAndPipes")

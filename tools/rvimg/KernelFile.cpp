@@ -3,8 +3,10 @@
 #include "Error.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 #if !defined(_WIN32)
+#include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
 #endif
@@ -36,26 +38,36 @@ R_INT64 wrapped(R_INT64 native, R_INT mode, const char* what)
 #if defined(_WIN32)
 R_INT64 standardHandle(DWORD which) { return static_cast<R_INT64>(reinterpret_cast<intptr_t>(GetStdHandle(which))); }
 #else
-/// The kernel's names are text; these bytes are none, and only the system knows the file.
-R_INT64 openBytes(const std::filesystem::path& path)
+/// A file that only the system's own name leads to.
+R_INT64 openBytes(const std::filesystem::path& path, int flags, R_INT mode, const char* what)
 {
-    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0) throw Error("cannot open: its name is no UTF-8, and the system does not find or give it");
+    const int file = ::open(path.c_str(), flags | O_CLOEXEC, 0666);
+    if (file < 0) throw Error(text(what, ": ", std::generic_category().message(errno)));
     try {
-        return wrapped(file, FILE_MODE_READ, "cannot open");
+        return wrapped(file, mode, what);
     } catch (...) {
         ::close(file);
+        if ((flags & O_CREAT) != 0) ::unlink(path.c_str());
         throw;
     }
 }
-
-bool isUtf8(const std::string& name)
-{
-    // What is not, comes back with other bytes.
-    const std::u16string wide = std::filesystem::path(std::u8string(name.begin(), name.end())).u16string();
-    return utf8Of(std::filesystem::path(wide)) == name;
-}
 #endif
+
+/// Whether the kernel can name it. Its names are text, and take both slashes for one; here names are bytes.
+bool hasKernelName([[maybe_unused]] const std::filesystem::path& path)
+{
+#if !defined(_WIN32)
+    if (path.native().find('\\') != std::string::npos) return false;
+    try {
+        return std::filesystem::path(path.u16string()) == path;
+    } catch (const std::exception&) {
+        return false; // no UTF-8
+    }
+#endif
+    return true;
+}
+
+[[noreturn]] void throwNotMade(R_INT status) { throw Error(text("cannot write: ", messageOf(status))); }
 
 } // namespace
 
@@ -65,7 +77,8 @@ std::string fileReason(const char* what, R_INT otherwise)
 }
 
 KernelFile::KernelFile(KernelFile&& other) noexcept
-    : handle_(std::exchange(other.handle_, R_INVALID_FILE)), spool_(std::exchange(other.spool_, {}))
+    : handle_(std::exchange(other.handle_, R_INVALID_FILE)), spool_(std::exchange(other.spool_, {})),
+      flows_(other.flows_)
 {
 }
 
@@ -73,6 +86,7 @@ KernelFile& KernelFile::operator=(KernelFile&& other) noexcept
 {
     std::swap(handle_, other.handle_);
     std::swap(spool_, other.spool_);
+    std::swap(flows_, other.flows_);
     return *this;
 }
 
@@ -87,25 +101,46 @@ void KernelFile::leave() noexcept
 
 KernelFile KernelFile::openForReading(const std::filesystem::path& path)
 {
-    const std::string name = utf8Of(path);
 #if !defined(_WIN32)
-    if (!isUtf8(name)) return KernelFile(openBytes(path));
+    if (!hasKernelName(path)) return KernelFile(openBytes(path, O_RDONLY, FILE_MODE_READ, "cannot open"));
 #endif
-    KernelFile file(R_RedirectedOpenUTF8(name.c_str(), FILE_MODE_READ, kOthersMayDoBoth));
+    KernelFile file(R_RedirectedOpenUTF8(utf8Of(path).c_str(), FILE_MODE_READ, kOthersMayDoBoth));
     if (!file) throw Error(fileReason("cannot open", kErrorOpening));
     return file;
 }
 
-KernelFile KernelFile::openForWriting(const std::filesystem::path& path)
+KernelFile KernelFile::createBeside(const std::filesystem::path& target, std::filesystem::path& made)
 {
+    const std::filesystem::path folder = target.has_parent_path() ? target.parent_path() : ".";
+#if !defined(_WIN32)
+    for (unsigned number = 0; !hasKernelName(folder); ++number) {
+        made = folder / (".rvimg-" + std::to_string(::getpid()) + "-" + std::to_string(number));
+        std::error_code ignored;
+        if (std::filesystem::exists(std::filesystem::symlink_status(made, ignored))) continue;
+        constexpr int kNew = O_RDWR | O_CREAT | O_EXCL;
+        return KernelFile(openBytes(made, kNew, FILE_MODE_READ_WRITE, "cannot write"));
+    }
+#endif
+    constexpr R_UINT kRoom = 4096;
+    char name[kRoom];
+    const R_INT status = R_GetTempFileName4UTF8(utf8Of(folder).c_str(), name, kRoom, TEMPFILE_DISK, ".rvimg-", nullptr);
+    if (status != SUCCESS) throwNotMade(status);
+    made = std::filesystem::path(std::u8string(name, name + std::strlen(name)));
     constexpr R_INT kMode = FILE_MODE_READ_WRITE | FILE_MODE_TRUNCATE;
-    KernelFile file(R_RedirectedOpenUTF8(utf8Of(path).c_str(), kMode, kOthersMayRead));
-    if (!file) throw Error(fileReason("cannot write", kErrorOpening));
+    KernelFile file(R_RedirectedOpenUTF8(name, kMode, kOthersMayRead));
+    if (!file) {
+        const std::string reason = fileReason("cannot write", kErrorOpening);
+        R_OsDelete(made.string<R_WCHAR>().c_str());
+        throw Error(reason);
+    }
     return file;
 }
 
 KernelFile KernelFile::openDevice(const std::filesystem::path& path)
 {
+#if !defined(_WIN32)
+    if (!hasKernelName(path)) return KernelFile(openBytes(path, O_WRONLY | O_TRUNC, FILE_MODE_WRITE, "cannot write"));
+#endif
     constexpr R_INT kMode = FILE_MODE_WRITE | FILE_MODE_CREATE;
     KernelFile file(R_RedirectedOpenUTF8(utf8Of(path).c_str(), kMode, kOthersMayDoBoth));
     if (!file) throw Error(fileReason("cannot write", kErrorOpening));
@@ -115,7 +150,10 @@ KernelFile KernelFile::openDevice(const std::filesystem::path& path)
 KernelFile KernelFile::standardInput()
 {
 #if defined(_WIN32)
-    return KernelFile(wrapped(standardHandle(STD_INPUT_HANDLE), FILE_MODE_READ, "cannot open"));
+    KernelFile file(wrapped(standardHandle(STD_INPUT_HANDLE), FILE_MODE_READ, "cannot open"));
+    // The system lets a pipe be sought, and calls what is in it now its size.
+    file.flows_ = GetFileType(GetStdHandle(STD_INPUT_HANDLE)) != FILE_TYPE_DISK;
+    return file;
 #else
     return KernelFile(wrapped(STDIN_FILENO, FILE_MODE_READ, "cannot open"));
 #endif
@@ -145,7 +183,7 @@ KernelFile KernelFile::createSpool()
     constexpr R_UINT kRoom = 1024;
     char name[kRoom];
     const R_INT status = R_GetTempFileName4UTF8(nullptr, name, kRoom, TEMPFILE_DISK_AND_MEMORY, "rvimg-", nullptr);
-    if (status != SUCCESS) throw Error(text("cannot write: ", messageOf(status)));
+    if (status != SUCCESS) throwNotMade(status);
     KernelFile file(R_RedirectedTempFileOpenUTF8(name, FILE_MODE_READ_WRITE, kOthersMayRead), name);
     if (!file) throw Error(fileReason("cannot write", kErrorOpening));
     return file;
@@ -185,7 +223,7 @@ void KernelFile::seek(uint64_t position)
 
 bool KernelFile::measure(uint64_t& size)
 {
-    if (R_RedirectedSeek(handle_, 0, FILE_FROM_CURRENT) != 0) return false; // others read the beginning
+    if (flows_ || R_RedirectedSeek(handle_, 0, FILE_FROM_CURRENT) != 0) return false; // others read the beginning
     const R_INT64 end = R_RedirectedSeek(handle_, 0, FILE_FROM_END);
     if (end < 0 || R_RedirectedSeek(handle_, 0, FILE_FROM_START) != 0) return false;
     size = static_cast<uint64_t>(end);

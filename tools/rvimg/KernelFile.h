@@ -20,8 +20,8 @@ public:
     ~KernelFile();
 
     static KernelFile openForReading(const std::filesystem::path& path);
-    /// An existing file, cut to nothing, for writing and reading back. Others may read it.
-    static KernelFile openForWriting(const std::filesystem::path& path);
+    /// A new file in the target's folder, whose name nobody else has, for writing and reading back. Others may read it.
+    static KernelFile createBeside(const std::filesystem::path& target, std::filesystem::path& made);
     /// What exists and is no file of a folder's own: a device, a pipe, a name of what the process has open.
     static KernelFile openDevice(const std::filesystem::path& path);
     static KernelFile standardInput();
@@ -46,7 +46,8 @@ private:
     void leave() noexcept;
 
     R_INT64 handle_ = R_INVALID_FILE;
-    std::string spool_; ///< the temporary file's name, in UTF-8; empty for other files
+    std::string spool_;  ///< the temporary file's name, in UTF-8; empty for other files
+    bool flows_ = false; ///< known to be no file, whatever seeking answers
 };
 
 } // namespace rvimg

@@ -10,19 +10,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// A new empty file in the target's folder; nobody else has its name.
-fs::path createBeside(const fs::path& target)
-{
-    constexpr R_UINT kRoom = 4096;
-    char name[kRoom];
-    const std::u8string folder = target.parent_path().u8string();
-    const std::string there = folder.empty() ? "./" : std::string(folder.begin(), folder.end());
-    const R_INT status = R_GetTempFileName4UTF8(there.c_str(), name, kRoom, TEMPFILE_DISK, ".rvimg-", nullptr);
-    if (status != SUCCESS) throw Error(text("cannot write: ", messageOf(status)));
-    const std::string_view made(name);
-    return fs::path(std::u8string(made.begin(), made.end()));
-}
-
 /// Names of what the process already has open; a file behind one cannot be exchanged for another.
 bool namesOpenFile(const fs::path& target)
 {
@@ -47,13 +34,9 @@ OutputFile::OutputFile(const fs::path& target) : target_(target)
         file_ = KernelFile::createSpool();
     } else {
         if (fs::exists(status)) target_ = fs::canonical(target); // a link stays a link
-        temporary_ = createBeside(target_);
-        try {
-            file_ = KernelFile::openForWriting(temporary_);
-        } catch (...) {
-            fs::remove(temporary_, ignored);
-            throw;
-        }
+        const fs::path folder = target_.parent_path();
+        if (!folder.empty() && !fs::is_directory(folder, ignored)) throw Error("cannot write: there is no such folder");
+        file_ = KernelFile::createBeside(target_, temporary_);
     }
 }
 
