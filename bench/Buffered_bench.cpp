@@ -145,7 +145,7 @@ void registerPieces(R_UINT piece, bool writing)
 {
     const std::string job = std::string(writing ? "file writes of " : "file reads of ") + std::to_string(piece);
     measure(job, "kernel", pieces<Buffered>(piece, writing));
-    measure(job, "redirected", pieces<Redirected>(piece, writing));
+    measure(job, "kernel, redirected", pieces<Redirected>(piece, writing));
     measure(job, "stdio", pieces<Stdio>(piece, writing));
     if (piece == 1) measure(job, writing ? "putc" : "getc", pieces<Characters>(piece, writing));
 #if defined(__GLIBC__)
@@ -153,7 +153,6 @@ void registerPieces(R_UINT piece, bool writing)
     if (piece == 1)
         measure(job, writing ? "putc_unlocked" : "getc_unlocked", pieces<CharactersUnlocked>(piece, writing));
 #endif
-    measure(job, "copy", copyOf(kBytes));
 }
 
 } // namespace

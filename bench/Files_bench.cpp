@@ -65,7 +65,6 @@ void registerFiles()
                 return std::system(("cp " + f.from.string() + " " + f.to.string()).c_str()) == 0;
             }));
 #endif
-    measure(job, "copy", copyOf(kBytes));
 }
 
 } // namespace rv::bench

@@ -1,7 +1,8 @@
 /// What the measurements share: pictures, memory that is warm, and the names under which a report finds them.
 ///
 /// A measurement is called "job/who": "flip 24/kernel" beside "flip 24/copy", the memcpy of the same bytes, and beside
-/// "flip 24/OpenCV". A peer that holds the pixels in another depth says so: "Leptonica (32)".
+/// "flip 24/OpenCV". What is nobody's copy has none: "file reads of 16/kernel" beside "file reads of 16/stdio". Other
+/// ways of ours begin with "kernel", too. A peer that holds the pixels in another depth says so: "Leptonica (32)".
 #pragma once
 
 #include "R_Kernel.h"

@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""Runs the benchmarks and prints ours beside memcpy and beside the other libraries.
+"""Runs the benchmarks and prints ours beside memcpy and beside the other libraries, services beside their best peer.
 
 usage: report.py BENCHMARK [--json FILE] [--filter REGEX] [--repetitions N]
 
 BENCHMARK is the built rvkrn_bench. Every measurement is repeated, the repetitions of all of them mixed, and the median
-is shown. "x copy" is the time over that of a memcpy of the job's bytes in the same process. --json keeps the raw
-results.
+is shown. "x copy" is the time over that of a memcpy of the job's bytes in the same process. What no copy can be the
+measure of (files, threads) is held to the fastest of those who do the same work: "x peer" is the time over theirs.
+--json keeps the raw results.
 """
 
 import argparse
@@ -82,10 +83,12 @@ def pillow():
 
 
 def print_jobs(jobs, peers_of_job):
+    copies = {job: times for job, times in jobs.items()
+              if "kernel" in times and "copy" in times and not LINE.match(job)}
+    if not copies:
+        return
     print(f"{'job':24}{'ours ms':>9}{'x copy':>8}{'target':>8}  {'':7} others: ms, x copy")
-    for job, times in jobs.items():
-        if LINE.match(job) or "kernel" not in times or "copy" not in times:
-            continue
+    for job, times in copies.items():
         ratio = times["kernel"] / times["copy"]
         target = TARGETS.get(job)
         verdict = "" if target is None else "reached" if ratio <= target else "missed"
@@ -99,6 +102,24 @@ def print_jobs(jobs, peers_of_job):
     for job, yardstick in YARDSTICKS.items():
         if job in jobs:
             print(f"  {job}: the copy is {yardstick}, {jobs[job].get('copy', 0):.3f} ms")
+
+
+def is_ours(who):
+    return who.startswith("kernel")
+
+
+def print_services(jobs):
+    services = {job: times for job, times in jobs.items()
+                if "kernel" in times and "copy" not in times and not all(map(is_ours, times))}
+    if not services:
+        return
+    print(f"\n{'job':24}{'ours ms':>9}{'x peer':>8}  {'best peer':16} others: ms, x peer")
+    for job, times in sorted(services.items(), key=lambda item: [int(part) if part.isdigit() else part
+                                                                 for part in re.split(r"(\d+)", item[0])]):
+        peer, best = min(((who, ms) for who, ms in times.items() if not is_ours(who)), key=lambda item: item[1])
+        others = [f"{who} {ms:.3f}, {ms / best:.2f}" for who, ms in sorted(times.items(), key=lambda item: item[1])
+                  if who not in ("kernel", peer)]
+        print(f"{job:24}{times['kernel']:9.3f}{times['kernel'] / best:8.2f}  {peer:16} {'; '.join(others)}")
 
 
 def print_lines(jobs):
@@ -133,8 +154,9 @@ def main():
         missing.append("Pillow")
     jobs = medians(raw)
     print_jobs(jobs, from_pillow)
+    print_services(jobs)
     print_lines(jobs)
-    print(f"\nOne thread, medians of {arguments.repetitions}, on {context.get('num_cpus', '?')} processors of "
+    print(f"\nOne thread but for work items, medians of {arguments.repetitions}, on {context.get('num_cpus', '?')} processors of "
           f"{context.get('mhz_per_cpu', '?')} MHz.")
     if missing:
         print("Not installed, so not measured: " + ", ".join(missing))
