@@ -2,6 +2,7 @@
 // of exported calls is the one the library is linked with: a name without an entry here fails.
 #include "Support/Calls.h"
 #include "Support/FailingPlatform.h"
+#include "Support/Folder.h"
 
 #include <gtest/gtest.h>
 
@@ -69,6 +70,11 @@ bool driveWithFault(const Call& call, const Scene& scene, unsigned kinds, int nt
 
 TEST(Sweep, AFailureOfTheSystemChangesNothingAndLeaksNothing)
 {
+    // A temporary file whose removal is what fails stays; so they are made where all goes in the end.
+    const Folder folder;
+    R_WCHAR before[300];
+    ASSERT_EQ(R_GetTempDirectory(before, 300), SUCCESS);
+    ASSERT_EQ(R_SetTempDirectory(wide(folder.path()).c_str()), SUCCESS);
     for (const Call& call : allCalls()) {
         for (const Home home : allHomes()) {
             const Scene scene{.home = home};
@@ -79,6 +85,7 @@ TEST(Sweep, AFailureOfTheSystemChangesNothingAndLeaksNothing)
             EXPECT_EQ(live.count(), 0) << textOf(call, scene) << ": " << live.text();
         }
     }
+    EXPECT_EQ(R_SetTempDirectory(before), SUCCESS);
 }
 
 /// Two worlds that one call was driven in are alike to the caller.
