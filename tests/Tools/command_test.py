@@ -221,6 +221,17 @@ def interrupted(t, number):
     work.send_signal(number)
     assert work.wait(timeout=60) == -number
     assert left(t) == ["old.ppm"] and t.path("old.ppm").read_bytes() == b"old"
+    # So it does while the tool waits: for bytes that do not come, or for a reader.
+    os.mkfifo(t.path("fifo"))
+    ours, its = os.pipe()
+    for arguments in (("info", "-"), ("info", "fifo"), ("chart", "fifo", "--size", "16x16", "-f", "bmp")):
+        work = subprocess.Popen([*t.command, *arguments], cwd=t.home, stdin=ours,
+                                preexec_fn=lambda: signal.signal(number, signal.SIG_DFL))
+        time.sleep(0.3)
+        work.send_signal(number)
+        assert work.wait(timeout=10) == -number
+    os.close(ours)
+    os.close(its)
 
 
 @case("Command.Progress")

@@ -11,10 +11,19 @@ volatile std::sig_atomic_t gSignal = 0;
 
 extern "C" void noteSignal(int signal) { gSignal = signal; }
 
+constexpr int kInterruptions[] = {
+    SIGINT,
+    SIGTERM,
+#if defined(SIGHUP)
+    SIGHUP,
+#endif
+};
+
 /// What was ignored when the program started, as in the background or without a terminal, stays ignored.
-void watch(int signal)
+void answerInterruptions(void (*answer)(int))
 {
-    if (std::signal(signal, noteSignal) == SIG_IGN) std::signal(signal, SIG_IGN);
+    for (const int signal : kInterruptions)
+        if (std::signal(signal, answer) == SIG_IGN) std::signal(signal, SIG_IGN);
 }
 
 } // namespace
@@ -41,11 +50,7 @@ void checkMoved(R_SSIZE moved, size_t bytes)
 
 void watchForInterruption()
 {
-    watch(SIGINT);
-    watch(SIGTERM);
-#if defined(SIGHUP)
-    watch(SIGHUP);
-#endif
+    answerInterruptions(noteSignal);
 #if defined(SIGPIPE)
     std::signal(SIGPIPE, SIG_IGN); // a reader that has gone is a failed write, which cleans up and says so
 #endif
@@ -57,6 +62,14 @@ void throwIfInterrupted()
 {
     if (interrupted()) throw Interrupted();
 }
+
+EndsAtOnce::EndsAtOnce()
+{
+    answerInterruptions(SIG_DFL);
+    throwIfInterrupted();
+}
+
+EndsAtOnce::~EndsAtOnce() { answerInterruptions(noteSignal); }
 
 void endInterrupted()
 {

@@ -46,6 +46,15 @@ void checkMoved(R_SSIZE moved, size_t bytes);
 void watchForInterruption();
 void throwIfInterrupted();
 bool interrupted() noexcept;
+/// While it lives, an interruption ends the process there and then: for waits on others, which nothing else would end,
+/// at a time when nothing would stay behind.
+class EndsAtOnce {
+public:
+    EndsAtOnce();
+    ~EndsAtOnce();
+    EndsAtOnce(const EndsAtOnce&) = delete;
+    EndsAtOnce& operator=(const EndsAtOnce&) = delete;
+};
 /// Ends the process the way the signal would have.
 [[noreturn]] void endInterrupted();
 

@@ -73,7 +73,6 @@ void OutputFile::copyTo(KernelFile target)
     seek(0);
     std::vector<uint8_t> buffer(size_t{1} << 18);
     while (const size_t got = read(buffer.data(), buffer.size())) {
-        throwIfInterrupted();
         target.write(buffer.data(), got);
     }
     target.close();
@@ -81,8 +80,10 @@ void OutputFile::copyTo(KernelFile target)
 
 void OutputFile::commit()
 {
-    if (way_ == Way::standardOutput) return copyTo(KernelFile::standardOutput());
-    if (way_ == Way::device) return copyTo(KernelFile::openDevice(target_));
+    if (way_ != Way::exchange) {
+        const EndsAtOnce waiting; // for who reads from a pipe
+        return copyTo(way_ == Way::device ? KernelFile::openDevice(target_) : KernelFile::standardOutput());
+    }
     file_.close();
     std::error_code failure;
     const fs::file_status old = fs::status(target_, failure);

@@ -61,7 +61,6 @@ std::vector<uint8_t> slurp(KernelFile& file)
     constexpr size_t kStep = size_t{1} << 20;
     std::vector<uint8_t> bytes;
     for (size_t got = kStep; got == kStep;) {
-        throwIfInterrupted();
         const size_t start = bytes.size();
         bytes.resize(start + kStep);
         got = file.read(bytes.data() + start, kStep);
@@ -89,6 +88,7 @@ void ByteSource::readAll(void* data, size_t bytes)
 
 std::unique_ptr<ByteSource> openSource(const std::filesystem::path& path)
 {
+    const EndsAtOnce waiting; // for who writes into a pipe
     KernelFile file = path == kStandardStream ? KernelFile::standardInput() : openNamed(path);
     uint64_t size = 0;
     if (file.measure(size)) return std::make_unique<FileSource>(std::move(file), size);
