@@ -133,6 +133,12 @@ public:
     HoldOpenFiles& operator=(const HoldOpenFiles&) = delete;
 };
 
+// A child finds the records whole: only the thread that forked goes on in it.
+__attribute__((constructor)) void beginOpenFiles()
+{
+    (void)pthread_atfork([] { openFiles.lock(); }, [] { openFiles.unlock(); }, [] { openFiles.unlock(); });
+}
+
 __attribute__((destructor)) void endOpenFiles()
 {
     const HoldOpenFiles hold;

@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
@@ -147,15 +148,24 @@ TEST(PosixFiles, DeletedWithTheProcessThatOpenedIt)
 {
     const Folder folder;
     const R_INT64 ours = R_OsOpen((folder / "ours").c_str(), 2 | FILE_MODE_CREATE | FILE_MODE_TEMPORARY, 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        (void)R_OsOpen((folder / "its").c_str(), 2 | FILE_MODE_CREATE | FILE_MODE_TEMPORARY, 0);
-        R_OsClose(ours);
-        std::exit(0);
+    std::atomic<bool> ended = false;
+    std::thread other([&] { // whose calls a child may come between
+        while (!ended) R_OsClose(R_OsOpen((folder / "others").c_str(), 2 | FILE_MODE_CREATE | FILE_MODE_TEMPORARY, 0));
+    });
+    for (int i = 0; i < 20; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(20);
+            (void)R_OsOpen((folder / "its").c_str(), 2 | FILE_MODE_CREATE | FILE_MODE_TEMPORARY, 0);
+            R_OsClose(ours);
+            std::exit(0);
+        }
+        waitpid(child, nullptr, 0);
+        EXPECT_EQ(folder.read("its"), "(none)");
+        EXPECT_EQ(folder.read("ours"), "");
     }
-    waitpid(child, nullptr, 0);
-    EXPECT_EQ(folder.read("its"), "(none)");
-    EXPECT_EQ(folder.read("ours"), "");
+    ended = true;
+    other.join();
     EXPECT_EQ(R_OsClose(ours), 0);
     EXPECT_EQ(folder.count(), 0u);
 }
