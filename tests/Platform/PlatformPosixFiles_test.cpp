@@ -148,24 +148,28 @@ TEST(PosixFiles, DeletedWithTheProcessThatOpenedIt)
 {
     const Folder folder;
     const R_INT64 ours = R_OsOpen((folder / "ours").c_str(), 2 | FILE_MODE_CREATE | FILE_MODE_TEMPORARY, 0);
+    const auto child = [&](auto end) {
+        const pid_t id = fork();
+        if (id == 0) {
+            alarm(20);
+            (void)R_OsOpen((folder / "its").c_str(), 2 | FILE_MODE_CREATE | FILE_MODE_TEMPORARY, 0);
+            R_OsClose(ours);
+            end();
+        }
+        int status = -1;
+        waitpid(id, &status, 0);
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(folder.read("ours"), "");
+    };
     std::atomic<bool> ended = false;
     std::thread other([&] { // whose calls a child may come between
         while (!ended) R_OsClose(R_OsOpen((folder / "others").c_str(), 2 | FILE_MODE_CREATE | FILE_MODE_TEMPORARY, 0));
     });
-    for (int i = 0; i < 20; ++i) {
-        const pid_t child = fork();
-        if (child == 0) {
-            alarm(20);
-            (void)R_OsOpen((folder / "its").c_str(), 2 | FILE_MODE_CREATE | FILE_MODE_TEMPORARY, 0);
-            R_OsClose(ours);
-            std::exit(0);
-        }
-        waitpid(child, nullptr, 0);
-        EXPECT_EQ(folder.read("its"), "(none)");
-        EXPECT_EQ(folder.read("ours"), "");
-    }
+    for (int i = 0; i < 20; ++i) child([] { _exit(0); });
     ended = true;
     other.join();
+    child([] { std::exit(0); });
+    EXPECT_EQ(folder.read("its"), "(none)");
     EXPECT_EQ(R_OsClose(ours), 0);
     EXPECT_EQ(folder.count(), 0u);
 }
