@@ -51,21 +51,18 @@ R_INT64 openBytes(const std::filesystem::path& path, int flags, R_INT mode, cons
         throw;
     }
 }
-#endif
 
 /// Whether the kernel can name it. Its names are text, and take both slashes for one; here names are bytes.
-bool hasKernelName([[maybe_unused]] const std::filesystem::path& path)
+bool hasKernelName(const std::filesystem::path& path)
 {
-#if !defined(_WIN32)
     if (path.native().find('\\') != std::string::npos) return false;
     try {
         return std::filesystem::path(path.u16string()) == path;
     } catch (const std::exception&) {
         return false; // no UTF-8
     }
-#endif
-    return true;
 }
+#endif
 
 [[noreturn]] void throwNotMade(R_INT status) { throw Error(text("cannot write: ", messageOf(status))); }
 
