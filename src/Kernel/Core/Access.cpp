@@ -5,6 +5,7 @@
 #include "Kernel/Base/Util.h"
 #include "Kernel/Core/AllocRecord.h"
 #include "Kernel/Core/Checks.h"
+#include "Kernel/Core/RowCursor.h"
 
 namespace rv {
 
@@ -87,6 +88,13 @@ Status access(BITMAPHANDLE* pBitmap) noexcept
     return locked;
 }
 
+/// What stores that write later have to tell.
+Status settle(const BITMAPHANDLE* pBitmap) noexcept
+{
+    constexpr R_UINT late = FLAG_TILED | FLAG_DISK_MEMORY | FLAG_SUPER_COMPRESSED;
+    return (pBitmap->Flags & late) != 0 ? storeOf(pBitmap)->settle(slotsOf(pBitmap)) : Status(SUCCESS);
+}
+
 Status release(BITMAPHANDLE* pBitmap) noexcept
 {
     if (hasCallbackSlot(pBitmap)) {
@@ -99,7 +107,7 @@ Status release(BITMAPHANDLE* pBitmap) noexcept
         }
     }
     unlockPixels(pBitmap);
-    return SUCCESS;
+    return settle(pBitmap);
 }
 
 /// Gives the record a copy of callbacks in place of its present ones; null removes them.

@@ -200,7 +200,10 @@ void freePixels(BITMAPHANDLE* pBitmap) noexcept
         freeMovablePixels(pBitmap);
     } else if (store != nullptr) {
         StoreSlots slots = slotsOf(pBitmap);
-        store->destroy(slots, shapeOf(pBitmap));
+        const StoreShape shape = shapeOf(pBitmap);
+        store->destroy(slots, shape);
+        // So that the record can be allocated again.
+        if ((flags & (FLAG_COMPRESSED | FLAG_SUPER_COMPRESSED)) != 0) setPixelBytes(pBitmap, shape.bytes);
     }
 }
 

@@ -55,7 +55,8 @@ R_INT R_ChangeBitmapHeight(BITMAPHANDLE* pBitmap, R_INT nHeight) noexcept
         R_TRY(changeMovableHeight(pBitmap, bytes));
     else
         R_TRY(changeStoreHeight(pBitmap, *store, nHeight));
-    if ((flags & (FLAG_COMPRESSED | FLAG_SUPER_COMPRESSED)) == 0) setPixelBytes(pBitmap, bytes);
     pBitmap->Height = nHeight;
+    const bool compressed = (flags & FLAG_COMPRESSED) != 0;
+    setPixelBytes(pBitmap, compressed ? store->heldBytes(slotsOf(pBitmap), shapeOf(pBitmap)) : bytes);
     return SUCCESS;
 }

@@ -45,12 +45,16 @@ R_SSIZE readStored(const BITMAPHANDLE* pBitmap, void* bytes, R_INT row, R_INT co
     return static_cast<R_SSIZE>(count);
 }
 
-R_SSIZE writeStored(const BITMAPHANDLE* pBitmap, const void* bytes, R_INT row, R_INT column, R_SIZE count) noexcept
+R_SSIZE writeStored(BITMAPHANDLE* pBitmap, const void* bytes, R_INT row, R_INT column, R_SIZE count) noexcept
 {
     const RowStore* const store = storeOf(pBitmap);
     if (store == nullptr) return ERROR_INV_BITMAP;
     StoreSlots slots = slotsOf(pBitmap);
-    R_TRY(store->write(slots, shapeOf(pBitmap), bytes, row, columnOffset(pBitmap, column), count));
+    const StoreShape shape = shapeOf(pBitmap);
+    const Status written = store->write(slots, shape, bytes, row, columnOffset(pBitmap, column), count);
+    // A compressed bitmap's size is what its rows take now, also where the write has failed half-way.
+    if ((pBitmap->Flags & FLAG_COMPRESSED) != 0) setPixelBytes(pBitmap, store->heldBytes(slots, shape));
+    R_TRY(written);
     return static_cast<R_SSIZE>(count);
 }
 

@@ -24,6 +24,8 @@ StoreShape shapeOf(const BITMAPHANDLE* pBitmap) noexcept
     shape.bits = pBitmap->BitsPerPixel;
     shape.rowBytes = pBitmap->BytesPerLine;
     shape.bytes = pixelBytes(pBitmap);
+    if ((pBitmap->Flags & (FLAG_COMPRESSED | FLAG_SUPER_COMPRESSED)) != 0) // the field tells of something else
+        shape.bytes = static_cast<R_UINT64>(shape.rowBytes) * static_cast<R_UINT64>(shape.height);
     // A short record's size may be cut; what the rows take was not.
     if (!hasSize64(pBitmap) && shape.bytes == kShortRecordMaxSize)
         shape.bytes = static_cast<R_UINT64>(shape.rowBytes) * static_cast<R_UINT64>(shape.height) + pBitmap->DataOffset;
@@ -58,12 +60,12 @@ RowCursor::RowCursor(BITMAPHANDLE* pBitmap, RowMode mode) noexcept
     : bitmap_(pBitmap), mode_(mode), rowBytes_(pBitmap->BytesPerLine)
 {
     if (!hasRowCallback(pBitmap, mode)) {
-        const RowStore* const store = storeOf(pBitmap);
-        if (store == nullptr) {
+        store_ = storeOf(pBitmap);
+        if (store_ == nullptr) {
             status_ = ERROR_INV_BITMAP;
             return;
         }
-        base_ = store->borrow(slotsOf(pBitmap), shapeOf(pBitmap), 0);
+        base_ = store_->block(slotsOf(pBitmap));
         if (base_ != nullptr) return;
     }
     status_ = takeStaging();
@@ -95,6 +97,10 @@ Status RowCursor::open(R_INT row) noexcept
         data_ = this->row(row);
         return SUCCESS;
     }
+    if (store_ != nullptr) {
+        data_ = store_->borrow(slotsOf(bitmap_), shapeOf(bitmap_), row, mode_ != RowMode::read);
+        if (data_ != nullptr) return SUCCESS;
+    }
     data_ = scratch_;
     if (mode_ == RowMode::write) return SUCCESS;
     return rowMoved(readRow(bitmap_, data_, row, 0, bitmap_->BytesPerLine), bitmap_->BytesPerLine);
@@ -102,7 +108,7 @@ Status RowCursor::open(R_INT row) noexcept
 
 Status RowCursor::commit() noexcept
 {
-    if (direct()) return SUCCESS;
+    if (data_ != scratch_) return SUCCESS;
     return rowMoved(writeRow(bitmap_, data_, open_, 0, bitmap_->BytesPerLine), bitmap_->BytesPerLine);
 }
 

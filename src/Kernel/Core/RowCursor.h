@@ -16,7 +16,8 @@ enum class RowMode {
 
 /// Hands out the rows of an accessed bitmap. A row that lies in memory is handed out in place; another is copied
 /// through a staging buffer, which is taken at construction, so that no row fails for memory. Row callbacks are
-/// called for every row when the record has them. Rows are not checked against the bitmap's height.
+/// called for every row when the record has them. Rows are not checked against the bitmap's height. Two cursors over one
+/// bitmap may have a row open each.
 class RowCursor {
 public:
     RowCursor(BITMAPHANDLE* pBitmap, RowMode mode) noexcept;
@@ -45,6 +46,7 @@ private:
     BITMAPHANDLE* bitmap_;
     RowMode mode_;
     R_INT64 rowBytes_;
+    const RowStore* store_ = nullptr; // where no callback stands before it
     uint8_t* base_ = nullptr;
     uint8_t* data_ = nullptr;
     R_INT open_ = 0;

@@ -21,9 +21,9 @@ Status exchangeRows(RowCursor& upper, R_INT top, RowCursor& lower, R_INT bottom,
     // The lower rows come last first, against the way in which the hardware fetches ahead.
     const uint8_t* const next = lower.direct() ? lower.data() - rowBytes : lower.data();
     swap(upper.data(), lower.data(), rowBytes, next);
-    R_TRY(lower.commit());
-    const Status status = upper.commit();
-    if (!status.ok()) {
+    Status status = lower.commit();
+    if (status.ok()) status = upper.commit();
+    if (!status.ok()) { // rows that are handed out in place have changed already
         swap(upper.data(), lower.data(), rowBytes, next);
         (void)lower.commit();
     }

@@ -84,7 +84,7 @@ public:
                 R_SIZE count) const noexcept override
     {
         if (slots.pointer == nullptr) return ERROR_INV_BITMAP;
-        std::memcpy(bytes, borrow(slots, shape, row) + first, count);
+        std::memcpy(bytes, place(slots, shape, row, first), count);
         return SUCCESS;
     }
 
@@ -92,14 +92,16 @@ public:
                  R_SIZE count) const noexcept override
     {
         if (slots.pointer == nullptr) return ERROR_INV_BITMAP;
-        std::memcpy(borrow(slots, shape, row) + first, bytes, count);
+        std::memcpy(place(slots, shape, row, first), bytes, count);
         return SUCCESS;
     }
 
-    uint8_t* borrow(const StoreSlots& slots, const StoreShape& shape, R_INT64 row) const noexcept override
+    uint8_t* block(const StoreSlots& slots) const noexcept override { return static_cast<uint8_t*>(slots.pointer); }
+
+private:
+    static uint8_t* place(const StoreSlots& slots, const StoreShape& shape, R_INT64 row, R_INT64 first) noexcept
     {
-        if (slots.pointer == nullptr) return nullptr;
-        return static_cast<uint8_t*>(slots.pointer) + row * static_cast<R_INT64>(shape.rowBytes);
+        return static_cast<uint8_t*>(slots.pointer) + row * static_cast<R_INT64>(shape.rowBytes) + first;
     }
 };
 

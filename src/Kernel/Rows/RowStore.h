@@ -1,5 +1,6 @@
 /// Where pixels live. A store knows sizes and rows, not records; its state is in two address slots and an offset,
-/// which the record carries for it.
+/// which the record carries for it. Slots and shapes come from records that anybody may have written: a store that
+/// keeps more than rows in its slots tells its own by a tag, and rows that it does not have by its own count.
 #pragma once
 
 #include "Kernel/Base/Status.h"
@@ -52,9 +53,20 @@ public:
                         R_SIZE count) const noexcept = 0;
     virtual Status write(StoreSlots& slots, const StoreShape& shape, const void* bytes, R_INT64 row, R_INT64 first,
                          R_SIZE count) const noexcept = 0;
-    /// The whole row where the store has it in memory, to be read and written in place until the next call to the
-    /// store; else null.
-    virtual uint8_t* borrow(const StoreSlots& slots, const StoreShape& shape, R_INT64 row) const noexcept = 0;
+    /// Row 0 of rows that all lie in memory, rowBytes apart, for as long as the bitmap is accessed; else null.
+    virtual uint8_t* block(const StoreSlots&) const noexcept { return nullptr; }
+    /// A whole row to be read, and where `writes` says so written, in place. It holds for the next three calls to the
+    /// store, so that two cursors can be used side by side. Null: the row is to be copied by the calls above, which
+    /// also tell why, when that is a failure.
+    virtual uint8_t* borrow(const StoreSlots&, const StoreShape&, R_INT64 /*row*/, bool /*writes*/) const noexcept
+    {
+        return nullptr;
+    }
+    /// What the record is to say after a write: the bytes of all rows, or those that are in use for them.
+    virtual R_UINT64 heldBytes(const StoreSlots&, const StoreShape& shape) const noexcept { return shape.bytes; }
+    /// Whether rows that were taken and not yet put in their place have got there; a failure is told once, by the next
+    /// row call or by this one, which the last release of an access asks.
+    virtual Status settle(const StoreSlots&) const noexcept { return SUCCESS; }
 
 protected:
     constexpr RowStore() noexcept = default;

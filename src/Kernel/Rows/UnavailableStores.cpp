@@ -22,7 +22,6 @@ public:
     {
         return ERROR_INV_BITMAP;
     }
-    uint8_t* borrow(const StoreSlots&, const StoreShape&, R_INT64) const noexcept override { return nullptr; }
 };
 
 constinit const UnavailableStore gUnavailableStore;
