@@ -153,6 +153,8 @@ public:
     /// A new nameless file for reading and writing, as big as asked, in a folder; gone when it is closed, and with the
     /// process however that ends. Its room on disk is reserved, so that no later write finds the disk full.
     virtual int64_t openScratchFile(const R_WCHAR* folder, uint64_t reservedBytes) noexcept;
+    /// Cuts such a file, or extends it by zeros with their room reserved; it is as it was where it cannot be had.
+    virtual bool resizeScratchFile(int64_t file, uint64_t bytes) noexcept;
     virtual bool closeFile(int64_t file) noexcept;
     /// The bytes moved, fewer only at the end of the file (or of what a pipe has now); kNoFile when it fails.
     virtual int64_t readFile(int64_t file, void* buffer, uint32_t bytes) noexcept;

@@ -189,17 +189,26 @@ int64_t Platform::seekFile(int64_t file, int64_t distance, int32_t origin) noexc
     return kNoFile;
 }
 
+namespace {
+
+bool setSize(int descriptor, off_t bytes) noexcept
+{
+    const SizeLimitGuard guard;
+    int set;
+    do {
+        set = ftruncate(descriptor, bytes);
+    } while (set < 0 && errno == EINTR);
+    return set == 0;
+}
+
+} // namespace
+
 bool Platform::endFileHere(int64_t file) noexcept
 {
     const int descriptor = descriptorOf(file);
     const off_t position = lseek(descriptor, 0, SEEK_CUR);
     if (position >= 0) {
-        const SizeLimitGuard guard;
-        int cut;
-        do {
-            cut = ftruncate(descriptor, position);
-        } while (cut < 0 && errno == EINTR);
-        if (cut == 0) return true;
+        if (setSize(descriptor, position)) return true;
         // The system's word for a descriptor that is open for reading only.
         if (errno == EINVAL && (fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_RDONLY) errno = EACCES;
     }
@@ -257,11 +266,11 @@ int openNameless(const char* folder) noexcept
 }
 
 /// Zeros in every byte: what takes room on disk where it cannot be asked for.
-bool writeZeros(int descriptor, uint64_t bytes) noexcept
+bool writeZeros(int descriptor, uint64_t from, uint64_t to) noexcept
 {
     static constexpr char kZeros[65536] = {};
-    for (uint64_t at = 0; at < bytes;) {
-        const size_t piece = bytes - at < sizeof kZeros ? static_cast<size_t>(bytes - at) : sizeof kZeros;
+    for (uint64_t at = from; at < to;) {
+        const size_t piece = to - at < sizeof kZeros ? static_cast<size_t>(to - at) : sizeof kZeros;
         const ssize_t written = pwrite(descriptor, kZeros, piece, static_cast<off_t>(at));
         if (written < 0 && errno == EINTR) continue;
         if (written <= 0) return false;
@@ -270,10 +279,11 @@ bool writeZeros(int descriptor, uint64_t bytes) noexcept
     return true;
 }
 
-bool reserve(int descriptor, uint64_t bytes) noexcept
+/// Extends a file from its end on.
+bool reserve(int descriptor, uint64_t from, uint64_t to) noexcept
 {
-    if (bytes == 0) return true;
-    if (bytes > INT64_MAX) {
+    if (from == to) return true;
+    if (to > INT64_MAX) {
         errno = EFBIG;
         return false;
     }
@@ -281,12 +291,12 @@ bool reserve(int descriptor, uint64_t bytes) noexcept
 #if defined(__linux__)
     int reserved;
     do {
-        reserved = fallocate(descriptor, 0, 0, static_cast<off_t>(bytes));
+        reserved = fallocate(descriptor, 0, static_cast<off_t>(from), static_cast<off_t>(to - from));
     } while (reserved < 0 && errno == EINTR);
     if (reserved == 0) return true;
     if (errno != EOPNOTSUPP && errno != ENOSYS) return false;
 #endif
-    return writeZeros(descriptor, bytes);
+    return writeZeros(descriptor, from, to);
 }
 
 } // namespace
@@ -301,11 +311,27 @@ int64_t Platform::openScratchFile(const R_WCHAR* folder, uint64_t reservedBytes)
         setPosixError(errno == ENOENT ? ENOTDIR : errno);
         return kNoFile;
     }
-    if (reserve(descriptor, reservedBytes)) return descriptor;
+    if (reserve(descriptor, 0, reservedBytes)) return descriptor;
     const int error = errno;
     close(descriptor);
     setPosixError(error);
     return kNoFile;
+}
+
+bool Platform::resizeScratchFile(int64_t file, uint64_t bytes) noexcept
+{
+    const int descriptor = descriptorOf(file);
+    struct stat facts;
+    if (fstat(descriptor, &facts) == 0) {
+        const auto present = static_cast<uint64_t>(facts.st_size);
+        if (bytes < present ? setSize(descriptor, static_cast<off_t>(bytes)) : reserve(descriptor, present, bytes))
+            return true;
+        const int error = errno;
+        (void)setSize(descriptor, facts.st_size); // some of the room may have been had
+        errno = error;
+    }
+    failed(descriptor, errno);
+    return false;
 }
 
 // --- Narrow text

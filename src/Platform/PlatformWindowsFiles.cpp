@@ -163,14 +163,22 @@ int64_t Platform::openScratchFile(const R_WCHAR* folder, uint64_t reservedBytes)
     SetLastError(error);
     if (file == kNoFile || reservedBytes == 0) return file;
 
-    // Setting the end takes the room on disk.
-    if (reservedBytes <= INT64_MAX && Platform::seekFile(file, static_cast<int64_t>(reservedBytes), 0) != kNoFile &&
-        Platform::endFileHere(file) && Platform::seekFile(file, 0, 0) == 0)
-        return file;
-    const DWORD failure = reservedBytes <= INT64_MAX ? GetLastError() : native::kDiskFull;
+    if (Platform::resizeScratchFile(file, reservedBytes)) return file;
+    const DWORD failure = GetLastError();
     CloseHandle(handleOf(file));
     SetLastError(failure);
     return kNoFile;
+}
+
+bool Platform::resizeScratchFile(int64_t file, uint64_t bytes) noexcept
+{
+    if (bytes > INT64_MAX) {
+        SetLastError(native::kDiskFull);
+        return false;
+    }
+    // Setting the end takes the room on disk.
+    return Platform::seekFile(file, static_cast<int64_t>(bytes), 0) != kNoFile && Platform::endFileHere(file) &&
+           Platform::seekFile(file, 0, 0) == 0;
 }
 
 bool Platform::closeFile(int64_t file) noexcept { return !isNone(file) && CloseHandle(handleOf(file)) != 0; }

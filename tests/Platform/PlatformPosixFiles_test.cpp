@@ -262,6 +262,12 @@ TEST(PosixFiles, AFullDiskIsToldAndLosesNothing)
         CHECK_OR_FAIL(failsFull(platform().openScratchFile(disk.c_str(), 2 << 20) >= 0));
         const R_INT64 scratch = platform().openScratchFile(disk.c_str(), 900 << 10);
         CHECK_OR_FAIL(scratch != kNoFile && folder.count() == 0);
+        CHECK_OR_FAIL(failsFull(platform().resizeScratchFile(scratch, 2 << 20)));
+        CHECK_OR_FAIL(platform().seekFile(scratch, 0, 2) == 900 << 10 && platform().seekFile(scratch, 0, 0) == 0);
+        CHECK_OR_FAIL(platform().resizeScratchFile(scratch, 300 << 10));
+        const R_INT64 second = platform().openScratchFile(disk.c_str(), 600 << 10); // in what the first has given back
+        CHECK_OR_FAIL(second != kNoFile && failsFull(platform().resizeScratchFile(scratch, 900 << 10)));
+        CHECK_OR_FAIL(platform().closeFile(second) && platform().resizeScratchFile(scratch, 900 << 10));
         CHECK_OR_FAIL(R_MoveFileEx((elsewhere / "small").c_str(), (folder / "small").c_str(), 2) == 0);
         CHECK_OR_FAIL(platform().nativeError() == n::kDiskFull && elsewhere.read("small") == small);
         CHECK_OR_FAIL(copyFileThrough((elsewhere / "large").c_str(), (folder / "copy").c_str(),

@@ -150,6 +150,10 @@ public:
         if (failsWith(kFailScratch, native::kDiskFull)) return kNoFile;
         return opened(Platform::openScratchFile(folder, reservedBytes));
     }
+    bool resizeScratchFile(int64_t file, uint64_t bytes) noexcept override
+    {
+        return !failsWith(kFailScratch, native::kDiskFull) && Platform::resizeScratchFile(file, bytes);
+    }
     bool closeFile(int64_t file) noexcept override
     {
         {

@@ -22,7 +22,7 @@ enum FailKind : unsigned {
     kFailThreads = 64,      ///< startThread, queueWork
     kFailWaits = 128,       ///< waitEvent
     kFailOpen = 0x100,      ///< openFile: too many open files
-    kFailScratch = 0x200,   ///< openScratchFile: the disk is full
+    kFailScratch = 0x200,   ///< openScratchFile, resizeScratchFile: the disk is full
     kFailRead = 0x400,      ///< readFile, readFileAt: a device that does not work
     kFailWrite = 0x800,     ///< writeFile: the disk is full
     kFailPlaced = 0x1000,   ///< writeFileAt: the disk is full
