@@ -109,6 +109,7 @@ int main(int argc, char** argv)
     benchmark::AddCustomContext("peers", RV_BENCH_PEERS);
     benchmark::AddCustomContext("missing", RV_BENCH_MISSING);
     rv::bench::registerMemory();
+    rv::bench::registerStores();
     rv::bench::registerThreads();
     rv::bench::registerTurns();
     rv::bench::registerBuffered();
