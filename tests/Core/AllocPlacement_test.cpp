@@ -10,6 +10,7 @@ namespace {
 
 constexpr R_UINT64 kMiB = 1024 * 1024;
 constexpr R_INT kConventional = 100;
+constexpr R_INT kDisk = 12800;
 constexpr R_UINT kNoSpill = MEM_NO_TILED | MEM_NO_DISK;
 
 /// Puts the thread's and the process's settings back.
@@ -78,6 +79,7 @@ TEST_F(Placement, SmallBitmapsAreConventional)
     EXPECT_EQ(placed(20 * kMiB, MEM_CONVENTIONAL), kConventional);
     EXPECT_EQ(placed(kMiB, MEM_TILED), kConventional) << "no larger than one tile";
     EXPECT_EQ(placed(kMiB, kNoSpill), kConventional);
+    EXPECT_EQ(placed(1024, MEM_DISK), kDisk) << "but for those that are sent away";
 }
 
 TEST_F(Placement, WhatMemoryCannotHoldNeverStaysConventional)
@@ -100,6 +102,7 @@ TEST_F(Placement, WhatMemoryCannotHoldNeverStaysConventional)
         EXPECT_TRUE(c.holds == 0 || placed(c.holds, kNoSpill) == kConventional) << c.reserve;
         EXPECT_EQ(placed(c.tooMuch, kNoSpill), ERROR_FAILURE) << c.reserve;
         EXPECT_NE(placed(c.tooMuch, MEM_CONVENTIONAL), kConventional) << c.reserve;
+        EXPECT_EQ(placed(c.tooMuch, MEM_NO_TILED), kDisk) << c.reserve;
     }
 }
 
@@ -110,6 +113,9 @@ TEST_F(Placement, TheProcessLimitHasACodeOfItsOwn)
     R_ManageMemory(MANAGE_SET_LIMIT, total + 2 * kMiB, nullptr);
     EXPECT_EQ(placed(2 * kMiB, kNoSpill), kConventional);
     EXPECT_EQ(placed(2 * kMiB + 1024, kNoSpill), ERROR_MEMORY_LIMIT);
+    EXPECT_EQ(placed(2 * kMiB + 1024, MEM_NO_TILED), kDisk);
+    const NoMemory full(kFailScratch);
+    EXPECT_EQ(placed(2 * kMiB + 1024, MEM_NO_TILED), ERROR_FAILURE) << "the last to refuse is heard";
 }
 
 TEST_F(Placement, TemporaryFilesInMemoryOnlyNeverSpill)
@@ -134,7 +140,7 @@ TEST_F(Placement, OneThresholdSendsLargeBitmapsOutOfConventionalMemory)
     GLOBALMEMORYTHRESHOLDS thresholds{GLOBALMEMORYTHRESHOLDS_SIZE, kMiB};
     ASSERT_EQ(R_SetGlobalMemoryThresholds(&thresholds), SUCCESS);
     EXPECT_EQ(placed(kMiB, MEM_CONVENTIONAL), kConventional);
-    EXPECT_NE(placed(kMiB + 1024, MEM_CONVENTIONAL), kConventional);
+    EXPECT_EQ(placed(kMiB + 1024, MEM_CONVENTIONAL), kDisk);
     EXPECT_EQ(placed(kMiB + 1024, MEM_CONVENTIONAL | MEM_NO_DISK), kConventional);
 }
 

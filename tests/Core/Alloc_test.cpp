@@ -299,7 +299,7 @@ TEST(ExtraData, LivesWithTheBitmap)
 
 TEST(ChangeHeight, KeepsTheRowsThatRemain)
 {
-    for (const Home home : {Home::conventional, Home::movable}) {
+    for (const Home home : {Home::conventional, Home::movable, Home::disk}) {
         for (const R_UINT size : {kFull, kShort}) {
             const TestBitmap p({.home = home, .structSize = size});
             SCOPED_TRACE(p.scene().text());
@@ -323,7 +323,7 @@ TEST(ChangeHeight, KeepsTheRowsThatRemain)
 
 TEST(ChangeHeight, RefusesLockedPixelsAndWhatThereIsNoMemoryFor)
 {
-    const TestBitmap movable({.home = Home::movable}), plain({});
+    const TestBitmap movable({.home = Home::movable}), plain({}), disk({.home = Home::disk});
     R_AccessBitmap(movable);
     EXPECT_EQ(R_ChangeBitmapHeight(movable, 3), ERROR_INV_PARAMETER);
     R_ReleaseBitmap(movable);
@@ -334,6 +334,14 @@ TEST(ChangeHeight, RefusesLockedPixelsAndWhatThereIsNoMemoryFor)
     EXPECT_EQ(R_ChangeBitmapHeight(plain, 2000), ERROR_FAILURE);
     R_ManageMemory(MANAGE_SET_LIMIT, 0, nullptr);
     EXPECT_EQ(plain->Height, 11);
+
+    const std::vector<uint8_t> record = disk.record(), pixels = disk.pixels();
+    {
+        const NoMemory full(kFailScratch);
+        EXPECT_EQ((Answered{R_ChangeBitmapHeight(disk, 2000), R_ChangeBitmapHeight(disk, 3)}),
+                  Answered(2, ERROR_FAILURE));
+    }
+    EXPECT_TRUE(disk.record() == record && disk.pixels() == pixels);
 }
 
 } // namespace

@@ -16,13 +16,13 @@ const std::vector<R_INT>& allDepths()
 
 const std::vector<Home>& allHomes()
 {
-    static const std::vector<Home> homes{Home::conventional, Home::user, Home::callbacks, Home::movable};
+    static const std::vector<Home> homes{Home::conventional, Home::user, Home::callbacks, Home::movable, Home::disk};
     return homes;
 }
 
 std::string Scene::text() const
 {
-    constexpr const char* names[] = {"conventional", "user", "callbacks", "movable"};
+    constexpr const char* names[] = {"conventional", "user", "callbacks", "movable", "disk"};
     return std::to_string(bits) + " bits, " + names[static_cast<int>(home)] + ", record of " +
            std::to_string(structSize) + ", " + std::to_string(width) + " x " + std::to_string(height) + ", seed " +
            std::to_string(seed);
@@ -113,6 +113,7 @@ void TestBitmap::place()
         record_->Addr.Handle = platform().allocateMovable(bytes);
         record_->Flags |= FLAG_ALLOCATED | FLAG_CONVENTIONAL_MEMORY | FLAG_GLOBAL;
         break;
+    case Home::disk: require(R_AllocateBitmap(get(), MEM_DISK), SUCCESS, "R_AllocateBitmap"); break;
     }
 }
 

@@ -16,6 +16,7 @@ enum class Home {
     user,      ///< the test's own block
     callbacks, ///< row by row in the test's own store: the record has no pixels at all
     movable,   ///< a movable block, addressable only inside an access
+    disk,
 };
 
 const std::vector<R_INT>& allDepths();
@@ -33,6 +34,8 @@ struct Scene {
     std::string text() const;
     /// Whether such a bitmap can exist: a short record has no room for callbacks.
     bool possible() const { return home != Home::callbacks || structSize == BITMAPHANDLE_SIZE; }
+    /// Whether rows get to their place some time after they were written.
+    bool writesBehind() const { return home == Home::disk; }
 };
 
 /// A bitmap made by Scene, its padding bits zero, on a guard page; freed with everything it needs.
