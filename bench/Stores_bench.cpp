@@ -131,7 +131,7 @@ void registerStores()
 {
     for (const Placement& placement : kPlacements)
         for (const bool writing : {false, true})
-            for (const size_t rowBytes : {1024, 12288}) registerRows(placement, writing, rowBytes);
+            for (const size_t rowBytes : {size_t{1024}, size_t{12288}}) registerRows(placement, writing, rowBytes);
 }
 
 } // namespace rv::bench
