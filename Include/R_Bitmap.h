@@ -220,7 +220,8 @@ R_API R_INT R_CreateBitmapWithCallbacks(BITMAPHANDLE* pBitmap, R_UINT uStructSiz
 /// Places the pixels of an initialised record; they start as zeros. uMemory is a set of MEM_ flags: what does not
 /// fit in conventional memory goes to tiles or to a temporary file unless the flags forbid it.
 /// Errors: ERROR_INV_PARAMETER null or a set of flags that makes no sense; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE no
-/// pixels, or rows that the size does not cover; ERROR_FAILURE no memory; ERROR_MEMORY_LIMIT; what a callback answers.
+/// pixels, or rows that the size does not cover; ERROR_FAILURE no memory or room on disk;
+/// ERROR_MEMORY_LIMIT; what a callback answers.
 /// A record's earlier pixels are not freed: they may be another record's by now.
 R_API R_INT R_AllocateBitmap(BITMAPHANDLE* pBitmap, R_UINT uMemory) R_NOEXCEPT;
 /// Frees the pixels and all else the record owns. The geometry stays, so that the record can be allocated again.
@@ -254,7 +255,7 @@ R_API R_INT R_SetBitmapDataPointer(BITMAPHANDLE* pBitmap, void* pData, R_UINT64 
 
 /// Changes the number of rows of an allocated bitmap. Rows that remain keep their pixels; new ones are zero.
 /// Errors: ERROR_INV_BITMAP; ERROR_INV_STRUCT_SIZE; ERROR_INV_PARAMETER locked or borrowed pixels; ERROR_INV_SIZE
-/// negative; ERROR_INV_BITS_PER_PIXEL; ERROR_FAILURE no memory, and the bitmap is as it was.
+/// negative; ERROR_INV_BITS_PER_PIXEL; ERROR_FAILURE no memory or room on disk, and the bitmap is as it was.
 R_API R_INT R_ChangeBitmapHeight(BITMAPHANDLE* pBitmap, R_INT nHeight) R_NOEXCEPT;
 
 /// Compares two records, then their pixels and tables. *pbEqual says whether they are equal; pszText (uTextChars
@@ -322,7 +323,8 @@ R_API R_INT R_GetBitmapDataCallbacks(BITMAPHANDLE* pBitmap, BITMAPHANDLEDATACALL
 
 /// Makes the pixels addressable; nests. pBitmap is not checked.
 R_API R_INT R_AccessBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
-/// Ends one access. Errors: ERROR_NULL_PTR; ERROR_INV_STRUCT_SIZE; what the release callback answers.
+/// Ends one access. Errors: ERROR_NULL_PTR; ERROR_INV_STRUCT_SIZE; what the release callback answers; on disk, that
+/// rows which were written could not be put in their place: ERROR_FILE_WRITE, ERROR_NO_DISK_SPACE.
 R_API R_INT R_ReleaseBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 
 /// Frees an array that the kernel returned. Null is ignored.

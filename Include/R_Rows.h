@@ -11,6 +11,9 @@
 /// They trust their caller: row, column and count are not checked against the bitmap.
 /// Return the number of bytes moved, or a negative status: ERROR_INV_PARAMETER null; ERROR_INV_STRUCT_SIZE;
 /// ERROR_INV_BITMAP no pixels; a store's own. A row callback's answer other than 0 is returned unchanged.
+/// On disk: ERROR_FILE_LSEEK a place that the file does not have, ERROR_FILE_READ, ERROR_FILE_WRITE,
+/// ERROR_NO_DISK_SPACE. Rows that were written may wait in memory until the last access is released; when they cannot
+/// be put in their place, the call that tried says so, and they go on waiting.
 R_API R_SSIZE R_GetBitmapRow(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow, R_SIZE uBytes) R_NOEXCEPT;
 R_API R_SSIZE R_PutBitmapRow(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow, R_SIZE uBytes) R_NOEXCEPT;
 R_API R_SSIZE R_GetBitmapRowCol(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow, R_INT nCol, R_SIZE uBytes) R_NOEXCEPT;
