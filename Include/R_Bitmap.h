@@ -55,7 +55,7 @@
 #define MEM_DISK 128u
 #define MEM_NO_DISK 256u
 #define MEM_COMPRESSED 512u
-#define MEM_SUPER_COMPRESSED 1024u
+#define MEM_SUPER_COMPRESSED 1024u ///< for 1, 8 and 24 bits, where LZ4 or zlib is installed
 
 // Accepted values of uStructSize.
 #define BITMAPHANDLE_SIZE 284u

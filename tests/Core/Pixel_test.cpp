@@ -12,7 +12,9 @@ TEST(PixelData, MovesOnePixelAndNoOther)
 {
     for (const R_INT bits : allDepths())
         for (const Home home : allHomes()) {
-            const TestBitmap bitmap({bits, home, BITMAPHANDLE_SIZE, 23, 5, static_cast<unsigned>(bits)});
+            const Scene scene{bits, home, BITMAPHANDLE_SIZE, 23, 5, static_cast<unsigned>(bits)};
+            if (!scene.possible()) continue;
+            const TestBitmap bitmap(scene);
             std::vector<uint8_t> model = bitmap.pixels();
             std::mt19937_64 random(bitmap.scene().seed);
             for (int step = 0; step < 60; ++step) {

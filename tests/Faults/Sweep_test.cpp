@@ -83,6 +83,7 @@ TEST(Sweep, AFailureOfTheSystemChangesNothingAndLeaksNothing)
     for (const Call& call : allCalls()) {
         for (const Home home : allHomes()) {
             const Scene scene{.home = home};
+            if (!scene.possible()) continue;
             const LiveBlocks live;
             for (const unsigned kinds : {unsigned{kFailAllocations}, unsigned{kFailFiles}})
                 for (int nth = 1; driveWithFault(call, scene, kinds, nth); ++nth)
@@ -120,7 +121,9 @@ TEST(Sweep, EveryDepthAndPlacementGivesTheSamePixels)
             World plain({.bits = bits});
             EXPECT_EQ(call.drive(plain), SUCCESS) << textOf(call, plain.a.scene());
             for (const Home home : allHomes()) {
-                World world({.bits = bits, .home = home});
+                const Scene scene{.bits = bits, .home = home};
+                if (!scene.possible()) continue;
+                World world(scene);
                 EXPECT_EQ(call.drive(world), SUCCESS) << textOf(call, world.a.scene());
                 expectAlike(call, world, plain);
             }

@@ -71,6 +71,7 @@ TEST(Flip, EveryPictureTurns)
                     scene.bits = bits;
                     scene.home = home;
                     scene.height = height;
+                    if (!scene.possible()) continue;
                     const TestBitmap p(scene);
                     p->ViewPerspective = perspective;
                     const std::string text = scene.text() + ", perspective " + std::to_string(perspective);

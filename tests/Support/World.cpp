@@ -1,5 +1,6 @@
 #include "Support/World.h"
 
+#include "Kernel/Rows/RowStore.h"
 #include "Platform/Platform.h"
 
 #include <cstring>
@@ -16,16 +17,26 @@ const std::vector<R_INT>& allDepths()
 
 const std::vector<Home>& allHomes()
 {
-    static const std::vector<Home> homes{Home::conventional, Home::user, Home::callbacks, Home::movable, Home::disk};
+    static const std::vector<Home> homes{Home::conventional, Home::user, Home::callbacks,
+                                         Home::movable,      Home::disk, Home::superCompressed};
     return homes;
 }
 
 std::string Scene::text() const
 {
-    constexpr const char* names[] = {"conventional", "user", "callbacks", "movable", "disk"};
+    constexpr const char* names[] = {"conventional", "user", "callbacks", "movable", "disk", "super-compressed"};
     return std::to_string(bits) + " bits, " + names[static_cast<int>(home)] + ", record of " +
            std::to_string(structSize) + ", " + std::to_string(width) + " x " + std::to_string(height) + ", seed " +
            std::to_string(seed);
+}
+
+bool Scene::possible() const
+{
+    switch (home) {
+    case Home::callbacks: return structSize == BITMAPHANDLE_SIZE;
+    case Home::superCompressed: return (bits == 1 || bits == 8 || bits == 24) && superCompressedStore().usable({});
+    default: return true;
+    }
 }
 
 namespace {
@@ -109,6 +120,9 @@ void TestBitmap::place()
         require(R_AllocateBitmap(get(), MEM_CONVENTIONAL), SUCCESS, "R_AllocateBitmap");
         break;
     }
+    case Home::superCompressed:
+        require(R_AllocateBitmap(get(), MEM_SUPER_COMPRESSED), SUCCESS, "R_AllocateBitmap");
+        break;
     case Home::movable:
         record_->Addr.Handle = platform().allocateMovable(bytes);
         record_->Flags |= FLAG_ALLOCATED | FLAG_CONVENTIONAL_MEMORY | FLAG_GLOBAL;

@@ -17,6 +17,7 @@ enum class Home {
     callbacks, ///< row by row in the test's own store: the record has no pixels at all
     movable,   ///< a movable block, addressable only inside an access
     disk,
+    superCompressed,
 };
 
 const std::vector<R_INT>& allDepths();
@@ -32,8 +33,9 @@ struct Scene {
     unsigned seed = 1;
 
     std::string text() const;
-    /// Whether such a bitmap can exist: a short record has no room for callbacks.
-    bool possible() const { return home != Home::callbacks || structSize == BITMAPHANDLE_SIZE; }
+    /// Whether such a bitmap can exist: a short record has no room for callbacks, not every depth can be compressed,
+    /// and not every machine can do it.
+    bool possible() const;
     /// Whether rows get to their place some time after they were written.
     bool writesBehind() const { return home == Home::disk; }
 };

@@ -30,6 +30,5 @@ constinit const UnavailableStore gUnavailableStore;
 
 const RowStore& tileStore() noexcept { return gUnavailableStore; }
 const RowStore& compressedStore() noexcept { return gUnavailableStore; }
-const RowStore& superCompressedStore() noexcept { return gUnavailableStore; }
 
 } // namespace rv
