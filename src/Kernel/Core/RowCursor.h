@@ -16,8 +16,8 @@ enum class RowMode {
 
 /// Hands out the rows of an accessed bitmap. A row that lies in memory is handed out in place; another is copied
 /// through a staging buffer, which is taken at construction, so that no row fails for memory. Row callbacks are
-/// called for every row when the record has them. Rows are not checked against the bitmap's height. Two cursors over one
-/// bitmap may have a row open each.
+/// called for every row when the record has them. Rows are not checked against the bitmap's height. Two cursors over
+/// one bitmap may have a row open each.
 class RowCursor {
 public:
     RowCursor(BITMAPHANDLE* pBitmap, RowMode mode) noexcept;
