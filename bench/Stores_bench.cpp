@@ -19,15 +19,19 @@ constexpr size_t kBytes = size_t{48} << 20;
 struct Placement {
     const char* name;
     R_UINT memory;
+    R_INT convTiles = -100; ///< as R_SetMemoryThresholds takes it
 };
-constexpr Placement kPlacements[] = {{"disk", MEM_DISK}};
+constexpr Placement kConventional = {"conventional", MEM_CONVENTIONAL};
+constexpr Placement kPlacements[] = {
+    {"disk", MEM_DISK}, {"tiles in memory", MEM_TILED}, {"tiles in the file", MEM_TILED, 0}};
 
 /// A picture of 48 MiB in rows of some size.
 class Placed {
 public:
-    Placed(R_UINT memory, size_t rowBytes)
+    Placed(const Placement& placement, size_t rowBytes)
     {
-        good_ = R_CreateBitmap(&record_, BITMAPHANDLE_SIZE, memory, static_cast<R_INT>(rowBytes),
+        R_SetMemoryThresholds(0, 0, 4 << 20, placement.convTiles, 0, THRESHOLD_TILE_SIZE | THRESHOLD_CONV_TILES);
+        good_ = R_CreateBitmap(&record_, BITMAPHANDLE_SIZE, placement.memory, static_cast<R_INT>(rowBytes),
                                static_cast<R_INT>(kBytes / rowBytes), 8, ORDER_RGB, nullptr, TOP_LEFT, nullptr,
                                0) == SUCCESS;
     }
@@ -100,10 +104,10 @@ MakeStep plainRows(bool writing, size_t piece)
 }
 #endif
 
-MakeStep rowsOf(R_UINT memory, bool writing, size_t rowBytes)
+MakeStep rowsOf(const Placement& placement, bool writing, size_t rowBytes)
 {
     return [=] {
-        const auto bitmap = std::make_shared<Placed>(memory, rowBytes);
+        const auto bitmap = std::make_shared<Placed>(placement, rowBytes);
         const auto bytes = std::make_shared<Warm>(kBytes);
         (void)bitmap->moveAll(true, bytes->data());
         return [=] { return bitmap->moveAll(writing, bytes->data()); };
@@ -114,8 +118,8 @@ void registerRows(const Placement& placement, bool writing, size_t rowBytes)
 {
     const std::string job =
         std::string(writing ? "write" : "read") + " rows of " + std::to_string(rowBytes) + ", " + placement.name;
-    measure(job, "kernel", rowsOf(placement.memory, writing, rowBytes));
-    measure(job, "kernel, conventional", rowsOf(MEM_CONVENTIONAL, writing, rowBytes));
+    measure(job, "kernel", rowsOf(placement, writing, rowBytes));
+    measure(job, "kernel, conventional", rowsOf(kConventional, writing, rowBytes));
 #if !defined(_WIN32)
     if (placement.memory == MEM_DISK) {
         const std::string call = writing ? "pwrite" : "pread";
