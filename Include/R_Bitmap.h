@@ -272,7 +272,9 @@ R_API R_INT R_CompareBitmapHandles(BITMAPHANDLE* pBitmap1, BITMAPHANDLE* pBitmap
 #define THRESHOLD_CONV_BUFFERS 16u
 
 /// Sets the calling thread's placement settings. nReserve and nMaxConvSize are bytes, or from -100 to -1 a percentage
-/// of the system's memory; nTileSize is bytes, 0 is 16 MB; nConvTiles and nConvBuffers are counts or percentages.
+/// of the system's memory; nTileSize is bytes, 0 is 16 MB. nConvTiles is how many tiles of a bitmap are kept in
+/// conventional memory, or a percentage of its tiles; where no file may be used all are. nConvBuffers is how many tiles
+/// that are in the file may be seen through open views, or a percentage of those; there are always 4.
 /// The first value out of range gives ERROR_INV_PARAMETER; values stored before it stay.
 R_API R_INT R_SetMemoryThresholds(R_INT nReserve, R_INT64 nMaxConvSize, R_INT64 nTileSize, R_INT nConvTiles,
                                   R_INT nConvBuffers, R_UINT uFlags) R_NOEXCEPT;
@@ -312,6 +314,19 @@ R_API R_INT R_ManageMemory(R_UINT uCommand, R_UINT64 uValue, R_UINT64* pResult) 
 /// Errors: ERROR_INV_BITMAP null or without pixels; ERROR_INV_STRUCT_SIZE; ERROR_INV_PARAMETER null puMemory.
 R_API R_INT R_GetBitmapMemoryInfo(BITMAPHANDLE* pBitmap, R_UINT* puMemory, R_UINT64* puTileSize, R_UINT* puTotalTiles,
                                   R_UINT* puConvTiles, R_UINT* puMaxTileViews, R_UINT* puTileViews) R_NOEXCEPT;
+
+// uFlags of R_SetBitmapMemoryInfo: which arguments count.
+#define MEMORYINFO_CONV_TILES 1u
+#define MEMORYINFO_MAX_TILE_VIEWS 2u
+#define MEMORYINFO_TILE_VIEWS 4u
+
+/// Changes what R_GetBitmapMemoryInfo tells of a tiled bitmap, between accesses. uConvTiles: the first tiles, so many
+/// of them or all, move to conventional memory, the others to the file. uMaxTileViews: the most views that may be open,
+/// at least 4. uTileViews: of the views that are open, no more than so many of those last used stay so.
+/// Errors: ERROR_INV_BITMAP null or without pixels; ERROR_INV_STRUCT_SIZE; ERROR_INV_PARAMETER not tiled, an unknown
+/// flag; ERROR_MEMORY_LIMIT, ERROR_FAILURE no memory, or no room on disk, and nothing has changed.
+R_API R_INT R_SetBitmapMemoryInfo(BITMAPHANDLE* pBitmap, R_UINT uConvTiles, R_UINT uMaxTileViews, R_UINT uTileViews,
+                                  R_UINT uFlags) R_NOEXCEPT;
 
 /// Attaches a copy of pCallbacks to a bitmap that has a size; null removes them.
 /// Errors: ERROR_INV_PARAMETER null bitmap; ERROR_INV_STRUCT_SIZE either record, or a 228-byte bitmap, which has no

@@ -29,6 +29,9 @@ struct LockStorage {
 /// What the start of mapped pages is at least a multiple of.
 inline constexpr size_t kPagesAlignment = 64;
 
+/// What the start of a view of a file is a multiple of.
+inline constexpr uint64_t kViewGranularity = 65536;
+
 /// What a thread or the pool runs, and what it tells it. Copied when it is handed over, so that nobody has to keep it.
 struct Work {
     R_UINT (*run)(const Work& work);
@@ -162,6 +165,10 @@ public:
     /// The same at a place of its own; the file's position may be anywhere afterwards.
     virtual int64_t readFileAt(int64_t file, void* buffer, uint32_t bytes, uint64_t offset) noexcept;
     virtual int64_t writeFileAt(int64_t file, const void* buffer, uint32_t bytes, uint64_t offset) noexcept;
+    /// A piece of a scratch file as memory, within the file, from a multiple of kViewGranularity on. It may outlive the
+    /// file's handle, but where a view is open the file cannot be cut.
+    virtual void* mapFile(int64_t file, uint64_t offset, size_t bytes) noexcept;
+    virtual void unmapFile(void* view, size_t bytes) noexcept; ///< null is ignored
     /// Copies from one file's position to another's without taking the bytes to the program, as far as the system can,
     /// which may be not at all; both positions move on. What is left, and why, a read and a write will tell.
     virtual void copyContent(int64_t from, int64_t to) noexcept;

@@ -14,6 +14,7 @@
 #include <ctime>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -121,9 +122,9 @@ template <class Write> int64_t writeBytes(int descriptor, const void* buffer, ui
         [] { return true; });
 }
 
-bool offsetFits(uint64_t offset, uint32_t bytes) noexcept
+bool offsetFits(uint64_t offset, uint64_t bytes) noexcept
 {
-    if (offset <= static_cast<uint64_t>(INT64_MAX) - bytes) return true;
+    if (bytes <= INT64_MAX && offset <= INT64_MAX - bytes) return true;
     setPosixError(EINVAL);
     return false;
 }
@@ -175,6 +176,21 @@ int64_t Platform::writeFileAt(int64_t file, const void* buffer, uint32_t bytes, 
     return writeBytes(descriptor, buffer, bytes, [=](const unsigned char* in, uint32_t piece, uint32_t at) {
         return pwrite(descriptor, in, piece, static_cast<off_t>(offset + at));
     });
+}
+
+void* Platform::mapFile(int64_t file, uint64_t offset, size_t bytes) noexcept
+{
+    if (!offsetFits(offset, bytes)) return nullptr;
+    const int descriptor = descriptorOf(file);
+    void* const view = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, static_cast<off_t>(offset));
+    if (view != MAP_FAILED) return view;
+    failed(descriptor, errno);
+    return nullptr;
+}
+
+void Platform::unmapFile(void* view, size_t bytes) noexcept
+{
+    if (view != nullptr) munmap(view, bytes);
 }
 
 int64_t Platform::seekFile(int64_t file, int64_t distance, int32_t origin) noexcept

@@ -238,6 +238,25 @@ int64_t Platform::writeFileAt(int64_t file, const void* buffer, uint32_t bytes, 
     return writeBytes(file, buffer, bytes, &place);
 }
 
+void* Platform::mapFile(int64_t file, uint64_t offset, size_t bytes) noexcept
+{
+    if (isNone(file)) return nullptr;
+    // The file's whole length: a section that is longer would make the file grow. The view holds the section.
+    const HANDLE section = CreateFileMappingW(handleOf(file), nullptr, PAGE_READWRITE, 0, 0, nullptr);
+    if (section == nullptr) return nullptr;
+    void* const view = MapViewOfFile(section, FILE_MAP_READ | FILE_MAP_WRITE, static_cast<DWORD>(offset >> 32),
+                                     static_cast<DWORD>(offset), bytes);
+    const DWORD error = GetLastError();
+    CloseHandle(section);
+    SetLastError(error);
+    return view;
+}
+
+void Platform::unmapFile(void* view, size_t) noexcept
+{
+    if (view != nullptr) UnmapViewOfFile(view);
+}
+
 int64_t Platform::seekFile(int64_t file, int64_t distance, int32_t origin) noexcept
 {
     LARGE_INTEGER move, position;

@@ -10,6 +10,7 @@ namespace {
 
 constexpr R_UINT64 kMiB = 1024 * 1024;
 constexpr R_INT kConventional = 100;
+constexpr R_INT kTiled = 400;
 constexpr R_INT kDisk = 12800;
 constexpr R_UINT kNoSpill = MEM_NO_TILED | MEM_NO_DISK;
 
@@ -78,6 +79,7 @@ TEST_F(Placement, SmallBitmapsAreConventional)
 {
     EXPECT_EQ(placed(20 * kMiB, MEM_CONVENTIONAL), kConventional);
     EXPECT_EQ(placed(kMiB, MEM_TILED), kConventional) << "no larger than one tile";
+    EXPECT_EQ(placed(20 * kMiB, MEM_TILED), kTiled);
     EXPECT_EQ(placed(kMiB, kNoSpill), kConventional);
     EXPECT_EQ(placed(1024, MEM_DISK), kDisk) << "but for those that are sent away";
 }
@@ -101,7 +103,8 @@ TEST_F(Placement, WhatMemoryCannotHoldNeverStaysConventional)
         R_SetMemoryThresholds(c.reserve, c.maximum, 0, 0, 0, c.which);
         EXPECT_TRUE(c.holds == 0 || placed(c.holds, kNoSpill) == kConventional) << c.reserve;
         EXPECT_EQ(placed(c.tooMuch, kNoSpill), ERROR_FAILURE) << c.reserve;
-        EXPECT_NE(placed(c.tooMuch, MEM_CONVENTIONAL), kConventional) << c.reserve;
+        EXPECT_EQ(placed(c.tooMuch, MEM_CONVENTIONAL), kTiled) << c.reserve;
+        EXPECT_EQ(placed(c.tooMuch, MEM_NO_DISK), ERROR_FAILURE) << "tiles would all have to be in memory";
         EXPECT_EQ(placed(c.tooMuch, MEM_NO_TILED), kDisk) << c.reserve;
     }
 }
@@ -114,6 +117,8 @@ TEST_F(Placement, TheProcessLimitHasACodeOfItsOwn)
     EXPECT_EQ(placed(2 * kMiB, kNoSpill), kConventional);
     EXPECT_EQ(placed(2 * kMiB + 1024, kNoSpill), ERROR_MEMORY_LIMIT);
     EXPECT_EQ(placed(2 * kMiB + 1024, MEM_NO_TILED), kDisk);
+    EXPECT_EQ(placed(2 * kMiB + 1024, MEM_CONVENTIONAL), kTiled);
+    EXPECT_EQ(placed(2 * kMiB + 1024, MEM_NO_DISK), ERROR_MEMORY_LIMIT);
     const NoMemory full(kFailScratch);
     EXPECT_EQ(placed(2 * kMiB + 1024, MEM_NO_TILED), ERROR_FAILURE) << "the last to refuse is heard";
 }

@@ -299,7 +299,7 @@ TEST(ExtraData, LivesWithTheBitmap)
 
 TEST(ChangeHeight, KeepsTheRowsThatRemain)
 {
-    for (const Home home : {Home::conventional, Home::movable, Home::disk}) {
+    for (const Home home : {Home::conventional, Home::movable, Home::disk, Home::tiled}) {
         for (const R_UINT size : {kFull, kShort}) {
             const TestBitmap p({.home = home, .structSize = size});
             SCOPED_TRACE(p.scene().text());

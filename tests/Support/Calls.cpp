@@ -70,10 +70,41 @@ R_INT64 changeHeight(World& w)
     const R_INT status = R_ChangeBitmapHeight(w.a, w.a->Height + 3);
     if (borrowsPixels(w)) return as(status == ERROR_INV_PARAMETER);
     if (status != SUCCESS) return status;
-    const std::vector<uint8_t> grown = w.a.pixels();
-    const std::vector<uint8_t> fresh(grown.end() - static_cast<long>(w.row.size()) * 3, grown.end());
+    std::vector<uint8_t> fresh(w.row.size(), 1);
+    bool zero = R_AccessBitmap(w.a) == SUCCESS;
+    for (R_INT row = w.a->Height - 3; row < w.a->Height; ++row) {
+        for (int tries = 0; tries < 2; ++tries) // a failure of the system strikes once, and this is not the call
+            (void)R_GetBitmapRow(w.a, fresh.data(), row, fresh.size());
+        zero = zero && fresh == std::vector<uint8_t>(fresh.size());
+    }
+    R_ReleaseBitmap(w.a);
     w.a->Height = w.a->Height - 3; // as tall as borrowed pixels, which cannot grow
-    return as(fresh == std::vector<uint8_t>(fresh.size()));
+    return as(zero);
+}
+
+/// A tile is a row there. Tiles are one placement's own, so they are no answer that all give.
+R_INT64 tileFacts(World& w)
+{
+    const R_UINT tiles = w.a.scene().home == Home::tiled ? static_cast<R_UINT>(w.a->Height) : 0;
+    R_UINT memory, total, conventional;
+    R_UINT64 bytes;
+    const R_INT status =
+        R_GetBitmapMemoryInfo(w.a, &memory, &bytes, &total, &conventional, Out<R_UINT>(), Out<R_UINT>());
+    if (status != SUCCESS) return status;
+    return as(total == tiles && conventional == (tiles != 0 ? 2 : 0) && bytes == (tiles != 0 ? w.row.size() : 0) &&
+              (memory == MEM_TILED) == (tiles != 0));
+}
+
+R_INT64 changeTiles(World& w)
+{
+    constexpr R_UINT all = MEMORYINFO_CONV_TILES | MEMORYINFO_MAX_TILE_VIEWS | MEMORYINFO_TILE_VIEWS;
+    R_INT status = R_SetBitmapMemoryInfo(w.a, 7, 5, 1, all);
+    if (w.a.scene().home != Home::tiled) return as(status == ERROR_INV_PARAMETER);
+    if (status == SUCCESS) status = R_SetBitmapMemoryInfo(w.a, 1, 5, 1, MEMORYINFO_CONV_TILES);
+    if (status != SUCCESS) return status;
+    R_UINT conventional, most;
+    R_GetBitmapMemoryInfo(w.a, Out<R_UINT>(), nullptr, nullptr, &conventional, &most, nullptr);
+    return as(conventional == 1 && most == 5);
 }
 
 /// The last bytes of w.row as the pixels behind the third of a row: nothing past them may be read.
@@ -133,8 +164,8 @@ const Call kCalls[] = {
                                     (borrowsPixels(w) ? SUCCESS : ERROR_INV_PARAMETER))),
     DOES(R_ChangeBitmapHeight, changeHeight(w)),
     CALL(R_CompareBitmapHandles, w.a, w.b, &w.answers.flag, w.answers.wide, 200, 0),
-    CALL(R_GetBitmapMemoryInfo, w.a, Out<R_UINT>(), &w.answers.tile, &w.answers.number[0], &w.answers.number[1],
-         &w.answers.number[2], &w.answers.number[3]),
+    DOES(R_GetBitmapMemoryInfo, tileFacts(w)),
+    DOES(R_SetBitmapMemoryInfo, changeTiles(w)),
     onlyFull(DOES(R_SetBitmapDataCallbacks,
                   w.a.scene().home == Home::callbacks ? SUCCESS // its pixels live in the present ones
                                                       : R_SetBitmapDataCallbacks(w.a, &w.callbacks))),

@@ -197,6 +197,12 @@ public:
     {
         return !failsWith(kFailEnd, native::kDiskFull) && Platform::endFileHere(file);
     }
+    void* mapFile(int64_t file, uint64_t offset, size_t bytes) noexcept override
+    {
+        setNativeError(native::kNotEnoughMemory); // stays where the call is not made
+        return make(kFailMapping, kViews, [&] { return Platform::mapFile(file, offset, bytes); });
+    }
+    void unmapFile(void* view, size_t bytes) noexcept override { Platform::unmapFile(end(kViews, view), bytes); }
     bool deleteFile(const R_WCHAR* name) noexcept override
     {
         return !failsWith(kFailNames, native::kAccessDenied) && Platform::deleteFile(name);

@@ -32,8 +32,9 @@ enum FailKind : unsigned {
     kFailClose = 0x10000,   ///< closeFile closes, and says that the disk is full
     kFailNames = 0x20000,   ///< deleteFile, moveFile: access denied
     kFailModules = 0x40000, ///< loadModule, loadModuleFrom for want of memory, libraryFolder
+    kFailMapping = 0x80000, ///< mapFile: no room among the addresses
     kFailFiles = kFailOpen | kFailScratch | kFailRead | kFailWrite | kFailPlaced | kFailSeek | kFailEnd | kFailClose |
-                 kFailNames,
+                 kFailNames | kFailMapping,
     kFailAllocations = kFailHeap | kFailMovable | kFailPages | kFailObjects,
 };
 
@@ -59,8 +60,8 @@ struct NoMemory : Scoped {
 };
 
 /// What can be alive. Files are those that were opened through the door; locks are those of movable blocks that have
-/// not been undone, objects are events and palettes. System locks are made on first use and given back at detach: no
-/// leak of an operation.
+/// not been undone, objects are events and palettes, views are of pages and of files. System locks are made on first
+/// use and given back at detach: no leak of an operation.
 enum LiveKind {
     kHeap,
     kMovable,

@@ -17,14 +17,15 @@ const std::vector<R_INT>& allDepths()
 
 const std::vector<Home>& allHomes()
 {
-    static const std::vector<Home> homes{Home::conventional, Home::user, Home::callbacks,
-                                         Home::movable,      Home::disk, Home::superCompressed};
+    static const std::vector<Home> homes{Home::conventional, Home::user,  Home::callbacks,      Home::movable,
+                                         Home::disk,         Home::tiled, Home::superCompressed};
     return homes;
 }
 
 std::string Scene::text() const
 {
-    constexpr const char* names[] = {"conventional", "user", "callbacks", "movable", "disk", "super-compressed"};
+    constexpr const char* names[] = {"conventional", "user",  "callbacks",       "movable",
+                                     "disk",         "tiled", "super-compressed"};
     return std::to_string(bits) + " bits, " + names[static_cast<int>(home)] + ", record of " +
            std::to_string(structSize) + ", " + std::to_string(width) + " x " + std::to_string(height) + ", seed " +
            std::to_string(seed);
@@ -128,6 +129,12 @@ void TestBitmap::place()
         record_->Flags |= FLAG_ALLOCATED | FLAG_CONVENTIONAL_MEMORY | FLAG_GLOBAL;
         break;
     case Home::disk: require(R_AllocateBitmap(get(), MEM_DISK), SUCCESS, "R_AllocateBitmap"); break;
+    case Home::tiled:
+        // A row each, two in memory: more tiles in the file than views.
+        R_SetMemoryThresholds(0, 0, 1, 2, 0, THRESHOLD_TILE_SIZE | THRESHOLD_CONV_TILES);
+        require(R_AllocateBitmap(get(), MEM_TILED), SUCCESS, "R_AllocateBitmap");
+        R_SetMemoryThresholds(0, 0, 0, -100, 0, THRESHOLD_TILE_SIZE | THRESHOLD_CONV_TILES);
+        break;
     }
 }
 

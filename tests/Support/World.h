@@ -17,6 +17,7 @@ enum class Home {
     callbacks, ///< row by row in the test's own store: the record has no pixels at all
     movable,   ///< a movable block, addressable only inside an access
     disk,
+    tiled, ///< some rows in memory, the others in the file
     superCompressed,
 };
 
@@ -36,8 +37,8 @@ struct Scene {
     /// Whether such a bitmap can exist: a short record has no room for callbacks, not every depth can be compressed,
     /// and not every machine can do it.
     bool possible() const;
-    /// Whether rows get to their place some time after they were written.
-    bool writesBehind() const { return home == Home::disk; }
+    /// Whether rows get to their place some time after they were written, or one by one.
+    bool writesBehind() const { return home == Home::disk || home == Home::tiled; }
 };
 
 /// A bitmap made by Scene, its padding bits zero, on a guard page; freed with everything it needs.

@@ -4,6 +4,7 @@
 #include "Kernel/Core/Checks.h"
 #include "Kernel/Core/MovableBlock.h"
 #include "Kernel/Core/RowCursor.h"
+#include "Kernel/Rows/TileStore.h"
 
 #include <algorithm>
 #include <cstring>
@@ -40,6 +41,22 @@ Status replaceExtraData(BITMAPHANDLE* pBitmap, R_SIZE size, const void* data) no
     pBitmap->pExtraData = block.detach();
     pBitmap->ExtraDataSize = size;
     return SUCCESS;
+}
+
+/// The MEM_ flag of the store that holds the pixels; 0 for a callback's own memory.
+R_UINT placementOf(const BITMAPHANDLE* pBitmap) noexcept
+{
+    const RowStore* const store = storeOf(pBitmap);
+    if (store == &compressedStore()) return MEM_COMPRESSED;
+    if (store == &tileStore()) return MEM_TILED;
+    if (store == &superCompressedStore()) return MEM_SUPER_COMPRESSED;
+    if (store == &linearStore()) return MEM_CONVENTIONAL;
+    return store != nullptr ? MEM_DISK : 0;
+}
+
+template <class Value> void tell(Value* pAnswer, Value value) noexcept
+{
+    if (pAnswer != nullptr) *pAnswer = value;
 }
 
 } // namespace
@@ -114,20 +131,25 @@ R_INT R_GetBitmapMemoryInfo(BITMAPHANDLE* pBitmap, R_UINT* puMemory, R_UINT64* p
     R_TRY(checkAllocated(pBitmap, ERROR_INV_BITMAP));
     R_TRY(checkStructSize(pBitmap));
     if (puMemory == nullptr) return ERROR_INV_PARAMETER;
-    if (puTileSize != nullptr) *puTileSize = 0;
-    for (R_UINT* const count : {puTotalTiles, puConvTiles, puMaxTileViews, puTileViews})
-        if (count != nullptr) *count = 0;
-    const RowStore* const store = storeOf(pBitmap);
-    const R_UINT flags = pBitmap->Flags;
-    *puMemory = 0;
-    if (store == nullptr) return SUCCESS; // a callback's own memory
-    if ((flags & FLAG_COMPRESSED) != 0)
-        *puMemory = MEM_COMPRESSED;
-    else if ((flags & FLAG_TILED) != 0)
-        *puMemory = MEM_TILED;
-    else if ((flags & FLAG_SUPER_COMPRESSED) != 0)
-        *puMemory = MEM_SUPER_COMPRESSED;
-    else
-        *puMemory = (flags & FLAG_CONVENTIONAL_MEMORY) != 0 ? MEM_CONVENTIONAL : MEM_DISK;
+    *puMemory = placementOf(pBitmap);
+    const TileFacts facts = *puMemory == MEM_TILED ? tileFacts(slotsOf(pBitmap)) : TileFacts();
+    tell(puTileSize, facts.bytes);
+    tell(puTotalTiles, facts.tiles);
+    tell(puConvTiles, facts.conventional);
+    tell(puMaxTileViews, facts.maxViews);
+    tell(puTileViews, facts.views);
     return SUCCESS;
+}
+
+R_INT R_SetBitmapMemoryInfo(BITMAPHANDLE* pBitmap, R_UINT uConvTiles, R_UINT uMaxTileViews, R_UINT uTileViews,
+                            R_UINT uFlags) noexcept
+{
+    constexpr R_UINT known = MEMORYINFO_CONV_TILES | MEMORYINFO_MAX_TILE_VIEWS | MEMORYINFO_TILE_VIEWS;
+    R_TRY(checkAllocated(pBitmap, ERROR_INV_BITMAP));
+    R_TRY(checkStructSize(pBitmap));
+    if (placementOf(pBitmap) != MEM_TILED || (uFlags & ~known) != 0) return ERROR_INV_PARAMETER;
+    const StoreSlots slots = slotsOf(pBitmap);
+    if ((uFlags & MEMORYINFO_CONV_TILES) != 0) R_TRY(keepTiles(slots, uConvTiles)); // may fail: first
+    return limitTileViews(slots, (uFlags & MEMORYINFO_MAX_TILE_VIEWS) != 0 ? &uMaxTileViews : nullptr,
+                          (uFlags & MEMORYINFO_TILE_VIEWS) != 0 ? &uTileViews : nullptr);
 }

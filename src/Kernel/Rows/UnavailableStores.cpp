@@ -28,7 +28,6 @@ constinit const UnavailableStore gUnavailableStore;
 
 } // namespace
 
-const RowStore& tileStore() noexcept { return gUnavailableStore; }
 const RowStore& compressedStore() noexcept { return gUnavailableStore; }
 
 } // namespace rv
