@@ -29,12 +29,13 @@ size_t encodeRuns(void* runs, size_t room, const uint8_t* row, size_t first, siz
 /// Writes pixels `skipped` to skipped + pixels of what the runs say to pixels `first` to first + pixels of a row.
 /// row    out; every other bit keeps its value, and no byte without pixels of the piece is read or written
 /// runs   in, `count` of them, whatever they hold; may not overlap the row
-/// Returns how many pixels were written: all of them, unless the runs end before; the rest keeps its value then.
+/// Returns how many of the pixels the runs hold: all, unless they end before; the rest are zeros then.
 size_t decodeRuns(uint8_t* row, size_t first, size_t pixels, const void* runs, size_t count,
                   size_t skipped = 0) noexcept;
 
-/// How many of at most `count` runs make `pixels` pixels exactly, the runs of 0 behind them left out; 0 where no number
-/// of them does. Not more than mostRuns(pixels) are looked at, so that a row of unknown length can be asked for by that.
+/// How many of at most `count` runs make `pixels` pixels exactly, runs of 0 behind them left out; 0 where no number of
+/// them does. Nothing past the last of them is read, and never more than mostRuns(pixels), which is the count to give
+/// where nobody knows how many there are.
 size_t countRuns(const void* runs, size_t count, size_t pixels) noexcept;
 
 /// Turns runs round in place, so that the last pixel is the first one; they become one more, one less or stay as many,
