@@ -41,4 +41,38 @@ R_API R_INT R_PutPixelData(BITMAPHANDLE* pBitmap, void* pData, R_INT nRow, R_INT
 R_API COLORREF R_GetPixelColor(BITMAPHANDLE* pBitmap, R_INT nRow, R_INT nCol) R_NOEXCEPT;
 R_API R_INT R_PutPixelColor(BITMAPHANDLE* pBitmap, R_INT nRow, R_INT nCol, COLORREF crColor) R_NOEXCEPT;
 
+/// Rows of 1 bit as runs: lengths that alternate in colour, the first one of zeros, and so 0 where a row begins with a
+/// one. They sum to the row's pixels. A run of more than 65,535 pixels goes on after a run of 0 of the other colour: it
+/// is closed at the last byte border of the row that it can reach, so that 70,000 zeros from column 0 are 65,528, 0,
+/// 4,472 and from column 3 65,533, 0, 4,467. A row of n pixels has at most n + 1 runs, where it begins with a one and
+/// every pixel differs from the last; there is no end mark. Runs need not be aligned.
+///
+/// pRow     packed rows, most significant bit first
+/// nCol     the column of the first pixel, counted from *pRow
+/// nPixels  the pixels of a row
+///
+/// R_CompressRow writes the row's runs and nothing past them. R_ExpandRow writes nPixels pixels; bits outside them keep
+/// their value. Runs that hold more are cut; what runs lack, their room or n + 1 of them being used up, becomes zeros,
+/// and the call fails.
+/// The plural forms do so for nRows rows: runs uRunBytesPerRow bytes apart, which are a row's room, and packed rows
+/// uBytesPerRow bytes apart. Rows before the one that fails are done.
+/// Return nPixels; ERROR_INV_PARAMETER null, a negative column or count, or runs that end too soon;
+/// ERROR_BUFFER_TOO_SMALL runs that do not fit in uRunBytesPerRow, or uBytesPerRow that cannot hold the columns.
+R_API R_INT R_CompressRow(R_UINT16* pRuns, R_UCHAR* pRow, R_INT nCol, R_INT nPixels) R_NOEXCEPT;
+R_API R_INT R_ExpandRow(const R_UINT16* pRuns, R_UCHAR* pRow, R_INT nCol, R_INT nPixels) R_NOEXCEPT;
+R_API R_INT R_CompressRows(R_UINT16* pRuns, R_UCHAR* pRow, R_INT nCol, R_INT nPixels, R_INT nRows,
+                           R_SIZE uRunBytesPerRow, R_SIZE uBytesPerRow) R_NOEXCEPT;
+R_API R_INT R_ExpandRows(const R_UINT16* pRuns, R_UCHAR* pRow, R_INT nCol, R_INT nPixels, R_INT nRows,
+                         R_SIZE uRunBytesPerRow, R_SIZE uBytesPerRow) R_NOEXCEPT;
+
+/// Turns the runs of a row of nPixels pixels round in place: the last pixel becomes the first. A row that ends in ones
+/// and does not begin with one gets a run more, for which there must be room; one the other way round has one less.
+/// Parts of a long run stay as long as they are.
+/// Returns SUCCESS; ERROR_INV_PARAMETER null, a negative count, or runs that do not sum to nPixels: they are unchanged.
+R_API R_INT R_MirrorCompressedBuffer(R_UINT16* pRuns, R_INT nPixels) R_NOEXCEPT;
+
+/// Turns the order of nRows rows of runs round in place. Rows are uRunBytesPerRow bytes apart and move whole.
+/// Returns SUCCESS; ERROR_INV_PARAMETER null, a negative count.
+R_API R_INT R_FlipCompressedBuffer(R_UINT16* pRuns, R_SIZE uRunBytesPerRow, R_INT nRows) R_NOEXCEPT;
+
 #endif
