@@ -60,6 +60,7 @@ MakeStep copyOf(size_t bytes);
 void registerBuffered();
 void registerFiles();
 void registerMemory();
+void registerRuns();
 void registerStores();
 void registerThreads();
 void registerTurns();

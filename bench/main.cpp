@@ -110,6 +110,7 @@ int main(int argc, char** argv)
     benchmark::AddCustomContext("missing", RV_BENCH_MISSING);
     rv::bench::registerMemory();
     rv::bench::registerStores();
+    rv::bench::registerRuns();
     rv::bench::registerThreads();
     rv::bench::registerTurns();
     rv::bench::registerBuffered();

@@ -27,6 +27,8 @@ TARGETS = {
     "mirror 1": 3.0,
     "mirror 8": 1.9,
     "mirror 24": 1.9,
+    "page to runs": 20.0,
+    "runs to page": 20.0,
 }
 YARDSTICKS = {
     "read all rows": "memcpy row by row",

@@ -25,49 +25,42 @@ void storeRun(uint8_t* runs, size_t index, R_UINT16 run) noexcept
     std::memcpy(runs + index * kRunBytes, &run, sizeof run);
 }
 
-/// Takes the places where the colour changes. Positions count from a byte border of the row.
-class RunWriter {
-public:
-    RunWriter(void* runs, size_t room, size_t start) noexcept
-        : runs_(static_cast<uint8_t*>(runs)), room_(room), start_(start)
-    {
-    }
-
-    /// Ends the open run before `position`. False when the room is used up.
-    bool close(size_t position) noexcept
-    {
-        size_t length = position - start_;
-        if (length > kLongestRun && !divide(length)) return false;
-        start_ = position;
-        return put(length);
-    }
-    size_t count() const noexcept { return count_; }
-
-private:
-    bool put(size_t length) noexcept
-    {
-        if (count_ == room_) return false;
-        storeRun(runs_, count_++, static_cast<R_UINT16>(length));
-        return true;
-    }
-    /// Writes what goes before the last part of a long run, and leaves that part's length.
-    bool divide(size_t& length) noexcept
-    {
-        size_t inByte = 8 - (start_ & 7);
-        while (length > kLongestRun) {
-            const size_t part = kLongestRun - ((kLongestRun - inByte) & 7);
-            if (!put(part) || !put(0)) return false;
-            length -= part;
-            inByte = 8;
-        }
-        return true;
-    }
-
-    uint8_t* runs_;
-    size_t room_;
-    size_t start_;
-    size_t count_ = 0;
+/// Room that is left for runs. It is handed on by value: bytes that are written might be its own if it had an address,
+/// and it would be read anew after every run.
+struct RunRoom {
+    uint8_t* next; ///< null: it was not enough
+    uint8_t* end;
 };
+
+/// Writes the run from `begin` to `place`, however long it is. Places count from a byte border of the row.
+RunRoom putLongRun(RunRoom room, size_t begin, size_t place) noexcept
+{
+    const auto put = [&room](size_t length) {
+        if (room.next == room.end) room.next = room.end = nullptr;
+        if (room.next == nullptr) return false;
+        storeRun(room.next, 0, static_cast<R_UINT16>(length));
+        room.next += kRunBytes;
+        return true;
+    };
+    size_t length = place - begin, inByte = 8 - (begin & 7);
+    for (; length > kLongestRun; inByte = 8) {
+        const size_t part = kLongestRun - ((kLongestRun - inByte) & 7);
+        if (!put(part) || !put(0)) return room;
+        length -= part;
+    }
+    (void)put(length);
+    return room;
+}
+
+inline RunRoom putRun(RunRoom room, size_t begin, size_t place) noexcept
+{
+    const size_t length = place - begin;
+    if (length > kLongestRun || room.next == room.end) [[unlikely]]
+        return putLongRun(room, begin, place);
+    storeRun(room.next, 0, static_cast<R_UINT16>(length));
+    room.next += kRunBytes;
+    return room;
+}
 
 /// The pixels of up to 8 bytes, pixel n as bit n.
 uint64_t loadPixels(const uint8_t* bytes, size_t count) noexcept
@@ -162,22 +155,30 @@ size_t encodeRuns(void* runs, size_t room, const uint8_t* row, size_t first, siz
     if (pixels == 0) return 0;
     row += first >> 3;
     const size_t begin = first & 7, end = begin + pixels, bytes = (end + 7) >> 3;
-    RunWriter writer(runs, room, begin);
-    uint64_t open = 0; // the colour of the open run, in every bit
+    auto* const out = static_cast<uint8_t*>(runs);
+    RunRoom left{out, out + std::min(room, mostRuns(pixels)) * kRunBytes};
+    size_t opened = begin; // where the open run begins
+    uint64_t open = 0;     // its colour, in every bit
     uint64_t dropped = 0xFFu & ~(0xFFu >> begin);
     for (size_t byte = 0; byte < bytes; byte += 8) {
-        const size_t left = std::min<size_t>(bytes - byte, 8);
-        const uint64_t word = (left == 8 ? loadPixels(row + byte, 8) : loadPixels(row + byte, left)) & ~dropped;
+        const bool whole = bytes - byte >= 8;
+        const uint64_t word = (whole ? loadPixels(row + byte, 8) : loadPixels(row + byte, bytes - byte)) & ~dropped;
         dropped = 0;
         if (word == open) continue;
         const uint64_t turned = turnBytes(word);
-        const uint64_t valid = kOnes >> (64 - std::min<size_t>(end - byte * 8, 64));
-        uint64_t changes = (turned ^ (turned << 1 | (open & 1))) & valid;
-        for (; changes != 0; changes &= changes - 1)
-            if (!writer.close(byte * 8 + static_cast<size_t>(std::countr_zero(changes)))) return 0;
+        uint64_t changes = turned ^ (turned << 1 | (open & 1));
+        if (end - byte * 8 < 64) changes &= kOnes >> (64 - (end - byte * 8));
+        for (; changes != 0; changes &= changes - 1) {
+            const size_t place = byte * 8 + static_cast<size_t>(std::countr_zero(changes));
+            left = putRun(left, opened, place);
+            if (left.next == nullptr) [[unlikely]]
+                return 0;
+            opened = place;
+        }
         open = uint64_t{0} - (turned >> 63);
     }
-    return writer.close(end) ? writer.count() : 0;
+    left = putRun(left, opened, end);
+    return left.next == nullptr ? 0 : static_cast<size_t>(left.next - out) / kRunBytes;
 }
 
 size_t decodeRuns(uint8_t* row, size_t first, size_t pixels, const void* runs, size_t count, size_t skipped) noexcept
