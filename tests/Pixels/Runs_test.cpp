@@ -8,29 +8,33 @@
 #include <cstring>
 #include <numeric>
 #include <random>
+#include <utility>
 
 namespace rv::test {
 namespace {
 
 using Runs = std::vector<R_UINT16>;
 
+bool bitAt(const uint8_t* row, size_t at) { return pixelAt(row, static_cast<R_INT64>(at), 1) != 0; }
+void setBitAt(uint8_t* row, size_t at, bool bit) { setPixelAt(row, static_cast<R_INT64>(at), 1, bit ? 1 : 0); }
+
 /// Byte by byte: an open run takes a byte's first run where the colours agree, and is closed where that would carry it
 /// past what a length can say.
 Runs modelRuns(const uint8_t* row, size_t first, size_t pixels)
 {
     Runs runs;
-    unsigned colour = 0, open = 0;
+    bool colour = false;
+    unsigned open = 0;
     for (size_t at = first, end = first + pixels; at < end;) {
         const size_t border = std::min(end, (at | 7) + 1);
         for (bool firstOfByte = true; at < border; firstOfByte = false) {
-            const auto bit = static_cast<unsigned>(pixelAt(row, static_cast<R_INT64>(at), 1));
+            const bool bit = bitAt(row, at);
             unsigned length = 0;
-            for (; at < border && pixelAt(row, static_cast<R_INT64>(at), 1) == bit; ++at) ++length;
+            for (; at < border && bitAt(row, at) == bit; ++at) ++length;
             if (bit != colour || (firstOfByte && open + length > 65535)) {
-                runs.push_back(static_cast<R_UINT16>(open));
+                runs.push_back(static_cast<R_UINT16>(std::exchange(open, 0)));
                 if (bit == colour) runs.push_back(0);
                 colour = bit;
-                open = 0;
             }
             open += length;
         }
@@ -43,11 +47,8 @@ Runs modelRuns(const uint8_t* row, size_t first, size_t pixels)
 std::vector<uint8_t> rowOf(std::mt19937& random, size_t pixels, size_t length)
 {
     std::vector<uint8_t> row((pixels + 7) / 8);
-    unsigned colour = random() & 1;
-    for (size_t at = 0; at < pixels; ++at) {
-        if (random() % length == 0) colour ^= 1;
-        setPixelAt(row.data(), static_cast<R_INT64>(at), 1, colour);
-    }
+    bool colour = random() % 2 == 0;
+    for (size_t at = 0; at < pixels; ++at) setBitAt(row.data(), at, colour ^= random() % length == 0);
     return row;
 }
 
@@ -55,44 +56,36 @@ std::vector<uint8_t> rowOf(std::mt19937& random, size_t pixels, size_t length)
 void checkPiece(std::mt19937& random, size_t first, size_t pixels, size_t length)
 {
     const std::vector<uint8_t> row = rowOf(random, first + pixels + random() % 9, length);
-    const size_t firstByte = first / 8, endByte = (first + pixels + 7) / 8;
-    const GuardedBuffer packed(endByte - firstByte);
-    std::copy(row.begin() + static_cast<R_INT64>(firstByte), row.begin() + static_cast<R_INT64>(endByte),
-              packed.begin());
+    const GuardedBuffer packed((first + pixels + 7) / 8);
+    std::copy_n(row.begin(), packed.size(), packed.begin());
     const Runs runs = modelRuns(row.data(), first, pixels);
-    const size_t bytes = runs.size() * kRunBytes;
-    const GuardedBuffer encoded(bytes), tight(bytes - kRunBytes);
-    ASSERT_EQ(encodeRuns(encoded.data(), runs.size(), packed.data(), first & 7, pixels), runs.size());
-    ASSERT_EQ(std::memcmp(encoded.data(), runs.data(), bytes), 0);
-    ASSERT_EQ(encodeRuns(tight.data(), runs.size() - 1, packed.data(), first & 7, pixels), 0u) << "one run too few";
+    const GuardedBuffer encoded(runs.size() * kRunBytes), tight(encoded.size() - kRunBytes);
+    ASSERT_EQ(encodeRuns(encoded.data(), runs.size(), packed.data(), first, pixels), runs.size());
+    ASSERT_EQ(std::memcmp(encoded.data(), runs.data(), encoded.size()), 0);
+    ASSERT_EQ(encodeRuns(tight.data(), runs.size() - 1, packed.data(), first, pixels), 0u) << "one run too few";
     ASSERT_EQ(countRuns(encoded.data(), runs.size(), pixels), runs.size());
-    ASSERT_EQ(countRuns(encoded.data(), runs.size() - 1, pixels), 0u);
 
     // A window of it, of as many runs as there are or fewer, among bits that stay.
-    const size_t skipped = random() % (pixels + 1), wanted = random() % (pixels - skipped + 1), to = random() % 20;
+    const size_t skipped = random() % (pixels + 1), wanted = random() % (pixels - skipped + 1), to = random() % 8;
     const size_t count = random() % 3 == 0 ? random() % (runs.size() + 1) : runs.size();
     const size_t sum = std::accumulate(runs.begin(), runs.begin() + static_cast<R_INT64>(count), size_t{0});
     const size_t held = std::min(wanted, sum - std::min(sum, skipped));
+    const GuardedBuffer some(count * kRunBytes);
+    std::memcpy(some.data(), runs.data(), some.size());
     for (const auto side : {GuardedBuffer::Side::start, GuardedBuffer::Side::end}) {
-        const GuardedBuffer target((to % 8 + wanted + 7) / 8, side);
+        const GuardedBuffer target((to + wanted + 7) / 8, side);
         std::vector<uint8_t> expected(target.begin(), target.end());
         for (size_t i = 0; i < wanted; ++i)
-            setPixelAt(expected.data(), static_cast<R_INT64>(to % 8 + i), 1,
-                       i < held ? pixelAt(row.data(), static_cast<R_INT64>(first + skipped + i), 1) : 0);
-        const GuardedBuffer source(count * kRunBytes);
-        std::memcpy(source.data(), runs.data(), source.size());
-        ASSERT_EQ(decodeRuns(target.data() - to / 8, to, wanted, source.data(), count, skipped), held);
+            setBitAt(expected.data(), to + i, i < held && bitAt(row.data(), first + skipped + i));
+        ASSERT_EQ(decodeRuns(target.data(), to, wanted, some.data(), count, skipped), held);
         ASSERT_TRUE(std::equal(target.begin(), target.end(), expected.begin()));
     }
 
     // Turned round it is the row read from the other end.
-    const bool more = runs.size() % 2 == 0 && runs[0] != 0;
-    const GuardedBuffer turned(bytes + (more ? kRunBytes : 0));
-    std::memcpy(turned.data(), runs.data(), bytes);
-    std::vector<uint8_t> back(endByte), mirrored(endByte);
-    for (size_t i = 0; i < pixels; ++i)
-        setPixelAt(mirrored.data(), static_cast<R_INT64>(i), 1,
-                   pixelAt(row.data(), static_cast<R_INT64>(first + pixels - 1 - i), 1));
+    const GuardedBuffer turned((runs.size() + (runs.size() % 2 == 0 && runs[0] != 0 ? 1 : 0)) * kRunBytes);
+    std::memcpy(turned.data(), runs.data(), encoded.size());
+    std::vector<uint8_t> back(packed.size()), mirrored(packed.size());
+    for (size_t i = 0; i < pixels; ++i) setBitAt(mirrored.data(), i, bitAt(row.data(), first + pixels - 1 - i));
     const size_t now = mirrorRuns(turned.data(), runs.size());
     ASSERT_EQ(countRuns(turned.data(), now, pixels), now);
     ASSERT_EQ(decodeRuns(back.data(), 0, pixels, turned.data(), now), pixels);
@@ -147,11 +140,9 @@ TEST(RunCalls, ConvertRowsWithinTheirPitch)
 
     ASSERT_EQ(R_FlipCompressedBuffer(runs, pitch, rows), SUCCESS);
     ASSERT_EQ(R_ExpandRows(runs, back.data(), first, pixels, rows, pitch, 14), pixels);
-    for (R_INT64 y = 0; y < rows; ++y)
-        for (R_INT64 x = 0; x < 14 * 8; ++x) {
-            const bool inside = x >= first && x < first + pixels;
-            ASSERT_EQ(pixelAt(back.data() + 14 * y, x, 1), inside ? pixelAt(packed.data() + 14 * (4 - y), x, 1) : 0);
-        }
+    for (size_t y = 0; y < rows; ++y)
+        for (size_t x = 0; x < 14 * 8; ++x)
+            ASSERT_EQ(bitAt(&back[14 * y], x), x >= 5 && x < 95 && bitAt(&packed[14 * (4 - y)], x));
     EXPECT_EQ(R_CompressRows(runs, copy.data(), first, pixels, rows, 2 * kRunBytes, 14), ERROR_BUFFER_TOO_SMALL);
     EXPECT_EQ(R_CompressRows(runs, copy.data(), first, pixels, rows, pitch, 11), ERROR_BUFFER_TOO_SMALL);
     EXPECT_EQ(R_ExpandRows(runs, copy.data(), first, pixels, rows, pitch, 11), ERROR_BUFFER_TOO_SMALL);
