@@ -23,7 +23,7 @@ namespace {
 constexpr R_INT kWidth = 2480, kHeight = 3508;
 constexpr size_t kRowBytes = size_t{kWidth} / 8;
 constexpr size_t kBytes = kRowBytes * kHeight;
-constexpr R_SIZE kRunPitch = 512; ///< for rows of text, which have 60 runs or so where there are letters
+constexpr R_SIZE kRunPitch = 1024; ///< as much as the longest rows of text take
 
 /// Letters of 11 points, made of stems, bars, bows and slants as ours are.
 class Letter {
