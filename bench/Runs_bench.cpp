@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <vector>
@@ -23,46 +24,48 @@ namespace {
 constexpr R_INT kWidth = 2480, kHeight = 3508;
 constexpr size_t kRowBytes = size_t{kWidth} / 8;
 constexpr size_t kBytes = kRowBytes * kHeight;
-constexpr R_SIZE kRunPitch = 1024; ///< as much as the longest rows of text take
+constexpr R_SIZE kRunPitch = 512; ///< room for the longest rows of text
 
 /// Letters of 11 points, made of stems, bars, bows and slants as ours are.
 class Letter {
 public:
-    explicit Letter(std::mt19937& random) : width_(18 + static_cast<int>(random() % 16)), tall_(random() % 3 == 0)
+    explicit Letter(std::mt19937& random) : width_(20 + static_cast<int>(random() % 13)), tall_(random() % 3 == 0)
     {
-        shapes_ = static_cast<unsigned>(random() % 15 + 1);
-        if ((shapes_ & kBow) == 0) shapes_ |= kStem;
+        constexpr unsigned kinds[] = {kStem, kStem | kBar, kBow, kStem | kBow, kSlant, kSlant | kBar};
+        shapes_ = kinds[random() % std::size(kinds)];
+        if (shapes_ == kStem) width_ = 8;
     }
     int width() const { return width_; }
     bool inked(int x, int y) const ///< y from the top of the tall ones, which are 36 high
     {
         const int top = tall_ ? 0 : 11;
         if (y < top || y >= 36 || x < 0 || x >= width_) return false;
-        if ((shapes_ & kStem) != 0 && x < 5) return true;
+        if ((shapes_ & kStem) != 0 && x < 4) return true;
         if ((shapes_ & kBar) != 0 && (y < top + 3 || y >= 33)) return true;
-        if ((shapes_ & kSlant) != 0 && std::abs((x - 2) * (36 - top) - (y - top) * (width_ - 4)) < 3 * 36) return true;
+        if ((shapes_ & kSlant) != 0 && std::abs((x - 2) * (36 - top) - (y - top) * (width_ - 4)) < 2 * 36) return true;
         if ((shapes_ & kBow) == 0) return false;
         const double across = (2.0 * x + 1) / width_ - 1, down = (y - 23.0) / 13.0;
         const double away = across * across + down * down;
-        return away <= 1.0 && away > 0.45;
+        return away <= 1.0 && away > 0.6;
     }
 
 private:
     static constexpr unsigned kStem = 1, kBar = 2, kBow = 4, kSlant = 8;
     int width_;
     bool tall_;
-    unsigned shapes_;
+    unsigned shapes_ = 0;
 };
 
 std::vector<uint8_t> drawPage()
 {
     std::mt19937 random(11);
     std::vector<Letter> letters;
-    for (int i = 0; i < 40; ++i) letters.emplace_back(random);
+    letters.reserve(40);
+    while (letters.size() < 40) letters.emplace_back(random);
     std::vector<uint8_t> page(kBytes);
-    for (int line = 300; line + 62 < kHeight - 300; line += 62) {
-        if (random() % 9 == 0) continue; // between paragraphs
-        const int end = kWidth - 290 - (random() % 6 == 0 ? static_cast<int>(random() % 1500) : 0);
+    for (int line = 300; line + 64 < kHeight - 300; line += 64) {
+        if (random() % 8 == 0) continue; // between paragraphs
+        const int end = kWidth - 290 - (random() % 4 == 0 ? static_cast<int>(random() % 1500) : 0);
         for (int at = 290; at < end;) {
             const Letter& letter = letters[random() % letters.size()];
             for (int y = 0; y < 36; ++y)
@@ -70,7 +73,7 @@ std::vector<uint8_t> drawPage()
                     if (letter.inked(x - at, y))
                         page[static_cast<size_t>(line + y) * kRowBytes + static_cast<size_t>(x / 8)] |=
                             static_cast<uint8_t>(0x80 >> (x & 7));
-            at += letter.width() + (random() % 6 == 0 ? 18 : 4);
+            at += letter.width() + (random() % 5 == 0 ? 22 : 5);
         }
     }
     return page;
