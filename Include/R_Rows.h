@@ -75,4 +75,44 @@ R_API R_INT R_MirrorCompressedBuffer(R_UINT16* pRuns, R_INT nPixels) R_NOEXCEPT;
 /// Returns SUCCESS; ERROR_INV_PARAMETER null, a negative count.
 R_API R_INT R_FlipCompressedBuffer(R_UINT16* pRuns, R_SIZE uRunBytesPerRow, R_INT nRows) R_NOEXCEPT;
 
+/// Rows of a 1-bit bitmap in run form, wherever its pixels live: the lengths of its runs, the first of them zeros. Row
+/// i is at pRuns + i x uRunBytes bytes and ends where its runs make its width; a compressed bitmap's runs are moved as
+/// they are.
+/// Return the number of rows moved, nLines; ERROR_INV_PARAMETER null, a row outside, or runs that make another width;
+/// ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE; ERROR_INV_BITMAP no pixels; ERROR_INV_BITS_PER_PIXEL more than 1 bit;
+/// ERROR_BUFFER_TOO_SMALL a row of more than uRunBytes bytes of runs, and with Put nothing is written;
+/// ERROR_FAILURE no memory, and each row is the old or the new one.
+R_API R_INT R_GetBitmapRowCompressed(BITMAPHANDLE* pBitmap, R_UINT16* pRuns, R_SIZE uRunBytes, R_INT nRow,
+                                     R_INT nLines) R_NOEXCEPT;
+R_API R_INT R_PutBitmapRowCompressed(BITMAPHANDLE* pBitmap, R_UINT16* pRuns, R_SIZE uRunBytes, R_INT nRow,
+                                     R_INT nLines) R_NOEXCEPT;
+/// The same for nPixels pixels of one row from column nCol on. pRuns has room for uRunBytes bytes of runs, which make
+/// nPixels. They return SUCCESS, for the one row, or an error of those above; a column outside is ERROR_INV_PARAMETER.
+R_API R_INT R_GetBitmapRowColCompressed(BITMAPHANDLE* pBitmap, R_UINT16* pRuns, R_SIZE uRunBytes, R_INT nRow,
+                                        R_INT nCol, R_INT nPixels) R_NOEXCEPT;
+R_API R_INT R_PutBitmapRowColCompressed(BITMAPHANDLE* pBitmap, R_UINT16* pRuns, R_SIZE uRunBytes, R_INT nRow,
+                                        R_INT nCol, R_INT nPixels) R_NOEXCEPT;
+
+/// Moves a 1-bit bitmap's pixels into run form (bCompress not 0) or out of it, to where new pixels would go; Toggle
+/// does what has not been done. A bitmap that is so already stays as it is.
+/// Return SUCCESS; ERROR_INV_BITMAP null or no pixels; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE; ERROR_INV_BITS_PER_PIXEL;
+/// ERROR_INV_PARAMETER locked or borrowed pixels; ERROR_FAILURE or ERROR_MEMORY_LIMIT no memory, and the bitmap is as
+/// it was.
+R_API R_INT R_ChangeBitmapCompression(BITMAPHANDLE* pBitmap, R_INT bCompress) R_NOEXCEPT;
+R_API R_INT R_ToggleBitmapCompression(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
+
+// A compressed bitmap's Addr.Pointer is an array of bands of 32,768 rows. A band is four 64-bit words, of which the
+// last is the address of the heap with its runs, and two for each row: the offset of the row's block in that heap, 48
+// bytes before its runs (0: a blank row without any), and the number of runs.
+
+/// Gives a block back to the heap of a band. A null heap, or an offset that is no allocated block's, does nothing.
+R_API void R_HeapFree(void* pHeap, R_UINT64 uOffset) R_NOEXCEPT;
+/// Adds room for uBytes bytes to the heaps of a compressed bitmap, the same to each. 1; 0 one could not grow, those of
+/// later bands have; ERROR_INV_PARAMETER null, without pixels or not compressed; ERROR_INV_BITMAP pixels that are not
+/// the kernel's. The record's size is not checked.
+R_API R_INT R_GrowBitmapHeap(BITMAPHANDLE* pBitmap, R_UINT64 uBytes) R_NOEXCEPT;
+/// Gives the unused ends of the heaps back to the system, from the last band to the first. 1; 0 one had no more than
+/// 128 bytes, and the bands before it stay as they are; errors as above, then ERROR_INV_STRUCT_SIZE.
+R_API R_INT R_TrimBitmapHeap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
+
 #endif

@@ -11,7 +11,7 @@ namespace {
 TEST(PixelData, MovesOnePixelAndNoOther)
 {
     for (const R_INT bits : allDepths())
-        for (const Home home : allHomes()) {
+        for (const Home home : homesOf(bits)) {
             const Scene scene{bits, home, BITMAPHANDLE_SIZE, 23, 5, static_cast<unsigned>(bits)};
             if (!scene.possible()) continue;
             const TestBitmap bitmap(scene);

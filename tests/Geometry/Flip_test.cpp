@@ -65,7 +65,7 @@ TEST(Flip, EveryPictureTurns)
 {
     for (const R_INT bits : allDepths()) {
         for (R_INT perspective = TOP_LEFT; perspective <= LEFT_BOTTOM; ++perspective) {
-            for (const Home home : allHomes()) {
+            for (const Home home : homesOf(bits)) {
                 for (const R_INT height : {1, 2, 7}) {
                     Scene scene;
                     scene.bits = bits;

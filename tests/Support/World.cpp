@@ -22,10 +22,17 @@ const std::vector<Home>& allHomes()
     return homes;
 }
 
+std::vector<Home> homesOf(R_INT bits)
+{
+    std::vector<Home> homes = allHomes();
+    if (bits == 1) homes.push_back(Home::compressed);
+    return homes;
+}
+
 std::string Scene::text() const
 {
-    constexpr const char* names[] = {"conventional", "user",  "callbacks",       "movable",
-                                     "disk",         "tiled", "super-compressed"};
+    constexpr const char* names[] = {"conventional", "user",  "callbacks",        "movable",
+                                     "disk",         "tiled", "super-compressed", "compressed"};
     return std::to_string(bits) + " bits, " + names[static_cast<int>(home)] + ", record of " +
            std::to_string(structSize) + ", " + std::to_string(width) + " x " + std::to_string(height) + ", seed " +
            std::to_string(seed);
@@ -135,6 +142,7 @@ void TestBitmap::place()
         require(R_AllocateBitmap(get(), MEM_TILED), SUCCESS, "R_AllocateBitmap");
         R_SetMemoryThresholds(0, 0, 0, -100, 0, THRESHOLD_TILE_SIZE | THRESHOLD_CONV_TILES);
         break;
+    case Home::compressed: require(R_AllocateBitmap(get(), MEM_COMPRESSED), SUCCESS, "R_AllocateBitmap"); break;
     }
 }
 

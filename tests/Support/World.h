@@ -19,10 +19,13 @@ enum class Home {
     disk,
     tiled, ///< some rows in memory, the others in the file
     superCompressed,
+    compressed, ///< 1 bit only
 };
 
 const std::vector<R_INT>& allDepths();
+/// Those that bitmaps of every depth can have, and those of one depth.
 const std::vector<Home>& allHomes();
+std::vector<Home> homesOf(R_INT bits);
 
 /// How a bitmap is made.
 struct Scene {
