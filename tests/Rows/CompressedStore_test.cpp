@@ -230,7 +230,7 @@ TEST(CompressedStore, RunsOfTheCallersAreTakenWholeOrNotAtAll)
         R_UINT16 piece[] = {2, 3};
         EXPECT_EQ(R_PutBitmapRowColCompressed(&p, piece, 4, 2, 6, 5), 1);
         EXPECT_EQ(p.row(2)[0], 0xFC);
-        EXPECT_EQ(R_GetBitmapRowColCompressed(&p, piece, 4, 2, 4, 3), 1);
+        EXPECT_EQ(R_GetBitmapRowColCompressed(&p, piece, 4, 2, 4, 2), 1);
         EXPECT_EQ(piece[0] * 10 + piece[1], 2) << "a row that begins with ones";
         EXPECT_EQ(R_GetBitmapRowColCompressed(&p, piece, 4, 2, 4, 5), ERROR_BUFFER_TOO_SMALL);
         EXPECT_EQ(R_GetBitmapRowColCompressed(&p, piece, 4, 2, 30, 8), ERROR_INV_PARAMETER);

@@ -8,7 +8,8 @@
 ///     16  freeHead    offset of the first free block; 0 where there is none
 ///     24  blocks, each a header of 48 bytes (BitmapHeap::Block) and its payload, one behind the other
 ///
-/// Payloads are multiples of 4, so headers may be unaligned. After trimming, the last 48 bytes belong to no block.
+/// Payloads are multiples of 4, so headers may be unaligned. Each trimming leaves 48 bytes behind the last block that
+/// belong to none until the heap grows.
 #pragma once
 
 #include "R_Types.h"
