@@ -137,84 +137,50 @@ TEST(BitmapHeap, SplitsAndMergesAsItsUsersCount)
 {
     Heap h;
     const R_UINT64 a = h.heap.allocate(1), b = h.heap.allocate(148), c = h.heap.allocate(100), d = h.heap.allocate(4);
-    EXPECT_EQ(a, 24u);
     EXPECT_EQ(h.payload(a), 4u) << "payloads are multiples of 4";
     EXPECT_EQ(h.heap.reallocate(b, 100), b);
     EXPECT_EQ(h.payload(b), 148u) << "48 bytes to spare are no block";
     EXPECT_EQ(h.heap.reallocate(b, 96), b);
-    EXPECT_EQ(h.payload(b), 96u);
     EXPECT_EQ(h.block(b).nextPhys, b + 48 + 96) << "52 bytes are one, of 4";
-    EXPECT_EQ(h.payload(b + 48 + 96), 4u);
     EXPECT_EQ(h.heap.reallocate(b, 146), b) << "into the free block behind it";
-    EXPECT_EQ(h.payload(b), 148u);
-
     R_HeapFree(h.memory, b); // upwards: two blocks
     R_HeapFree(h.memory, c);
     EXPECT_EQ(h.block(b).nextPhys, c);
-    EXPECT_EQ(h.word(16), c) << "last freed, first found";
-    EXPECT_EQ(h.heap.allocate(4), c);
+    EXPECT_EQ(h.heap.allocate(4), c) << "last freed, first found";
     R_HeapFree(h.memory, c);
     EXPECT_EQ(h.heap.allocate(148), b);
     R_HeapFree(h.memory, b); // downwards: one
     EXPECT_EQ(h.block(b).nextPhys, d);
     EXPECT_EQ(h.payload(b), 148 + 48 + 100u);
-
-    const R_UINT64 moved = h.heap.reallocate(a, 400); // what is moved away merges backwards too
-    EXPECT_NE(moved, a);
-    const R_UINT64 e = h.heap.allocate(4);
-    EXPECT_EQ(e, a + 0u) << "what a left had room for it";
-    EXPECT_EQ(h.strayBytes(), 0u);
-}
-
-TEST(BitmapHeap, MergesBackwardsWhereABlockMovesAwayOnly)
-{
-    Heap h;
-    const R_UINT64 a = h.heap.allocate(40), b = h.heap.allocate(40), c = h.heap.allocate(40);
     R_HeapFree(h.memory, a);
-    EXPECT_EQ(h.heap.reallocate(b, 400), c + 48 + 40);
-    EXPECT_EQ(h.block(a).nextPhys, c);
-    EXPECT_EQ(h.payload(a), 128u);
-    EXPECT_EQ(h.strayBytes(), 0u);
+    const R_UINT64 e = h.heap.allocate(100), f = h.heap.allocate(4);
+    EXPECT_EQ(e, a);
+    R_HeapFree(h.memory, e);
+    EXPECT_GT(h.heap.reallocate(f, 1000), d);
+    EXPECT_EQ(h.block(a).nextPhys, d) << "what moves away merges with the block before it, too";
 }
 
 TEST(BitmapHeap, GrowsAndShrinksInStepsAndTrimsToARest)
 {
     Heap h;
-    EXPECT_TRUE(h.heap.grow(0));
-    EXPECT_EQ(h.word(0), kStep);
     EXPECT_TRUE(h.heap.grow(3 * kStep));
     EXPECT_EQ(h.word(0), 4 * kStep) << "what is free at the end counts";
     EXPECT_TRUE(h.heap.grow(kStep));
     EXPECT_EQ(h.word(0), 2 * kStep) << "and where it is more than asked for, it goes";
-    const R_UINT64 whole = h.heap.allocate(h.payload(24));
+    EXPECT_EQ(h.heap.allocate(h.payload(24)), 24u);
     EXPECT_FALSE(h.heap.trim()) << "nothing is free at the end";
     EXPECT_TRUE(h.heap.grow(4));
-    EXPECT_EQ(h.word(0), 3 * kStep);
-    EXPECT_EQ(h.word(8), whole + 2 * kStep - 24) << "a block behind the last";
     EXPECT_TRUE(h.heap.trim());
     EXPECT_EQ(h.word(0), 2 * kStep + 48 + 128 + 48);
-    EXPECT_EQ(h.payload(h.word(8)), 128u);
     EXPECT_FALSE(h.heap.trim()) << "128 bytes are the rest that stays";
     for (const R_UINT64 far : {~R_UINT64{0}, ~R_UINT64{0} >> 1}) EXPECT_FALSE(h.heap.grow(far));
-    EXPECT_EQ(h.heap.allocate(~R_UINT64{0}), 0u);
-
-    const void* const before = h.memory;
     for (const R_UINT64 stray : {R_UINT64{0}, R_UINT64{23}, h.word(0) - 47, ~R_UINT64{0}, h.word(8)})
         R_HeapFree(h.memory, stray); // nothing that was allocated
-    R_HeapFree(nullptr, 24);
-    EXPECT_EQ(h.memory, before);
-    EXPECT_EQ(h.strayBytes(), 48u);
-}
-
-TEST(BitmapHeap, AsksTheProcessBeforeItGrowsByMuch)
-{
-    Heap h;
     ASSERT_EQ(R_ManageMemory(MANAGE_SET_LIMIT, conventionalTotal() + 1, nullptr), SUCCESS);
-    EXPECT_FALSE(h.heap.grow(17000000));
-    EXPECT_EQ(h.word(0), kStep);
-    EXPECT_TRUE(h.heap.grow(15000000)) << "so much is free to all";
+    EXPECT_FALSE(h.heap.grow(17000000)) << "so much has to be asked for";
+    EXPECT_EQ(h.strayBytes(), 48u);
+    EXPECT_TRUE(h.heap.grow(15000000));
     ASSERT_EQ(R_ManageMemory(MANAGE_SET_LIMIT, 0, nullptr), SUCCESS);
-    EXPECT_TRUE(h.heap.grow(40000000));
     EXPECT_EQ(h.strayBytes(), 0u);
 }
 
