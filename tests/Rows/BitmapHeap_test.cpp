@@ -173,7 +173,7 @@ TEST(BitmapHeap, GrowsAndShrinksInStepsAndTrimsToARest)
     EXPECT_TRUE(h.heap.trim());
     EXPECT_EQ(h.word(0), 2 * kStep + 48 + 128 + 48);
     EXPECT_FALSE(h.heap.trim()) << "128 bytes are the rest that stays";
-    for (const R_UINT64 far : {~R_UINT64{0}, ~R_UINT64{0} >> 1}) EXPECT_FALSE(h.heap.grow(far));
+    for (const R_UINT64 much : {~R_UINT64{0}, ~R_UINT64{0} >> 1}) EXPECT_FALSE(h.heap.grow(much));
     for (const R_UINT64 stray : {R_UINT64{0}, R_UINT64{23}, h.word(0) - 47, ~R_UINT64{0}, h.word(8)})
         R_HeapFree(h.memory, stray); // nothing that was allocated
     ASSERT_EQ(R_ManageMemory(MANAGE_SET_LIMIT, conventionalTotal() + 1, nullptr), SUCCESS);
