@@ -42,6 +42,7 @@ bool Scene::possible() const
 {
     switch (home) {
     case Home::callbacks: return structSize == BITMAPHANDLE_SIZE;
+    case Home::compressed: return bits == 1;
     case Home::superCompressed: return (bits == 1 || bits == 8 || bits == 24) && superCompressedStore().usable({});
     default: return true;
     }
