@@ -138,6 +138,30 @@ Status putPiece(BITMAPHANDLE* pBitmap, const R_UINT16* runs, R_SIZE bytes, R_INT
     return cursor.commit();
 }
 
+/// The front of the calls that move whole rows, and of those that move a piece of one.
+R_INT moveRows(BITMAPHANDLE* pBitmap, const CallersRuns& runs, R_INT first, R_INT lines,
+               Status (*move)(BITMAPHANDLE*, const CallersRuns&, R_INT, R_INT) noexcept) noexcept
+{
+    R_TRY(checkRunCall(pBitmap, runs.first));
+    R_TRY(checkPart(first, lines, pBitmap->Height));
+    BitmapAccess access(pBitmap);
+    R_TRY(access.status());
+    R_TRY(access.finish(move(pBitmap, runs, first, lines)));
+    return lines;
+}
+
+template <class Runs>
+R_INT movePiece(BITMAPHANDLE* pBitmap, Runs* runs, R_SIZE bytes, R_INT row, R_INT column, R_INT pixels,
+                Status (*move)(BITMAPHANDLE*, Runs*, R_SIZE, R_INT, R_INT, R_INT) noexcept) noexcept
+{
+    R_TRY(checkRunCall(pBitmap, runs));
+    R_TRY(checkPart(row, 1, pBitmap->Height));
+    R_TRY(checkPart(column, pixels, pBitmap->Width));
+    BitmapAccess access(pBitmap);
+    R_TRY(access.status());
+    return access.finish(move(pBitmap, runs, bytes, row, column, pixels));
+}
+
 } // namespace
 
 } // namespace rv
@@ -147,43 +171,23 @@ using namespace rv;
 R_INT R_GetBitmapRowCompressed(BITMAPHANDLE* pBitmap, R_UINT16* pRuns, R_SIZE uRunBytes, R_INT nRow,
                                R_INT nLines) noexcept
 {
-    R_TRY(checkRunCall(pBitmap, pRuns));
-    R_TRY(checkPart(nRow, nLines, pBitmap->Height));
-    BitmapAccess access(pBitmap);
-    R_TRY(access.status());
-    R_TRY(access.finish(getRows(pBitmap, {pRuns, uRunBytes}, nRow, nLines)));
-    return nLines;
+    return moveRows(pBitmap, {pRuns, uRunBytes}, nRow, nLines, getRows);
 }
 
 R_INT R_PutBitmapRowCompressed(BITMAPHANDLE* pBitmap, R_UINT16* pRuns, R_SIZE uRunBytes, R_INT nRow,
                                R_INT nLines) noexcept
 {
-    R_TRY(checkRunCall(pBitmap, pRuns));
-    R_TRY(checkPart(nRow, nLines, pBitmap->Height));
-    BitmapAccess access(pBitmap);
-    R_TRY(access.status());
-    R_TRY(access.finish(putRows(pBitmap, {pRuns, uRunBytes}, nRow, nLines)));
-    return nLines;
+    return moveRows(pBitmap, {pRuns, uRunBytes}, nRow, nLines, putRows);
 }
 
 R_INT R_GetBitmapRowColCompressed(BITMAPHANDLE* pBitmap, R_UINT16* pRuns, R_SIZE uRunBytes, R_INT nRow, R_INT nCol,
                                   R_INT nPixels) noexcept
 {
-    R_TRY(checkRunCall(pBitmap, pRuns));
-    R_TRY(checkPart(nRow, 1, pBitmap->Height));
-    R_TRY(checkPart(nCol, nPixels, pBitmap->Width));
-    BitmapAccess access(pBitmap);
-    R_TRY(access.status());
-    return access.finish(getPiece(pBitmap, pRuns, uRunBytes, nRow, nCol, nPixels));
+    return movePiece<R_UINT16>(pBitmap, pRuns, uRunBytes, nRow, nCol, nPixels, getPiece);
 }
 
 R_INT R_PutBitmapRowColCompressed(BITMAPHANDLE* pBitmap, R_UINT16* pRuns, R_SIZE uRunBytes, R_INT nRow, R_INT nCol,
                                   R_INT nPixels) noexcept
 {
-    R_TRY(checkRunCall(pBitmap, pRuns));
-    R_TRY(checkPart(nRow, 1, pBitmap->Height));
-    R_TRY(checkPart(nCol, nPixels, pBitmap->Width));
-    BitmapAccess access(pBitmap);
-    R_TRY(access.status());
-    return access.finish(putPiece(pBitmap, pRuns, uRunBytes, nRow, nCol, nPixels));
+    return movePiece<const R_UINT16>(pBitmap, pRuns, uRunBytes, nRow, nCol, nPixels, putPiece);
 }
