@@ -70,6 +70,7 @@ void checkPiece(std::mt19937& random, size_t first, size_t pixels, size_t length
     const size_t count = random() % 3 == 0 ? random() % (runs.size() + 1) : runs.size();
     const size_t sum = std::accumulate(runs.begin(), runs.begin() + static_cast<R_INT64>(count), size_t{0});
     const size_t held = std::min(wanted, sum - std::min(sum, skipped));
+    const size_t told = count == runs.size() ? mostRuns(pixels) + 3 : count; // where nobody knows how many there are
     const GuardedBuffer some(count * kRunBytes);
     std::memcpy(some.data(), runs.data(), some.size());
     for (const auto side : {GuardedBuffer::Side::start, GuardedBuffer::Side::end}) {
@@ -77,7 +78,7 @@ void checkPiece(std::mt19937& random, size_t first, size_t pixels, size_t length
         std::vector<uint8_t> expected(target.begin(), target.end());
         for (size_t i = 0; i < wanted; ++i)
             setBitAt(expected.data(), to + i, i < held && bitAt(row.data(), first + skipped + i));
-        ASSERT_EQ(decodeRuns(target.data(), to, wanted, some.data(), count, skipped), held);
+        ASSERT_EQ(decodeRuns(target.data(), to, wanted, some.data(), told, skipped), held);
         ASSERT_TRUE(std::equal(target.begin(), target.end(), expected.begin()));
     }
 

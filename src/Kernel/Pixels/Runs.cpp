@@ -137,13 +137,13 @@ size_t putOnes(uint8_t* row, size_t begin, size_t pixels, const uint8_t* runs, s
     size_t at = begin + ahead;
     if ((index & 1) == 0) { // it was one of ones
         writer.put(begin, ahead);
-        if (index < count) at += loadRun(runs, index++);
+        if (index < count && at < end) at += loadRun(runs, index++);
     }
     while (index < count && at < end) {
         const size_t ones = std::min<size_t>(loadRun(runs, index++), end - at);
         writer.put(at, ones);
         at += ones;
-        if (index < count) at += loadRun(runs, index++);
+        if (index < count && at < end) at += loadRun(runs, index++);
     }
     return std::min(at, end) - begin;
 }

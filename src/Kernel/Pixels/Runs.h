@@ -28,7 +28,8 @@ size_t encodeRuns(void* runs, size_t room, const uint8_t* row, size_t first, siz
 
 /// Writes pixels `skipped` to skipped + pixels of what the runs say to pixels `first` to first + pixels of a row.
 /// row    out; every other bit keeps its value, and no byte without pixels of the piece is read or written
-/// runs   in, `count` of them, whatever they hold; may not overlap the row
+/// runs   in, at most `count` of them, whatever they hold, and none behind the last that is needed; may not overlap the
+///        row
 /// Returns how many of the pixels the runs hold: all, unless they end before; the rest are zeros then.
 size_t decodeRuns(uint8_t* row, size_t first, size_t pixels, const void* runs, size_t count,
                   size_t skipped = 0) noexcept;
