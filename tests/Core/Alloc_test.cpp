@@ -247,6 +247,9 @@ TEST(Free, GivesBackAllTheRecordOwnsAndKeepsItsGeometry)
     EXPECT_EQ(live.count(), 0) << live.text();
     EXPECT_EQ(R_AllocateBitmap(&p, MEM_CONVENTIONAL), SUCCESS) << "it can be allocated again";
     R_FreeBitmap(&p);
+    p.Flags |= FLAG_ALLOCATED | FLAG_TILED | FLAG_SUPER_COMPRESSED;
+    EXPECT_EQ(R_AllocateBitmap(&p, MEM_USER | MEM_DISK), ERROR_INV_PARAMETER);
+    EXPECT_EQ(p.Flags, FLAG_INTERLACED | FLAG_SIGNED) << "a record that could not be allocated has no pixels";
     R_FreeBitmap(&p);
     R_FreeBitmap(nullptr);
     p.uStructSize = 100;

@@ -243,6 +243,7 @@ Status allocatePixels(BITMAPHANDLE* pBitmap, R_UINT memory, void* data) noexcept
     R_TRY(checkPixelLicence(pBitmap));
     R_TRY(checkStarted());
     R_TRY(askAllocateHook(pBitmap, &memory, data));
+    pBitmap->Flags &= ~kPlacementFlags; // from here on a record that fails says that it has no pixels
     memory = normalisedMemory(pBitmap, memory);
     if (!isMemorySet(memory)) return ERROR_INV_PARAMETER;
     clearPlacement(pBitmap);
