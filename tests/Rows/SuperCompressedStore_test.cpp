@@ -234,6 +234,25 @@ TEST(SuperCompressed, TakesWhatIsWorkedOnAndLittleMore)
     EXPECT_EQ(total(), before);
 }
 
+TEST(SuperCompressed, PacksRowsThatRepeatEachOtherAndKeepsNoiseAsItIs)
+{
+    SKIP_WITHOUT_CODEC();
+    for (const R_UINT rowBytes : {400u, 12000u, 60000u, 300000u}) {
+        for (const bool repeats : {true, false}) {
+            Rows rows(static_cast<R_INT>(1200000 / rowBytes), rowBytes, {128 * 1024, 4});
+            const size_t period = rowBytes < 60000 ? rowBytes : 400; // fewer rows to a band are looked at as one
+            std::mt19937 random(rowBytes);
+            for (size_t i = 0; i < rows.model.size(); ++i)
+                rows.model[i] = repeats && i >= period ? rows.model[i - period] : static_cast<uint8_t>(random());
+            ASSERT_EQ(rows.store.write(rows.slots, rows.shape, rows.model.data(), 0, 0, rows.model.size()), SUCCESS);
+            EXPECT_EQ(rows.store.settle(rows.slots), SUCCESS);
+            const R_UINT64 taken = rows.store.usage(rows.slots).bytes;
+            EXPECT_TRUE(repeats ? taken < 500000 : taken > 1200000) << rowBytes << ": " << taken;
+            rows.expectTrue(std::to_string(rowBytes));
+        }
+    }
+}
+
 TEST(SuperCompressed, ServesThreeDepthsAndUsesTheCodecOncePerBitmap)
 {
     SKIP_WITHOUT_CODEC();

@@ -79,6 +79,7 @@ private:
     Slot* oldestClosable(R_UINT64 after) noexcept;
     Status closeOldest() noexcept;
     Status close(Slot& slot) noexcept;
+    Status packScratch(const uint8_t* plain, uint32_t capacity, uint32_t* size) noexcept;
     Status pack(Band& band, const uint8_t* plain) noexcept;
     void drop(Band& band) noexcept;
     Status cutTo(R_INT height) noexcept;
@@ -135,6 +136,28 @@ bool isZero(const uint8_t* bytes, uint32_t count) noexcept
 
 /// What a packed band may take. The last sixteenth is not worth the time that unpacking takes.
 constexpr uint32_t mostPacked(uint32_t plainBytes) noexcept { return plainBytes - plainBytes / 16 - 1; }
+
+// Noise is known by a sample, so that not all of it is packed in vain: the same columns of a few rows that follow each
+// other, at a few places, for rows may repeat what has no repetition in itself.
+constexpr uint32_t kSamplePlaces = 4, kSampleRows = 4, kSampleColumns = 512; // columns are bytes here
+constexpr uint32_t kSampleBytes = kSamplePlaces * kSampleRows * kSampleColumns;
+constexpr uint32_t kLeastSampled = 8 * kSampleBytes; // a band of fewer bytes is packed as soon
+/// A sample packs less well than the whole does: any gain speaks for it.
+constexpr uint32_t kMostPackedSample = kSampleBytes - kSampleBytes / 64;
+
+void takeSample(uint8_t* sample, const uint8_t* plain, uint32_t rows, uint32_t rowBytes) noexcept
+{
+    const bool acrossRows = rows >= kSampleRows && rowBytes >= kSampleColumns;
+    const uint32_t step = acrossRows ? rowBytes : kSampleColumns; // from one piece to the next of a place
+    const uint32_t lastRow = acrossRows ? rows - kSampleRows : 0;
+    const uint32_t lastColumn = acrossRows ? rowBytes - kSampleColumns : rows * rowBytes - kSampleRows * kSampleColumns;
+    for (uint32_t place = 0; place < kSamplePlaces; ++place) {
+        const uint8_t* piece = plain + lastRow * place / (kSamplePlaces - 1) * rowBytes +
+                               R_UINT64{lastColumn} * place / (kSamplePlaces - 1);
+        for (uint32_t i = 0; i < kSampleRows; ++i, piece += step, sample += kSampleColumns)
+            std::memcpy(sample, piece, kSampleColumns);
+    }
+}
 
 // --- Life
 
@@ -318,13 +341,25 @@ Status Bands::close(Slot& slot) noexcept
     return SUCCESS;
 }
 
+/// Packs a band into the scratch block, unless it is noise. *size is 0 where that would hardly make it smaller.
+Status Bands::packScratch(const uint8_t* plain, uint32_t capacity, uint32_t* size) noexcept
+{
+    if (bandBytes_ >= kLeastSampled) {
+        uint8_t* const sample = scratch_ + capacity - kSampleBytes;
+        takeSample(sample, plain, static_cast<uint32_t>(rows_), cut_.rowBytes);
+        R_TRY(codec_.pack(scratch_, kMostPackedSample, sample, kSampleBytes, size));
+        if (*size == 0) return SUCCESS;
+    }
+    return codec_.pack(scratch_, capacity, plain, bandBytes_, size);
+}
+
 /// Says by its size how a band is to be held. The band is as it was when it fails.
 Status Bands::pack(Band& band, const uint8_t* plain) noexcept
 {
     const uint32_t capacity = mostPacked(bandBytes_);
     if (scratch_ == nullptr) R_TRY(take(&scratch_, capacity, true));
     uint32_t size = 0;
-    R_TRY(codec_.pack(scratch_, capacity, plain, bandBytes_, &size));
+    R_TRY(packScratch(plain, capacity, &size));
     if (size == 0) { // the bytes stay where they are, counted as they were; but the limit may not allow to hold them
         R_TRY(reserveConventional(bandBytes_));
         returnConventional(bandBytes_);

@@ -11,8 +11,8 @@ namespace rv {
 ///
 /// What the rows are held in counts against the limit of conventional memory: a row call that must close a band says
 /// ERROR_MEMORY_LIMIT, or ERROR_FAILURE without memory, and the band stays open until a later call can. Open bands are
-/// counted and never refused by the limit, so that rows can be read back whatever it is. Several threads may move rows
-/// of one bitmap at a time.
+/// counted, and only ones of more than 16,000,000 bytes, which a single row fills, are held to the limit: others can be
+/// read back whatever it is. Several threads may move rows of one bitmap at a time.
 class SuperCompressedStore final : public RowStore {
 public:
     struct Limits {
