@@ -21,7 +21,7 @@ namespace rv::bench {
 
 namespace {
 
-constexpr R_INT kWidth = 2480, kHeight = 3508;
+constexpr R_INT kWidth = kPageWidth, kHeight = kPageHeight;
 constexpr size_t kRowBytes = size_t{kWidth} / 8;
 constexpr size_t kBytes = kRowBytes * kHeight;
 constexpr R_SIZE kRunPitch = 512; ///< room for the longest rows of text
@@ -233,6 +233,8 @@ Step leptonica()
 #endif
 
 } // namespace
+
+const uint8_t* pageOfText() { return page().data(); }
 
 void registerRuns()
 {

@@ -45,6 +45,10 @@ private:
     BITMAPHANDLE record_;
 };
 
+/// The page of text at 300 dpi that 1-bit work is measured on: packed rows without padding, black is 1.
+inline constexpr R_INT kPageWidth = 2480, kPageHeight = 3508;
+const uint8_t* pageOfText();
+
 /// What one measurement repeats; false ends it as failed.
 using Step = std::function<bool()>;
 /// Makes what a step works on; called when the measurement runs, so that only one job's memory is held.

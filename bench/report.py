@@ -59,12 +59,12 @@ def measure(binary, repetitions, wanted):
 
 
 def medians(raw):
-    """{job: {who: ms}}, the jobs with a target first and in their order."""
+    """{job: {who: ms}}, the jobs with a target first and in their order. Without those that are no times."""
     jobs = {}
     for entry in raw["benchmarks"]:
         if entry.get("error_occurred"):
             sys.exit(f"{entry['name']}: {entry.get('error_message', 'failed')}")
-        if entry.get("aggregate_name") != "median":
+        if entry.get("aggregate_name") != "median" or "bytes" in entry:
             continue
         job, who = entry["run_name"].removesuffix("/real_time").rsplit("/", 1)
         jobs.setdefault(job, {})[who] = entry["real_time"]
@@ -112,16 +112,17 @@ def is_ours(who):
 
 def print_services(jobs):
     services = {job: times for job, times in jobs.items()
-                if "kernel" in times and "copy" not in times and not all(map(is_ours, times))}
+                if "kernel" in times and "copy" not in times and len(times) > 1}
     if not services:
         return
-    print(f"\n{'job':24}{'ours ms':>9}{'x peer':>8}  {'best peer':16} others: ms, x peer")
+    print(f"\n{'job':40}{'ours ms':>9}{'x peer':>8}  {'best peer':20} others: ms, x peer")
     for job, times in sorted(services.items(), key=lambda item: [int(part) if part.isdigit() else part
                                                                  for part in re.split(r"(\d+)", item[0])]):
-        peer, best = min(((who, ms) for who, ms in times.items() if not is_ours(who)), key=lambda item: item[1])
+        peers = [who for who in times if not is_ours(who)] or [who for who in times if who != "kernel"]
+        peer, best = min(((who, times[who]) for who in peers), key=lambda item: item[1])
         others = [f"{who} {ms:.3f}, {ms / best:.2f}" for who, ms in sorted(times.items(), key=lambda item: item[1])
                   if who not in ("kernel", peer)]
-        print(f"{job:24}{times['kernel']:9.3f}{times['kernel'] / best:8.2f}  {peer:16} {'; '.join(others)}")
+        print(f"{job:40}{times['kernel']:9.3f}{times['kernel'] / best:8.2f}  {peer:20} {'; '.join(others)}")
 
 
 def print_lines(jobs):
@@ -134,6 +135,16 @@ def print_lines(jobs):
         nanoseconds = times["kernel"] * 1e6 / LINE_PIXELS
         ratio = times["kernel"] / times["copy"] if "copy" in times else 0
         print(f"{bits:6}{nanoseconds:10.4f}{bits / 8 / nanoseconds:8.1f}{ratio:8.2f}")
+
+
+def print_held(raw):
+    held = [entry for entry in raw["benchmarks"] if entry.get("aggregate_name") == "median" and "bytes" in entry]
+    if not held:
+        return
+    print("\nBytes of memory that a picture takes in each placement")
+    for entry in held:
+        job, who = re.sub("/iterations:[0-9]*|/real_time", "", entry["run_name"]).rsplit("/", 1)
+        print(f"{job.removesuffix(' held'):16}{who:20}{entry['bytes']:12,.0f}, {entry['bytes'] / entry['of']:.2f} of its rows")
 
 
 def main():
@@ -158,6 +169,7 @@ def main():
     print_jobs(jobs, from_pillow)
     print_services(jobs)
     print_lines(jobs)
+    print_held(raw)
     print(f"\nOne thread but for work items, medians of {arguments.repetitions}, on {context.get('num_cpus', '?')} processors of "
           f"{context.get('mhz_per_cpu', '?')} MHz.")
     if missing:
