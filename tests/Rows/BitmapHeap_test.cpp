@@ -184,5 +184,52 @@ TEST(BitmapHeap, GrowsAndShrinksInStepsAndTrimsToARest)
     EXPECT_EQ(h.strayBytes(), 0u);
 }
 
+TEST(BitmapHeap, KnowsOfItsFreeBlocksWhatAWalkTells)
+{
+    const LiveBlocks live;
+    size_t knew = 0;
+    for (unsigned seed = 1; seed <= 4; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        Heap h, twin;
+        FreeBlocks known;
+        BitmapHeap knowing(&h.memory, &known);
+        std::vector<R_UINT64> held;
+        for (unsigned step = 0; step < 20000; ++step) {
+            const size_t size = 1 + random() % (random() % 90 == 0 ? 30000 : 50 + step / 50);
+            const size_t at = held.empty() ? 0 : random() % held.size();
+            const auto action = static_cast<unsigned>(random() % 4000);
+            if (action < 1600 || held.empty()) {
+                held.push_back(knowing.allocate(size));
+                ASSERT_EQ(held.back(), twin.heap.allocate(size));
+            } else if (action < 2800) {
+                const R_UINT64 moved = knowing.reallocate(held[at], size);
+                ASSERT_EQ(moved, twin.heap.reallocate(held[at], size));
+                held[at] = moved;
+            } else if (action < 3998) { // callers, who know of nothing, now and then
+                action < 2802 ? R_HeapFree(h.memory, held[at]) : knowing.free(held[at]);
+                twin.heap.free(held[at]);
+                held[at] = held.back();
+                held.pop_back();
+            } else if (action < 3999) {
+                ASSERT_EQ(knowing.grow(size), twin.heap.grow(size));
+            } else {
+                ASSERT_EQ(knowing.trim(), twin.heap.trim());
+            }
+            knew += known.active() ? 1u : 0u;
+        }
+        EXPECT_EQ(h.strayBytes(), twin.strayBytes());
+        for (const R_UINT64 word : {0u, 8u, 16u}) EXPECT_EQ(h.word(word), twin.word(word));
+        known.stop();
+        const FailingAllocation fault(1, kFailHeap);
+        const R_UINT64 large = knowing.allocate(1 << 20); // memory for the heap, and none beside it
+        EXPECT_EQ(large, twin.heap.allocate(1 << 20));
+        EXPECT_TRUE(fault.happened());
+        known.stop();
+    }
+    EXPECT_GT(knew, 40000u);
+    EXPECT_EQ(live.count(), 0) << live.text();
+}
+
 } // namespace
 } // namespace rv::test

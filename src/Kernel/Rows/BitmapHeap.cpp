@@ -11,6 +11,7 @@ namespace {
 constexpr R_UINT64 kStep = 262144;                    // heaps grow to multiples of it
 constexpr R_UINT64 kKeptAtEnd = 128;                  // the free payload that trimming leaves
 constexpr R_UINT64 kMaxSize = UINT64_MAX / 2 - kStep; // no sum of two of these wraps
+constexpr int kShortWalk = 64;                        // free blocks that are looked at before the list is learnt
 
 constexpr R_UINT64 roundedUp(R_UINT64 size, R_UINT64 step) noexcept { return (size + step - 1) / step * step; }
 
@@ -33,6 +34,7 @@ bool BitmapHeap::create(void** address, R_UINT64 capacity) noexcept
 
 void BitmapHeap::destroy() noexcept
 {
+    if (known_ != nullptr) known_->stop();
     if (*address_ == nullptr) return;
     returnConventional(capacity());
     platform().release(*address_);
@@ -101,6 +103,7 @@ bool BitmapHeap::trim() noexcept
     if (!isFree(last) || block(last)->payload <= kKeptAtEnd) return false;
     if (!resize(capacity() - block(last)->payload + kKeptAtEnd + sizeof(Block))) return false;
     block(last)->payload = kKeptAtEnd;
+    if (known_ != nullptr) known_->stop(); // its memory goes with the rest
     return true;
 }
 
@@ -127,23 +130,84 @@ void BitmapHeap::coverNewRoom() noexcept
     const R_UINT64 end = capacity();
     const R_UINT64 last = header()->lastBlock;
     if (isFree(last)) {
-        block(last)->payload = end - last - sizeof(Block);
+        setPayload(last, end - last - sizeof(Block));
         return;
     }
     const R_UINT64 added = last == 0 ? sizeof(Header) : endOf(last, block(last)->payload);
     insertAfter(last, added, end - added - sizeof(Block));
 }
 
-R_UINT64 BitmapHeap::firstFit(R_UINT64 size) const noexcept
+R_UINT64 BitmapHeap::firstFit(R_UINT64 size) noexcept
 {
+    if (size != 0 && size <= FreeBlocks::kMostTold)
+        if (const FreeBlocks* const known = this->known(); known != nullptr) return known->find(size);
     R_UINT64 offset = header()->freeHead;
-    while (offset != 0 && block(offset)->payload < size) offset = block(offset)->nextFree;
+    int walked = 0;
+    for (; offset != 0 && block(offset)->payload < size; ++walked) offset = block(offset)->nextFree;
+    if (walked > kShortWalk) learnFree();
     return offset;
 }
+
+// --- What is known of the list. A free block's payload begins with its place there.
+
+/// Null where nothing is known. Every change by others leaves another block at the head.
+FreeBlocks* BitmapHeap::known() noexcept
+{
+    if (known_ == nullptr || !known_->active()) return nullptr;
+    if (known_->head == header()->freeHead) return known_;
+    known_->stop();
+    return nullptr;
+}
+
+/// Without memory, or with a block that has no room for its place, the list is walked as before.
+void BitmapHeap::learnFree() noexcept
+{
+    if (known_ == nullptr) return;
+    size_t count = 0;
+    R_UINT64 last = 0;
+    for (R_UINT64 offset = header()->freeHead; offset != 0; offset = block(offset)->nextFree, ++count) last = offset;
+    known_->stop();
+    if (!known_->start(count)) return;
+    known_->head = header()->freeHead;
+    for (R_UINT64 offset = last; offset != 0 && known_->active(); offset = block(offset)->prevFree)
+        givePlace(*known_, offset);
+}
+
+void BitmapHeap::givePlace(FreeBlocks& known, R_UINT64 offset) noexcept
+{
+    const R_UINT64 payload = block(offset)->payload;
+    const uint32_t place = payload < sizeof place ? FreeBlocks::kNoPlace : known.put(offset, payload);
+    if (place == FreeBlocks::kNoPlace) return known.stop();
+    std::memcpy(data(offset), &place, sizeof place);
+}
+
+/// For a block in the list: what it has from now on, 0 where it leaves the list.
+void BitmapHeap::tell(FreeBlocks& known, R_UINT64 offset, R_UINT64 payload) noexcept
+{
+    uint32_t place = FreeBlocks::kNoPlace;
+    if (block(offset)->payload >= sizeof place) std::memcpy(&place, data(offset), sizeof place);
+    if (known.holds(place, offset))
+        known.set(place, payload);
+    else
+        known.stop(); // somebody has written there
+}
+
+void BitmapHeap::setPayload(R_UINT64 offset, R_UINT64 payload) noexcept
+{
+    FreeBlocks* const known = isFree(offset) ? this->known() : nullptr;
+    if (known != nullptr && payload < sizeof(uint32_t))
+        known->stop(); // also the heap may end there now
+    else if (known != nullptr)
+        tell(*known, offset, payload);
+    block(offset)->payload = payload;
+}
+
+// --- The list
 
 /// Marks a block free and makes it the first of the free ones.
 void BitmapHeap::pushFree(R_UINT64 offset) noexcept
 {
+    FreeBlocks* const known = this->known();
     const R_UINT64 head = header()->freeHead;
     Block* const freed = block(offset);
     freed->inUse = 0;
@@ -151,10 +215,15 @@ void BitmapHeap::pushFree(R_UINT64 offset) noexcept
     freed->nextFree = head;
     if (head != 0) block(head)->prevFree = offset;
     header()->freeHead = offset;
+    if (known == nullptr) return;
+    known->head = offset;
+    givePlace(*known, offset);
 }
 
 void BitmapHeap::unlinkFree(R_UINT64 offset) noexcept
 {
+    FreeBlocks* const known = this->known();
+    if (known != nullptr) tell(*known, offset, 0);
     const R_UINT64 previous = block(offset)->prevFree;
     const R_UINT64 next = block(offset)->nextFree;
     if (previous != 0)
@@ -162,6 +231,7 @@ void BitmapHeap::unlinkFree(R_UINT64 offset) noexcept
     else
         header()->freeHead = next;
     if (next != 0) block(next)->prevFree = previous;
+    if (known != nullptr) known->head = header()->freeHead;
 }
 
 /// Makes a free block of the room behind a block (0: of a heap without blocks).
@@ -200,7 +270,7 @@ void BitmapHeap::mergeWithNext(R_UINT64 offset) noexcept
         block(beyond)->prevPhys = offset;
     else
         header()->lastBlock = offset;
-    block(offset)->payload += sizeof(Block) + block(next)->payload;
+    setPayload(offset, block(offset)->payload + sizeof(Block) + block(next)->payload);
 }
 
 } // namespace rv

@@ -12,15 +12,19 @@
 /// belong to none until the heap grows.
 #pragma once
 
-#include "R_Types.h"
+#include "Kernel/Rows/FreeBlocks.h"
 
 namespace rv {
 
 /// The heap whose address stands in *address, which is changed when the heap moves. It is not locked: one thread at a
 /// time may change it. Its bytes count as conventional memory of the process.
+///
+/// Where the caller keeps a FreeBlocks beside the heap, a long list of free blocks is not walked: it is known there
+/// until somebody who does not know of it changes the list, and blocks are the same with it and without. All changes
+/// but R_HeapFree's must come with it then.
 class BitmapHeap {
 public:
-    explicit BitmapHeap(void** address) noexcept : address_(address) {}
+    explicit BitmapHeap(void** address, FreeBlocks* known = nullptr) noexcept : address_(address), known_(known) {}
 
     /// A new heap, one free block, at *address. False: there was no memory, and *address is as it was.
     static bool create(void** address, R_UINT64 capacity) noexcept;
@@ -71,7 +75,12 @@ private:
 
     bool resize(R_UINT64 capacity) noexcept;
     void coverNewRoom() noexcept;
-    R_UINT64 firstFit(R_UINT64 size) const noexcept;
+    R_UINT64 firstFit(R_UINT64 size) noexcept;
+    FreeBlocks* known() noexcept;
+    void learnFree() noexcept;
+    void setPayload(R_UINT64 offset, R_UINT64 payload) noexcept;
+    void givePlace(FreeBlocks& known, R_UINT64 offset) noexcept;
+    void tell(FreeBlocks& known, R_UINT64 offset, R_UINT64 payload) noexcept;
     void pushFree(R_UINT64 offset) noexcept;
     void unlinkFree(R_UINT64 offset) noexcept;
     void insertAfter(R_UINT64 offset, R_UINT64 added, R_UINT64 payload) noexcept;
@@ -79,6 +88,7 @@ private:
     void mergeWithNext(R_UINT64 offset) noexcept;
 
     void** address_;
+    FreeBlocks* known_;
 };
 
 } // namespace rv

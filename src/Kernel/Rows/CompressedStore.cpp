@@ -28,7 +28,8 @@ struct RowSlot {
     R_UINT64 runs;
 };
 
-/// A band of rows, as the record's pointers lead to it. One slot for each row stands behind it.
+/// A band of rows, as the record's pointers lead to it. One slot for each row stands behind it, and before it what is
+/// known of its heap, which is nobody else's business.
 struct Band {
     void* scratch;  ///< room for the runs of any row
     void* blankRow; ///< a 32-bit count and the runs of a blank row that needs more than one; else null
@@ -36,8 +37,10 @@ struct Band {
     void* heap;
 
     RowSlot* slots() noexcept { return reinterpret_cast<RowSlot*>(this + 1); }
+    FreeBlocks* known() noexcept { return reinterpret_cast<FreeBlocks*>(this) - 1; }
+    BitmapHeap runs() noexcept { return BitmapHeap(&heap, known()); }
 };
-static_assert(sizeof(Band) == 32 && sizeof(RowSlot) == 16);
+static_assert(sizeof(Band) == 32 && sizeof(RowSlot) == 16 && sizeof(FreeBlocks) % alignof(Band) == 0);
 
 /// What the record's handle leads to. A packed row stands behind it, for writes of pieces.
 struct Rows {
@@ -103,18 +106,30 @@ void* blankRowOf(R_INT width) noexcept
     return block;
 }
 
+Band* allocateBand(R_INT rows) noexcept
+{
+    void* const block = allocateZeroed(sizeof(FreeBlocks) + bandBytes(rows));
+    return block != nullptr ? reinterpret_cast<Band*>(static_cast<FreeBlocks*>(block) + 1) : nullptr;
+}
+
+/// The band alone, without what it leads to.
+void releaseBand(Band* band) noexcept
+{
+    if (band != nullptr) platform().release(band->known());
+}
+
 void destroyBand(Band* band) noexcept
 {
-    BitmapHeap(&band->heap).destroy();
+    band->runs().destroy();
     platform().release(band->blankRow);
     platform().release(band->scratch);
-    platform().release(band);
+    releaseBand(band);
 }
 
 /// A band of blank rows; null without memory.
 Band* createBand(R_INT rows, R_INT width) noexcept
 {
-    auto* const band = static_cast<Band*>(allocateZeroed(bandBytes(rows)));
+    Band* const band = allocateBand(rows);
     if (band == nullptr) return nullptr;
     band->scratchBytes = (static_cast<R_UINT64>(width) + 4) * kRunBytes;
     band->scratch = platform().allocate(band->scratchBytes);
@@ -128,10 +143,11 @@ Band* createBand(R_INT rows, R_INT width) noexcept
 }
 
 /// A band with the rows of another, which stays, and slots for more.
-Band* extendedBand(const Band* band, R_INT rows, R_INT newRows) noexcept
+Band* extendedBand(Band* band, R_INT rows, R_INT newRows) noexcept
 {
-    auto* const extended = static_cast<Band*>(allocateZeroed(bandBytes(newRows)));
-    if (extended != nullptr) std::memcpy(static_cast<void*>(extended), band, bandBytes(rows));
+    Band* const extended = allocateBand(newRows);
+    if (extended != nullptr)
+        std::memcpy(static_cast<void*>(extended->known()), band->known(), sizeof(FreeBlocks) + bandBytes(rows));
     return extended;
 }
 
@@ -160,7 +176,7 @@ public:
     {
         if (bands_ == nullptr) return;
         while (made_ > first_) destroyBand(bands_[--made_]);
-        if (extended_ < first_) platform().release(bands_[extended_]);
+        if (extended_ < first_) releaseBand(bands_[extended_]);
         platform().release(bands_);
     }
     NewBands(const NewBands&) = delete;
@@ -169,7 +185,7 @@ public:
     explicit operator bool() const noexcept { return complete_; }
     void moveInto(Rows& rows) noexcept
     {
-        if (extended_ < first_) platform().release(rows.bands[extended_]);
+        if (extended_ < first_) releaseBand(rows.bands[extended_]);
         platform().release(rows.bands);
         rows.bands = std::exchange(bands_, nullptr);
     }
@@ -190,7 +206,7 @@ void dropRows(Rows& rows, R_INT height) noexcept
     const R_INT64 end = std::min<R_INT64>(rows.height, kept << kBandShift);
     for (R_INT64 row = height; row < end; ++row) {
         RowSlot& slot = rows.slot(row);
-        BitmapHeap(&rows.band(row)->heap).free(slot.offset);
+        rows.band(row)->runs().free(slot.offset);
         slot = {};
     }
     rows.height = height;
@@ -224,7 +240,7 @@ RunList runsOf(const Rows& rows, R_INT64 row, const R_UINT16& shortBlank) noexce
 {
     Band* const band = rows.band(row);
     const RowSlot& slot = rows.slot(row);
-    if (slot.offset != 0) return {BitmapHeap(&band->heap).data(slot.offset), slot.runs};
+    if (slot.offset != 0) return {band->runs().data(slot.offset), slot.runs};
     if (band->blankRow == nullptr) return {&shortBlank, 1};
     R_UINT count = 0;
     std::memcpy(&count, band->blankRow, sizeof count);
@@ -240,7 +256,7 @@ void decodeRow(const Rows& rows, R_INT64 row, uint8_t* bytes, size_t first, size
 
 Status storeRuns(const Rows& rows, R_INT64 row, const void* runs, size_t count) noexcept
 {
-    BitmapHeap heap(&rows.band(row)->heap);
+    BitmapHeap heap = rows.band(row)->runs();
     RowSlot& slot = rows.slot(row);
     const size_t bytes = count * kRunBytes;
     const R_UINT64 offset = slot.offset != 0 ? heap.reallocate(slot.offset, bytes) : heap.allocate(bytes);
@@ -343,7 +359,7 @@ public:
     {
         const Rows* const rows = rowsOf(slots);
         if (rows == nullptr || rows->height == 0) return 0;
-        return static_cast<R_UINT64>(bandsOf(rows->height)) * BitmapHeap(&rows->band(0)->heap).capacity();
+        return static_cast<R_UINT64>(bandsOf(rows->height)) * rows->band(0)->runs().capacity();
     }
 };
 
@@ -380,7 +396,7 @@ Status growHeaps(const StoreSlots& slots, R_UINT64 bytes) noexcept
     if (rows == nullptr) return ERROR_INV_BITMAP;
     const R_INT64 bands = bandsOf(rows->height);
     for (R_INT64 band = bands; band-- > 0;)
-        if (!BitmapHeap(&rows->bands[band]->heap).grow(bytes / static_cast<R_UINT64>(bands))) return FAILURE;
+        if (!rows->bands[band]->runs().grow(bytes / static_cast<R_UINT64>(bands))) return FAILURE;
     return SUCCESS;
 }
 
@@ -389,7 +405,7 @@ Status trimHeaps(const StoreSlots& slots) noexcept
     const Rows* const rows = rowsOf(slots);
     if (rows == nullptr) return ERROR_INV_BITMAP;
     for (R_INT64 band = bandsOf(rows->height); band-- > 0;)
-        if (!BitmapHeap(&rows->bands[band]->heap).trim()) return FAILURE;
+        if (!rows->bands[band]->runs().trim()) return FAILURE;
     return SUCCESS;
 }
 
