@@ -118,6 +118,47 @@ Step decodeRuns()
     return [=] { return encoded && same && forms->decode(); };
 }
 
+/// Pages one above the other that move down with each pass: every row is written anew, longer or shorter than it was.
+class RewrittenPages {
+public:
+    explicit RewrittenPages(R_UINT memory)
+    {
+        good_ = R_CreateBitmap(&record_, BITMAPHANDLE_SIZE, memory, kWidth, kRows, 1, ORDER_RGB, nullptr, TOP_LEFT,
+                               nullptr, 0) == SUCCESS;
+    }
+    ~RewrittenPages()
+    {
+        if (good_) R_FreeBitmap(&record_);
+    }
+    RewrittenPages(const RewrittenPages&) = delete;
+    RewrittenPages& operator=(const RewrittenPages&) = delete;
+    bool moveDown()
+    {
+        at_ += 1009;
+        std::vector<uint8_t> row(record_.BytesPerLine);
+        for (R_INT y = 0; good_ && y < kRows; ++y) {
+            std::memcpy(row.data(), pageOfText() + (at_ + static_cast<size_t>(y)) % kHeight * kRowBytes, kRowBytes);
+            good_ = R_PutBitmapRow(&record_, row.data(), y, row.size()) == static_cast<R_SSIZE>(row.size());
+        }
+        return good_;
+    }
+
+private:
+    static constexpr R_INT kRows = 32768;
+    BITMAPHANDLE record_;
+    bool good_;
+    size_t at_ = 0;
+};
+
+MakeStep rewriteRows(R_UINT memory)
+{
+    return [=]() -> Step {
+        const auto pages = std::make_shared<RewrittenPages>(memory);
+        for (int pass = 0; pass < 6; ++pass) (void)pages->moveDown(); // until free room is as scattered as it gets
+        return [=] { return pages->moveDown(); };
+    };
+}
+
 #if defined(RV_BENCH_LIBTIFF)
 /// A file of libtiff's in memory.
 class TiffMemory {
@@ -242,6 +283,8 @@ void registerRuns()
     measure("page to runs", "copy", copyOf(kBytes));
     measure("runs to page", "kernel", decodeRuns);
     measure("runs to page", "copy", copyOf(kBytes));
+    measure("rewrite tall pages", "kernel", rewriteRows(MEM_COMPRESSED));
+    measure("rewrite tall pages", "kernel, conventional", rewriteRows(MEM_CONVENTIONAL));
 #if defined(RV_BENCH_LIBTIFF)
     measureTiff("PackBits", COMPRESSION_PACKBITS);
     measureTiff("G3", COMPRESSION_CCITTFAX3);
