@@ -144,6 +144,11 @@ TEST(CompressedStore, RefusesRowsAndRecordsThatAreNotItsOwn)
         EXPECT_EQ(R_GetBitmapRow(&stray, row, 0, 8), ERROR_INV_BITMAP);
         EXPECT_EQ(R_GrowBitmapHeap(&stray, 9), ERROR_INV_BITMAP);
     }
+    for (const R_UINT other : {FLAG_TILED, FLAG_SUPER_COMPRESSED, FLAG_DISK_MEMORY}) {
+        stray.Flags = FLAG_ALLOCATED | other;
+        stray.Addr.Handle = reinterpret_cast<void*>(size_t{0x1C4}); // a number of the system's
+        EXPECT_LT(R_GetBitmapRow(&stray, row, 0, 8), 0);
+    }
     EXPECT_EQ(R_GrowBitmapHeap(&linear, 1), ERROR_INV_PARAMETER);
 }
 

@@ -65,12 +65,8 @@ constexpr R_INT rowsInBand(R_INT height, R_INT64 band) noexcept
 
 Rows* rowsOf(const StoreSlots& slots) noexcept
 {
-    constexpr uintptr_t kNoAddress = 65536; // what the system calls a handle may be a number below
-    const auto address = reinterpret_cast<uintptr_t>(slots.handle);
-    if (address < kNoAddress || address % alignof(Rows) != 0) return nullptr;
-    auto* const rows = static_cast<Rows*>(slots.handle);
-    const bool ours = std::memcmp(rows->tag, Rows::kTag, sizeof rows->tag) == 0 && rows->bands == slots.pointer;
-    return ours ? rows : nullptr;
+    auto* const rows = taggedAs<Rows>(slots.handle, Rows::kTag);
+    return rows != nullptr && rows->bands == slots.pointer ? rows : nullptr;
 }
 
 void* allocateZeroed(R_UINT64 bytes) noexcept

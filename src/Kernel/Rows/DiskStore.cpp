@@ -124,12 +124,7 @@ DiskRows* DiskRows::make(R_UINT64 bytes, R_SIZE windowBytes) noexcept
     return nullptr;
 }
 
-DiskRows* DiskRows::of(const StoreSlots& slots) noexcept
-{
-    if (slots.handle == nullptr || reinterpret_cast<uintptr_t>(slots.handle) % alignof(DiskRows) != 0) return nullptr;
-    auto* const rows = static_cast<DiskRows*>(slots.handle);
-    return std::memcmp(rows->tag_, kTag, sizeof kTag) == 0 ? rows : nullptr;
-}
+DiskRows* DiskRows::of(const StoreSlots& slots) noexcept { return taggedAs<DiskRows>(slots.handle, kTag); }
 
 void DiskRows::end() noexcept
 {

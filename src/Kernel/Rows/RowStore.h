@@ -6,6 +6,9 @@
 #include "Kernel/Base/Status.h"
 #include "R_Types.h"
 
+#include <cstdint>
+#include <cstring>
+
 namespace rv {
 
 /// The slots in which a store keeps its state.
@@ -14,6 +17,16 @@ struct StoreSlots {
     void* pointer = nullptr;
     R_UINT64 dataOffset = 0;
 };
+
+/// What a store has behind a handle, told by the tag that it begins with. Null: the handle is somebody else's; what the
+/// system calls a handle may be a small number, and no address.
+template <class T> T* taggedAs(void* handle, const char (&tag)[4]) noexcept
+{
+    constexpr uintptr_t kNoAddress = 65536;
+    const auto address = reinterpret_cast<uintptr_t>(handle);
+    if (address < kNoAddress || address % alignof(T) != 0) return nullptr;
+    return std::memcmp(handle, tag, sizeof tag) == 0 ? static_cast<T*>(handle) : nullptr;
+}
 
 /// What a store holds.
 struct StoreShape {

@@ -184,10 +184,7 @@ Status Bands::make(Codec&& codec, const Cut& cut, R_INT height, Bands** made) no
 
 Bands* Bands::of(const StoreSlots& slots) noexcept
 {
-    auto* const bands = static_cast<Bands*>(slots.handle);
-    if (bands == nullptr || slots.pointer != nullptr || reinterpret_cast<uintptr_t>(bands) % alignof(Bands) != 0)
-        return nullptr;
-    return std::memcmp(bands->tag_, kTag, sizeof kTag) == 0 ? bands : nullptr;
+    return slots.pointer == nullptr ? taggedAs<Bands>(slots.handle, kTag) : nullptr;
 }
 
 void Bands::remove() noexcept

@@ -12,11 +12,7 @@ namespace rv {
 namespace {
 
 /// The tiles behind slots; null where they are another's.
-TileSet* tilesOf(const StoreSlots& slots) noexcept
-{
-    auto* const set = static_cast<TileSet*>(slots.handle);
-    return set != nullptr && std::memcmp(set->tag, TileSet::kTag, sizeof set->tag) == 0 ? set : nullptr;
-}
+TileSet* tilesOf(const StoreSlots& slots) noexcept { return taggedAs<TileSet>(slots.handle, TileSet::kTag); }
 
 /// Calls move(rows in place, bytes) for the tiles that a stretch of bytes lies in, until it answers no. Rows follow
 /// each other as they would in one block. `lost` is the status of a tile that cannot be reached.
