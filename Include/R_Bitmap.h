@@ -1,7 +1,9 @@
 /// The bitmap record and its life: initialise, allocate, access, release, free.
 ///
 /// The caller owns the record; the kernel owns what the record points to. One thread at a time may work on a
-/// bitmap. Every call accepts both record sizes and touches no byte past the declared one.
+/// bitmap; while it holds an access and changes nothing, others may read rows with R_GetBitmapRow and
+/// R_GetBitmapRowCol, wherever the kernel has placed them. Every call accepts both record sizes and touches no byte
+/// past the declared one.
 #ifndef R_BITMAP_H
 #define R_BITMAP_H
 
@@ -221,7 +223,7 @@ R_API R_INT R_CreateBitmapWithCallbacks(BITMAPHANDLE* pBitmap, R_UINT uStructSiz
 /// fit in conventional memory goes to tiles or to a temporary file unless the flags forbid it.
 /// Errors: ERROR_INV_PARAMETER null or a set of flags that makes no sense; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE no
 /// pixels, or rows that the size does not cover; ERROR_FAILURE no memory or room on disk;
-/// ERROR_MEMORY_LIMIT; what a callback answers.
+/// ERROR_MEMORY_LIMIT; what a callback answers. The record has no pixels then.
 /// A record's earlier pixels are not freed: they may be another record's by now.
 R_API R_INT R_AllocateBitmap(BITMAPHANDLE* pBitmap, R_UINT uMemory) R_NOEXCEPT;
 /// Frees the pixels and all else the record owns. The geometry stays, so that the record can be allocated again.
@@ -255,7 +257,8 @@ R_API R_INT R_SetBitmapDataPointer(BITMAPHANDLE* pBitmap, void* pData, R_UINT64 
 
 /// Changes the number of rows of an allocated bitmap. Rows that remain keep their pixels; new ones are zero.
 /// Errors: ERROR_INV_BITMAP; ERROR_INV_STRUCT_SIZE; ERROR_INV_PARAMETER locked or borrowed pixels; ERROR_INV_SIZE
-/// negative; ERROR_INV_BITS_PER_PIXEL; ERROR_FAILURE no memory or room on disk, and the bitmap is as it was.
+/// negative; ERROR_INV_BITS_PER_PIXEL; ERROR_FAILURE no memory or room on disk, ERROR_MEMORY_LIMIT where tiles or
+/// super-compressed rows would pass it, and the bitmap is as it was.
 R_API R_INT R_ChangeBitmapHeight(BITMAPHANDLE* pBitmap, R_INT nHeight) R_NOEXCEPT;
 
 /// Compares two records, then their pixels and tables. *pbEqual says whether they are equal; pszText (uTextChars

@@ -14,6 +14,8 @@
 /// On disk: ERROR_FILE_LSEEK a place that the file does not have, ERROR_FILE_READ, ERROR_FILE_WRITE,
 /// ERROR_NO_DISK_SPACE. Rows that were written may wait in memory until the last access is released; when they cannot
 /// be put in their place, the call that tried says so, and they go on waiting.
+/// Super-compressed: ERROR_MEMORY_LIMIT or ERROR_FAILURE when there is no memory to pack rows that were written before,
+/// which make room for this one. They are kept, and packed by a later call.
 R_API R_SSIZE R_GetBitmapRow(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow, R_SIZE uBytes) R_NOEXCEPT;
 R_API R_SSIZE R_PutBitmapRow(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow, R_SIZE uBytes) R_NOEXCEPT;
 R_API R_SSIZE R_GetBitmapRowCol(BITMAPHANDLE* pBitmap, void* pBuffer, R_INT nRow, R_INT nCol, R_SIZE uBytes) R_NOEXCEPT;

@@ -1,11 +1,14 @@
+#include "Internal/R_Int.h"
 #include "Kernel/Pixels/BitCopy.h"
 #include "Support/FailingPlatform.h"
 #include "Support/World.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
 #include <random>
+#include <thread>
 
 namespace rv::test {
 namespace {
@@ -54,34 +57,91 @@ TEST(RowCalls, ReturnARowCallbacksAnswer)
     EXPECT_EQ(rows.column, 6);
 }
 
+/// Writes and reads pieces of rows, and keeps a plain buffer beside them.
+void movePieces(const TestBitmap& p, std::vector<uint8_t>& model)
+{
+    const Scene& scene = p.scene();
+    const R_INT bits = scene.bits;
+    std::mt19937 random(static_cast<unsigned>(bits));
+    const auto below = [&](R_INT64 n) { return static_cast<R_INT>(random() % static_cast<uint64_t>(n)); };
+    ASSERT_EQ(R_AccessBitmap(p), SUCCESS);
+    for (int step = 0; step < 300; ++step) {
+        const R_INT row = below(scene.height), column = below(scene.width);
+        uint8_t* const modelRow = model.data() + static_cast<size_t>(row) * p->BytesPerLine;
+        const auto first = static_cast<size_t>(column * bits / 8);
+        std::vector<uint8_t> piece(1 + static_cast<size_t>(below(R_INT64{p->BytesPerLine} - column * bits / 8)));
+        for (uint8_t& byte : piece) byte = static_cast<uint8_t>(random());
+        const bool writes = step % 2 == 0;
+        ASSERT_EQ((writes ? R_PutBitmapRowCol : R_GetBitmapRowCol)(p, piece.data(), row, column, piece.size()),
+                  static_cast<R_SSIZE>(piece.size()));
+        if (writes) std::copy(piece.begin(), piece.end(), modelRow + first);
+        ASSERT_EQ(std::memcmp(piece.data(), modelRow + first, piece.size()), 0) << step;
+        if (scene.home == Home::compressed) // pixels are kept there, and nothing that is behind them
+            for (R_INT64 bit = scene.width; bit < R_INT64{p->BytesPerLine} * 8; ++bit) setPixelAt(modelRow, bit, 1, 0);
+    }
+    ASSERT_EQ(R_ReleaseBitmap(p), SUCCESS);
+}
+
 TEST(RowCalls, RandomPiecesAgainstAPlainBuffer)
 {
     for (const R_INT bits : allDepths()) {
-        for (const Home home : allHomes()) {
+        for (const Home home : homesOf(bits)) {
             const Scene scene{.bits = bits, .home = home};
             if (!scene.possible()) continue;
-            const TestBitmap p(scene);
-            std::vector<uint8_t> model = p.pixels();
-            std::mt19937 random(static_cast<unsigned>(bits));
-            const auto below = [&](R_INT64 n) { return static_cast<R_INT>(random() % static_cast<uint64_t>(n)); };
-            ASSERT_EQ(R_AccessBitmap(p), SUCCESS);
-            for (int step = 0; step < 300; ++step) {
-                const R_INT row = below(scene.height), column = below(scene.width);
-                const size_t first =
-                    static_cast<size_t>(row) * p->BytesPerLine + static_cast<size_t>(column * bits / 8);
-                const auto room = R_INT64{p->BytesPerLine} - column * bits / 8;
-                std::vector<uint8_t> piece(static_cast<size_t>(1 + below(room)));
-                for (uint8_t& byte : piece) byte = static_cast<uint8_t>(random());
-                const bool writes = step % 2 == 0;
-                ASSERT_EQ((writes ? R_PutBitmapRowCol : R_GetBitmapRowCol)(p, piece.data(), row, column, piece.size()),
-                          static_cast<R_SSIZE>(piece.size()));
-                if (writes) std::copy(piece.begin(), piece.end(), model.begin() + static_cast<long>(first));
-                ASSERT_EQ(std::memcmp(piece.data(), model.data() + first, piece.size()), 0)
-                    << scene.text() << ", step " << step;
+            SCOPED_TRACE(scene.text());
+            const LiveBlocks live;
+            {
+                const TestBitmap p(scene);
+                std::vector<uint8_t> model = p.pixels();
+                movePieces(p, model);
+                if (HasFatalFailure()) return;
+                EXPECT_EQ(p.pixels(), model);
+                if (home != Home::user && home != Home::callbacks) {
+                    for (const R_INT height : {5, 14}) {
+                        ASSERT_EQ(R_ChangeBitmapHeight(p, height), SUCCESS);
+                        model.resize(size_t{p->BytesPerLine} * static_cast<size_t>(height));
+                        EXPECT_EQ(p.pixels(), model);
+                    }
+                }
+                ASSERT_EQ(R_IntFlipBitmap(p), SUCCESS);
+                std::vector<uint8_t> flipped;
+                for (size_t end = model.size(); end > 0; end -= p->BytesPerLine)
+                    flipped.insert(flipped.end(), model.begin() + static_cast<long>(end - p->BytesPerLine),
+                                   model.begin() + static_cast<long>(end));
+                EXPECT_EQ(p.pixels(), flipped);
             }
-            ASSERT_EQ(R_ReleaseBitmap(p), SUCCESS);
-            EXPECT_EQ(p.pixels(), model) << scene.text();
+            EXPECT_EQ(live.count(), 0) << live.text();
         }
+    }
+}
+
+TEST(RowCalls, SeveralThreadsReadOneBitmap)
+{
+    for (const Home home : homesOf(1)) {
+        const R_INT bits = home == Home::compressed ? 1 : 8;
+        const Scene scene{.bits = bits, .home = home, .width = 32000 / bits, .height = 400};
+        if (!scene.possible() || home == Home::callbacks) continue; // those are the test's own
+        const TestBitmap p(scene);
+        std::vector<uint8_t> model = p.pixels();
+        for (size_t i = 0; i < model.size(); ++i) model[i] = static_cast<uint8_t>(i / 480); // more bands than are open
+        p.setPixels(model);
+        ASSERT_EQ(R_AccessBitmap(p), SUCCESS);
+        std::atomic<int> wrong{0};
+        std::vector<std::thread> readers;
+        for (unsigned seed = 0; seed < 3; ++seed)
+            readers.emplace_back([&, seed] {
+                std::mt19937 random(seed);
+                std::vector<uint8_t> row(p->BytesPerLine);
+                for (R_INT i = 0, y = 0; i < 600; ++i) { // a few rows in turn, then somewhere else
+                    y = i % 20 == 0 ? static_cast<R_INT>(random() % 400) : (y + 1) % 400;
+                    if (R_GetBitmapRow(p, row.data(), y, row.size()) != static_cast<R_SSIZE>(row.size()) ||
+                        std::memcmp(row.data(), model.data() + static_cast<size_t>(y) * row.size(), row.size()) != 0)
+                        ++wrong;
+                }
+            });
+        for (std::thread& reader : readers) reader.join();
+        EXPECT_EQ(wrong, 0) << scene.text();
+        EXPECT_EQ(R_ReleaseBitmap(p), SUCCESS);
     }
 }
 

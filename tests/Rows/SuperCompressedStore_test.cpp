@@ -6,7 +6,6 @@
 
 #include <cstring>
 #include <random>
-#include <thread>
 
 namespace rv::test {
 namespace {
@@ -305,30 +304,6 @@ TEST(SuperCompressed, RefusesWhatIsNotItsOwn)
     EXPECT_TRUE(refused(rows.slots, rows.shape, 29, 0, 21));
     EXPECT_TRUE(refused(rows.slots, rows.shape, 1, 0, SIZE_MAX));
     EXPECT_TRUE(refused(rows.slots, rows.shape, 1, -1, 1) && refused(rows.slots, rows.shape, 1, INT64_MAX, 1));
-}
-
-TEST(SuperCompressed, SeveralThreadsReadAtATime)
-{
-    SKIP_WITHOUT_CODEC();
-    Rows rows(100, 64, {128, 4});
-    ASSERT_EQ(rows.created, SUCCESS);
-    for (size_t i = 0; i < rows.model.size(); ++i) rows.model[i] = static_cast<uint8_t>(i / 48);
-    ASSERT_EQ(rows.store.write(rows.slots, rows.shape, rows.model.data(), 0, 0, rows.model.size()), SUCCESS);
-    std::vector<std::thread> readers;
-    std::atomic<int> wrong{0};
-    for (unsigned seed = 0; seed < 3; ++seed)
-        readers.emplace_back([&, seed] {
-            std::mt19937 random(seed);
-            uint8_t row[64];
-            for (int i = 0; i < 2000; ++i) {
-                const auto y = static_cast<R_INT64>(random() % 100);
-                if (!rows.store.read(rows.slots, rows.shape, row, y, 0, 64).ok() ||
-                    std::memcmp(row, rows.at(y, 0), 64) != 0)
-                    ++wrong;
-            }
-        });
-    for (std::thread& reader : readers) reader.join();
-    EXPECT_EQ(wrong, 0);
 }
 
 } // namespace

@@ -61,7 +61,8 @@ public:
     virtual void destroy(StoreSlots& slots, const StoreShape& shape) const noexcept = 0;
     /// Keeps the rows that remain; new ones are zero. The slots and rows are untouched when it fails.
     virtual Status changeHeight(StoreSlots& slots, const StoreShape& shape, R_INT height) const noexcept = 0;
-    /// Move count bytes from byte `first` of a row on. Row, byte and count are the caller's to keep inside.
+    /// Move count bytes from byte `first` of a row on. Row, byte and count are the caller's to keep inside. Several
+    /// threads may read at a time, as long as none calls anything else.
     virtual Status read(const StoreSlots& slots, const StoreShape& shape, void* bytes, R_INT64 row, R_INT64 first,
                         R_SIZE count) const noexcept = 0;
     virtual Status write(StoreSlots& slots, const StoreShape& shape, const void* bytes, R_INT64 row, R_INT64 first,

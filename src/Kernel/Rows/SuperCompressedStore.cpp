@@ -4,6 +4,7 @@
 
 #include "Kernel/Base/System.h"
 #include "Kernel/Rows/Codec.h"
+#include "Kernel/Rows/StoreLock.h"
 
 #include <algorithm>
 #include <cstring>
@@ -59,8 +60,7 @@ public:
 
     R_UINT rowBytes() const noexcept { return cut_.rowBytes; }
     SuperCompressedStore::Usage usage() const noexcept { return {open_, bytes_}; }
-    void lock() noexcept { platform().enterLock(&lock_); }
-    void unlock() noexcept { platform().leaveLock(&lock_); }
+    StoreLock& lock() noexcept { return lock_; }
 
 private:
     Bands(Codec&& codec, const Cut& cut, R_INT height) noexcept;
@@ -85,7 +85,7 @@ private:
     Status cutTo(R_INT height) noexcept;
     Status copyTo(Bands& other) noexcept;
 
-    char tag_[4];
+    char tag_[4]; // first of all
     R_INT height_ = 0;
     Cut cut_;
     R_INT rows_;         // of each band
@@ -100,22 +100,16 @@ private:
     R_UINT64 uses_ = 0;
     R_UINT64 calls_ = 0;
     R_UINT64 bytes_ = 0; // taken of the process's conventional memory
-    LockStorage lock_;
+    StoreLock lock_;
 };
 
 /// The bands of a bitmap, for one call.
 class Call {
 public:
-    explicit Call(const StoreSlots& slots) noexcept : bands_(Bands::of(slots))
+    explicit Call(const StoreSlots& slots) noexcept
+        : bands_(Bands::of(slots)), guard_(bands_ != nullptr ? &bands_->lock() : nullptr)
     {
-        if (bands_ != nullptr) bands_->lock();
     }
-    ~Call()
-    {
-        if (bands_ != nullptr) bands_->unlock();
-    }
-    Call(const Call&) = delete;
-    Call& operator=(const Call&) = delete;
 
     Bands* operator->() const noexcept { return bands_; }
     /// Whether the bands are there and have these bytes.
@@ -127,6 +121,7 @@ public:
 
 private:
     Bands* bands_;
+    StoreGuard guard_;
 };
 
 bool isZero(const uint8_t* bytes, uint32_t count) noexcept
@@ -166,7 +161,6 @@ Bands::Bands(Codec&& codec, const Cut& cut, R_INT height) noexcept
       bandBytes_(cut.rowBytes * static_cast<uint32_t>(rows_)), codec_(std::move(codec))
 {
     std::memcpy(tag_, kTag, sizeof tag_);
-    platform().createLock(&lock_);
 }
 
 Status Bands::make(Codec&& codec, const Cut& cut, R_INT height, Bands** made) noexcept
@@ -194,9 +188,8 @@ void Bands::remove() noexcept
     for (void* const block : {static_cast<void*>(spare_), static_cast<void*>(scratch_), static_cast<void*>(table_)})
         platform().release(block);
     returnConventional(bytes_);
-    platform().destroyLock(&lock_);
-    std::memset(tag_, 0, sizeof tag_);
     this->~Bands();
+    std::memset(static_cast<void*>(this), 0, sizeof kTag); // a copy of the record finds nothing, for a while at least
     platform().release(this);
 }
 

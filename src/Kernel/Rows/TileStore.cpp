@@ -2,14 +2,32 @@
 
 #include "Kernel/Rows/TileStore.h"
 
+#include "Kernel/Rows/StoreLock.h"
 #include "Kernel/Rows/TileSet.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
+#include <new>
+#include <type_traits>
 
 namespace rv {
 
 namespace {
+
+/// What the slots lead to.
+struct Tiles {
+    TileSet set;
+    StoreLock views; ///< those that are open change also where rows are only read
+};
+
+static_assert(std::is_standard_layout_v<Tiles> && offsetof(TileSet, tag) == 0);
+
+/// Whose lock must be held while a tile's rows are in use: those in memory stay where they are.
+StoreLock* lockOf(TileSet* set, R_UINT tile) noexcept
+{
+    return set->tiles[tile].pages == nullptr ? &reinterpret_cast<Tiles*>(set)->views : nullptr;
+}
 
 /// The tiles behind slots; null where they are another's.
 TileSet* tilesOf(const StoreSlots& slots) noexcept { return taggedAs<TileSet>(slots.handle, TileSet::kTag); }
@@ -28,7 +46,9 @@ Status eachPiece(const StoreSlots& slots, const StoreShape& shape, R_INT64 row, 
     while (count > 0) {
         const R_UINT64 offset = position % set->tileBytes();
         const R_UINT64 piece = std::min<R_UINT64>(count, set->tileBytes() - offset);
-        uint8_t* const rows = set->rowsOf(static_cast<R_UINT>(position / set->tileBytes()));
+        const auto tile = static_cast<R_UINT>(position / set->tileBytes());
+        const StoreGuard guard(lockOf(set, tile));
+        uint8_t* const rows = set->rowsOf(tile);
         if (rows == nullptr) return lost;
         move(rows + offset, piece);
         position += piece;
@@ -49,9 +69,9 @@ public:
     Status create(StoreSlots& slots, const StoreShape& shape, const StoreRequest& request) const noexcept override
     {
         if (!usable(shape)) return ERROR_FAILURE;
-        auto* const set = static_cast<TileSet*>(platform().allocate(sizeof(TileSet)));
-        if (set == nullptr) return ERROR_FAILURE;
-        *set = TileSet();
+        void* const memory = platform().allocate(sizeof(Tiles));
+        if (memory == nullptr) return ERROR_FAILURE;
+        TileSet* const set = &(new (memory) Tiles())->set;
         set->rowBytes = shape.rowBytes;
         set->rowsPerTile = static_cast<R_UINT>(
             std::clamp<R_UINT64>(request.tileBytes / shape.rowBytes, 1, static_cast<R_UINT64>(shape.height)));
@@ -60,7 +80,7 @@ public:
         set->convBuffers = request.convBuffers;
         set->mayUseFile = !request.memoryOnly && !request.noDisk;
         if (const Status filled = set->changeHeight(shape.height); !filled.ok()) {
-            platform().release(set);
+            end(set);
             return filled;
         }
         slots = {set, nullptr, 0};
@@ -71,8 +91,7 @@ public:
     {
         if (TileSet* const set = tilesOf(slots); set != nullptr) {
             set->giveBack(TileSet());
-            set->tag[0] = 0; // a copy of the record that is freed too finds nothing, while the block is not used again
-            platform().release(set);
+            end(set);
         }
         slots = {};
     }
@@ -109,8 +128,19 @@ public:
         TileSet* const set = tilesOf(slots);
         if (set == nullptr || set->rowBytes != shape.rowBytes || row < 0 || row >= set->height) return nullptr;
         const auto index = static_cast<R_UINT>(row);
+        const StoreGuard guard(lockOf(set, index / set->rowsPerTile));
         uint8_t* const rows = set->rowsOf(index / set->rowsPerTile);
         return rows != nullptr ? rows + R_UINT64{index % set->rowsPerTile} * set->rowBytes : nullptr;
+    }
+
+private:
+    static void end(TileSet* set) noexcept
+    {
+        auto* const tiles = reinterpret_cast<Tiles*>(set);
+        tiles->~Tiles();
+        // A copy of the record that is freed too finds nothing, while the block is not used again.
+        std::memset(static_cast<void*>(tiles), 0, sizeof TileSet::kTag);
+        platform().release(tiles);
     }
 };
 
