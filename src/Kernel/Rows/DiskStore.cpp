@@ -1,5 +1,6 @@
 #include "Kernel/Rows/DiskStore.h"
 
+#include "Kernel/Rows/StoreLock.h"
 #include "Kernel/Services/TempFile.h"
 #include "Platform/NativeErrors.h"
 #include "Platform/Platform.h"
@@ -77,6 +78,7 @@ public:
     void end() noexcept;
 
     R_INT64 bytes() const noexcept { return bytes_; }
+    StoreLock& lock() noexcept { return lock_; } ///< for the calls below
     /// Keeps the bytes that remain; new ones are zero.
     bool resize(R_INT64 bytes) noexcept;
 
@@ -103,6 +105,7 @@ private:
     Status writeAround(const uint8_t* in, const Span& span) noexcept;
 
     char tag_[4];
+    StoreLock lock_; // reading moves what is held of the file, too
     R_INT64 file_;
     R_INT64 bytes_;
     R_INT64 windowBytes_; // of memory, behind this record
@@ -129,7 +132,8 @@ DiskRows* DiskRows::of(const StoreSlots& slots) noexcept { return taggedAs<DiskR
 void DiskRows::end() noexcept
 {
     (void)platform().closeFile(file_); // nobody misses what is gone with it
-    std::memset(tag_, 0, sizeof tag_);
+    this->~DiskRows();
+    std::memset(static_cast<void*>(this), 0, sizeof(DiskRows)); // a copy of the record finds nothing, for a while
     platform().release(this);
 }
 
@@ -282,6 +286,7 @@ Status DiskStore::read(const StoreSlots& slots, const StoreShape& shape, void* b
     if (rows == nullptr) return ERROR_INV_BITMAP;
     Span span;
     R_TRY(locate(*rows, shape, row, first, count, ERROR_FILE_READ, &span));
+    const StoreGuard guard(&rows->lock());
     return span.empty() ? Status(SUCCESS) : rows->read(static_cast<uint8_t*>(bytes), span, shape.rowBytes);
 }
 
@@ -292,13 +297,16 @@ Status DiskStore::write(StoreSlots& slots, const StoreShape& shape, const void* 
     if (rows == nullptr) return ERROR_INV_BITMAP;
     Span span;
     R_TRY(locate(*rows, shape, row, first, count, ERROR_FILE_WRITE, &span));
+    const StoreGuard guard(&rows->lock());
     return span.empty() ? Status(SUCCESS) : rows->write(static_cast<const uint8_t*>(bytes), span, shape.rowBytes);
 }
 
 Status DiskStore::settle(const StoreSlots& slots) const noexcept
 {
     DiskRows* const rows = DiskRows::of(slots);
-    return rows != nullptr ? rows->flush() : Status(SUCCESS);
+    if (rows == nullptr) return SUCCESS;
+    const StoreGuard guard(&rows->lock());
+    return rows->flush();
 }
 
 const RowStore& diskStore() noexcept { return gDiskStore; }
