@@ -220,6 +220,10 @@ TEST(CompressedStore, RunsOfTheCallersAreTakenWholeOrNotAtAll)
             EXPECT_EQ(R_PutBitmapRowCompressed(&p, rows[0], 6, 1, 2), status);
             EXPECT_EQ(R_PutBitmapRowColCompressed(&p, rows[1], 6, 1, 0, 37), status);
         }
+        const GuardedBuffer nothing(38 * sizeof(R_UINT16));
+        std::memset(nothing.data(), 0, nothing.size());
+        EXPECT_EQ(R_PutBitmapRowCompressed(&p, reinterpret_cast<R_UINT16*>(nothing.data()), ~R_SIZE{0}, 1, 1),
+                  ERROR_INV_PARAMETER);
         EXPECT_EQ(p.row(1)[0], 0) << "nothing was written";
         R_UINT16 piece[] = {2, 3};
         EXPECT_EQ(R_PutBitmapRowColCompressed(&p, piece, 4, 2, 6, 5), 1);

@@ -8,6 +8,7 @@
 #include "Kernel/Rows/CompressedStore.h"
 #include "R_Rows.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace rv {
@@ -42,18 +43,19 @@ Status checkPart(R_INT first, R_INT count, R_INT all) noexcept
 }
 
 /// How many runs make a caller's row: ERROR_BUFFER_TOO_SMALL for a row that goes on behind its room,
-/// ERROR_INV_PARAMETER for one that does not end where it should.
+/// ERROR_INV_PARAMETER for one that does not end where it should, or not after the most runs that it can have.
 Status countCallersRuns(const void* runs, size_t room, R_INT pixels, size_t* count) noexcept
 {
     *count = countRuns(runs, room, static_cast<size_t>(pixels));
     if (*count != 0) return SUCCESS;
+    const size_t most = std::min(room, mostRuns(static_cast<size_t>(pixels)));
     R_INT64 sum = 0;
-    for (size_t i = 0; i < room && sum < pixels; ++i) {
+    for (size_t i = 0; i < most && sum < pixels; ++i) {
         R_UINT16 run = 0;
         std::memcpy(&run, static_cast<const uint8_t*>(runs) + i * kRunBytes, sizeof run);
         sum += run;
     }
-    return sum < pixels ? ERROR_BUFFER_TOO_SMALL : ERROR_INV_PARAMETER;
+    return sum < pixels && most == room ? ERROR_BUFFER_TOO_SMALL : ERROR_INV_PARAMETER;
 }
 
 /// Whether the runs are at hand as they are to be moved.
