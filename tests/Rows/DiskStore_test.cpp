@@ -37,6 +37,7 @@ public:
         const size_t most = what < 60 ? shape.rowBytes : what < 95 ? 3 : size;
         const size_t count = std::min(1 + random() % most, size);
         if (what % 8 == 0) way = static_cast<int>(random() % 3);
+        if (random() % 2 == 0) std::swap(from, otherFrom), std::swap(to, otherTo), std::swap(way, otherWay);
         const size_t gap = random() % 4 == 0 ? random() % (2 * shape.rowBytes) : 0;
         const size_t wanted = way == 0 ? random() % size : way == 1 ? to + gap : from - std::min(from, gap + count);
         from = std::min(wanted, size - count);
@@ -91,8 +92,8 @@ private:
     }
 
     std::mt19937 random;
-    size_t from = 0, to = 0;
-    int way = 0;
+    size_t from = 0, to = 0, otherFrom = 0, otherTo = 0; // of two callers in turn
+    int way = 0, otherWay = 0;
 };
 
 TEST(DiskStore, HoldsWhatAPlainBufferHoldsAndLosesNothingToFaults)
@@ -144,6 +145,14 @@ TEST(DiskStore, MovesRowsInFewTransfersBothWays)
             EXPECT_FALSE(fault.happened()) << (writes ? "writing " : "reading ") << (down ? "down" : "up");
         }
     }
+    // From both ends in turn, as a flip goes: each half is read and written by the window.
+    const FailingAllocation fault(21, kFailRead | kFailPlaced);
+    for (R_INT64 y = 0; y < 32; ++y) {
+        for (const R_INT64 at : {y, 63 - y}) EXPECT_TRUE(store.read(slots, shape, row, at, 0, 64).ok());
+        for (const R_INT64 at : {63 - y, y}) EXPECT_TRUE(store.write(slots, shape, row, at, 0, 64).ok());
+    }
+    EXPECT_TRUE(store.settle(slots).ok());
+    EXPECT_FALSE(fault.happened()) << "from both ends";
     store.destroy(slots, shape);
 }
 

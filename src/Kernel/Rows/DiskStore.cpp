@@ -69,8 +69,32 @@ Status writeSpan(R_INT64 file, const uint8_t* bytes, const Span& span) noexcept
 /// would be read for nothing.
 enum class Way : uint8_t { jumps, up, down };
 
-/// A bitmap's file and the window on it. Spans that callers ask for are inside the file and not empty. Aligned as
-/// memory is, so that the window behind the record is, too.
+/// One way through the file, and the piece of it that is in memory for those who go it.
+struct Window {
+    uint8_t* memory = nullptr;
+    R_INT64 at = 0; // where in the file the memory is
+    Span held;      // what of the file it has
+    Span unwritten; // the part of it that the file has not
+    Span latest;    // what was asked for last on this way
+
+    uint8_t* place(R_INT64 position) const noexcept { return memory + (position - at); }
+    Way wayTo(const Span& span, R_INT64 rowBytes) const noexcept;
+    Status flush(R_INT64 file) noexcept;
+    bool fetch(R_INT64 file, const Span& span) noexcept;
+};
+
+/// Rows from both ends of a bitmap in turn, as a flip has them, are two ways. More would be memory for nobody.
+constexpr R_SIZE kWindows = 2;
+
+/// A window that is to move, for a caller who is going somewhere.
+struct Turn {
+    Window* window = nullptr; // null: for one who jumps about it does not
+    Span piece;               // of the file, which it is to have then
+    bool goesOn = false;      // whether the span begins or ends where the one before it ended or began
+};
+
+/// A bitmap's file and the windows on it, which never hold the same byte. Spans that callers ask for are inside the
+/// file and not empty. Aligned as memory is, so that the windows behind the record are, too.
 class alignas(16) DiskRows {
 public:
     static DiskRows* make(R_UINT64 bytes, R_SIZE windowBytes) noexcept;
@@ -84,7 +108,7 @@ public:
 
     Status read(uint8_t* out, const Span& span, R_INT64 rowBytes) noexcept;
     Status write(const uint8_t* in, const Span& span, R_INT64 rowBytes) noexcept;
-    /// Puts in their place the bytes that only the window has.
+    /// Puts in their place the bytes that only the windows have.
     Status flush() noexcept;
 
 private:
@@ -92,34 +116,38 @@ private:
         : file_(file), bytes_(static_cast<R_INT64>(bytes)), windowBytes_(static_cast<R_INT64>(windowBytes))
     {
         std::memcpy(tag_, kTag, sizeof kTag);
+        auto* memory = reinterpret_cast<uint8_t*>(this + 1);
+        for (Window& window : windows_) {
+            window.memory = memory;
+            memory += windowBytes;
+        }
     }
 
-    uint8_t* inWindow(R_INT64 position) noexcept
-    {
-        return reinterpret_cast<uint8_t*>(this + 1) + (position - windowAt_);
-    }
-    Way wayTo(const Span& span, R_INT64 rowBytes) const noexcept;
-    Span windowFor(const Span& span, Way way) const noexcept;
-    bool fetch(const Span& window) noexcept;
+    Window& newest() noexcept { return windows_[newest_]; }
+    Window& otherThan(const Window& window) noexcept { return windows_[&window == &windows_[0] ? 1 : 0]; }
+    void use(const Window& window, const Span& span) noexcept;
+    template <class Fits> Window* find(Fits fits) noexcept;
+    Window& windowOfWay(const Span& span, R_INT64 rowBytes) noexcept;
+    Span pieceFor(const Window& window, const Span& span, Way way) noexcept;
+    Status leave(Window& window, const Span& span) noexcept;
+    Status turnTo(const Span& span, R_INT64 rowBytes, Turn* turn) noexcept;
     Status readAround(uint8_t* out, const Span& span) noexcept;
     Status writeAround(const uint8_t* in, const Span& span) noexcept;
 
     char tag_[4];
     StoreLock lock_; // reading moves what is held of the file, too
+    unsigned newest_ = 0; // the window used last
     R_INT64 file_;
     R_INT64 bytes_;
-    R_INT64 windowBytes_; // of memory, behind this record
-    R_INT64 windowAt_ = 0;
-    Span held_;      // what of the file the window has
-    Span unwritten_; // the part of it that the file has not
-    Span latest_;    // what was asked for last
+    R_INT64 windowBytes_; // of memory for each window, behind this record
+    Window windows_[kWindows];
 };
 
 DiskRows* DiskRows::make(R_UINT64 bytes, R_SIZE windowBytes) noexcept
 {
     TempFolderText folder;
     if (bytes > kMostBytes || !tempFolder(folder).ok()) return nullptr;
-    void* const memory = platform().allocate(sizeof(DiskRows) + windowBytes);
+    void* const memory = platform().allocate(sizeof(DiskRows) + kWindows * windowBytes);
     if (memory == nullptr) return nullptr;
     const R_INT64 file = platform().openScratchFile(folder, bytes);
     if (file != kNoFile) return new (memory) DiskRows(file, bytes, windowBytes);
@@ -142,101 +170,174 @@ bool DiskRows::resize(R_INT64 bytes) noexcept
     if (!platform().resizeScratchFile(file_, static_cast<R_UINT64>(bytes))) return false;
     bytes_ = bytes;
     const Span whole = {0, bytes};
-    held_ = held_.common(whole);
-    unwritten_ = unwritten_.common(whole);
-    if (held_.empty()) held_ = {};
-    if (unwritten_.empty()) unwritten_ = {};
+    for (Window& window : windows_) {
+        window.held = window.held.common(whole);
+        window.unwritten = window.unwritten.common(whole);
+        if (window.held.empty()) window.held = {};
+        if (window.unwritten.empty()) window.unwritten = {};
+    }
     return true;
 }
 
-Way DiskRows::wayTo(const Span& span, R_INT64 rowBytes) const noexcept
+// --- Windows
+
+Way Window::wayTo(const Span& span, R_INT64 rowBytes) const noexcept
 {
     // The same columns of the next row count as the next bytes do.
-    if (span.from >= latest_.from && span.from <= latest_.to + rowBytes) return Way::up;
-    if (span.to <= latest_.to && span.to >= latest_.from - rowBytes) return Way::down;
+    if (span.from >= latest.from && span.from <= latest.to + rowBytes) return Way::up;
+    if (span.to <= latest.to && span.to >= latest.from - rowBytes) return Way::down;
     return Way::jumps;
 }
 
-Span DiskRows::windowFor(const Span& span, Way way) const noexcept
+Status Window::flush(R_INT64 file) noexcept
 {
-    if (way == Way::jumps || span.size() > windowBytes_ / kDirectPart) return {};
-    if (way == Way::down) return {std::max<R_INT64>(span.to - windowBytes_, 0), span.to};
-    return {span.from, std::min(span.from + windowBytes_, bytes_)};
+    if (unwritten.empty()) return SUCCESS;
+    R_TRY(writeSpan(file, place(unwritten.from), unwritten));
+    unwritten = {};
+    return SUCCESS;
 }
 
 /// Moves the window, from which nothing is unwritten. What a file that cannot be read there has in it is left to those
 /// who ask for these very bytes.
-bool DiskRows::fetch(const Span& window) noexcept
+bool Window::fetch(R_INT64 file, const Span& span) noexcept
 {
-    held_ = {};
-    windowAt_ = window.from;
-    if (!readSpan(file_, inWindow(window.from), window).ok()) return false;
-    held_ = window;
+    held = {};
+    at = span.from;
+    if (!readSpan(file, memory, span).ok()) return false;
+    held = span;
     return true;
 }
 
-/// Reads from the file, and over it what only the window has.
-Status DiskRows::readAround(uint8_t* out, const Span& span) noexcept
+void DiskRows::use(const Window& window, const Span& span) noexcept
 {
-    R_TRY(readSpan(file_, out, span));
-    const Span newer = unwritten_.common(span);
-    if (!newer.empty())
-        std::memcpy(out + (newer.from - span.from), inWindow(newer.from), static_cast<size_t>(newer.size()));
+    newest_ = &window == &windows_[0] ? 0 : 1;
+    newest().latest = span;
+}
+
+/// The window of which that is true, the one used last first.
+template <class Fits> Window* DiskRows::find(Fits fits) noexcept
+{
+    Window& first = newest();
+    if (fits(first)) return &first;
+    Window& second = otherThan(first);
+    return fits(second) ? &second : nullptr;
+}
+
+/// The window whose way goes on here; where none does, the one that has not been used for longer begins another.
+Window& DiskRows::windowOfWay(const Span& span, R_INT64 rowBytes) noexcept
+{
+    Window* const found = find([&](const Window& window) { return window.wayTo(span, rowBytes) != Way::jumps; });
+    return found != nullptr ? *found : otherThan(newest());
+}
+
+/// What a window is to have for one who goes that way, without what the other one has, which is none of the span.
+Span DiskRows::pieceFor(const Window& window, const Span& span, Way way) noexcept
+{
+    Span piece = {span.from, std::min(span.from + windowBytes_, bytes_)};
+    if (way == Way::down) piece = {std::max<R_INT64>(span.to - windowBytes_, 0), span.to};
+    const Span& others = otherThan(window).held;
+    if (others.empty()) return piece;
+    if (others.to <= span.from) piece.from = std::max(piece.from, others.to);
+    if (others.from >= span.to) piece.to = std::min(piece.to, others.from);
+    return piece;
+}
+
+/// Has a window hold none of a span.
+Status DiskRows::leave(Window& window, const Span& span) noexcept
+{
+    if (window.held.common(span).empty()) return SUCCESS;
+    R_TRY(window.flush(file_));
+    window.held = {};
     return SUCCESS;
 }
 
-/// Writes to the file, and to what the window has of it.
-Status DiskRows::writeAround(const uint8_t* in, const Span& span) noexcept
+/// Finds the window that a span, which none has, is to go through, and frees it for that.
+Status DiskRows::turnTo(const Span& span, R_INT64 rowBytes, Turn* turn) noexcept
 {
-    R_TRY(writeSpan(file_, in, span));
-    const Span older = held_.common(span);
-    if (!older.empty())
-        std::memcpy(inWindow(older.from), in + (older.from - span.from), static_cast<size_t>(older.size()));
-    return SUCCESS;
-}
-
-Status DiskRows::read(uint8_t* out, const Span& span, R_INT64 rowBytes) noexcept
-{
-    if (!held_.holds(span)) {
-        const Span window = windowFor(span, wayTo(span, rowBytes));
-        latest_ = span;
-        if (window.empty()) return readAround(out, span);
-        R_TRY(flush());
-        if (!fetch(window)) return readAround(out, span);
-    }
-    latest_ = span;
-    std::memcpy(out, inWindow(span.from), static_cast<size_t>(span.size()));
-    return SUCCESS;
-}
-
-Status DiskRows::write(const uint8_t* in, const Span& span, R_INT64 rowBytes) noexcept
-{
-    const Span room = {windowAt_, windowAt_ + windowBytes_};
-    if (!room.holds(span) || !held_.meets(span)) {
-        const Span window = windowFor(span, wayTo(span, rowBytes));
-        const bool goesOn = latest_.meets(span);
-        latest_ = span;
-        if (window.empty()) return writeAround(in, span);
-        R_TRY(flush());
-        if (goesOn) {
-            windowAt_ = window.from;
-            held_ = span;
-        } else if (!fetch(window)) { // a caller that leaves gaps, whose bytes have to come from the file
-            return writeAround(in, span);
-        }
-    }
-    latest_ = span;
-    std::memcpy(inWindow(span.from), in, static_cast<size_t>(span.size()));
-    held_ = held_.hull(span);
-    unwritten_ = unwritten_.hull(span);
+    Window& window = windowOfWay(span, rowBytes);
+    const Way way = window.wayTo(span, rowBytes);
+    const bool goesOn = window.latest.meets(span);
+    use(window, span);
+    if (way == Way::jumps || span.size() > windowBytes_ / kDirectPart) return SUCCESS;
+    R_TRY(leave(otherThan(window), span));
+    R_TRY(window.flush(file_));
+    *turn = {&window, pieceFor(window, span, way), goesOn};
     return SUCCESS;
 }
 
 Status DiskRows::flush() noexcept
 {
-    if (unwritten_.empty()) return SUCCESS;
-    R_TRY(writeSpan(file_, inWindow(unwritten_.from), unwritten_));
-    unwritten_ = {};
+    Status status = SUCCESS;
+    for (Window& window : windows_)
+        if (const Status flushed = window.flush(file_); status.ok()) status = flushed;
+    return status;
+}
+
+// --- Reading and writing
+
+/// Reads from the file, and over it what only the windows have.
+Status DiskRows::readAround(uint8_t* out, const Span& span) noexcept
+{
+    R_TRY(readSpan(file_, out, span));
+    for (const Window& window : windows_) {
+        const Span newer = window.unwritten.common(span);
+        if (!newer.empty())
+            std::memcpy(out + (newer.from - span.from), window.place(newer.from), static_cast<size_t>(newer.size()));
+    }
+    return SUCCESS;
+}
+
+/// Writes to the file, and to what the windows have of it.
+Status DiskRows::writeAround(const uint8_t* in, const Span& span) noexcept
+{
+    R_TRY(writeSpan(file_, in, span));
+    for (const Window& window : windows_) {
+        const Span older = window.held.common(span);
+        if (!older.empty())
+            std::memcpy(window.place(older.from), in + (older.from - span.from), static_cast<size_t>(older.size()));
+    }
+    return SUCCESS;
+}
+
+Status DiskRows::read(uint8_t* out, const Span& span, R_INT64 rowBytes) noexcept
+{
+    Window* window = find([&](const Window& each) { return each.held.holds(span); });
+    if (window == nullptr) {
+        Turn turn;
+        R_TRY(turnTo(span, rowBytes, &turn));
+        window = turn.window;
+        if (window == nullptr || !window->fetch(file_, turn.piece)) return readAround(out, span);
+    }
+    use(*window, span);
+    std::memcpy(out, window->place(span.from), static_cast<size_t>(span.size()));
+    return SUCCESS;
+}
+
+Status DiskRows::write(const uint8_t* in, const Span& span, R_INT64 rowBytes) noexcept
+{
+    const auto hasRoom = [&](const Window& each) {
+        return Span{each.at, each.at + windowBytes_}.holds(span) && each.held.meets(span);
+    };
+    Window* window = find([&](const Window& each) { return each.held.holds(span); });
+    if (window == nullptr) window = find(hasRoom);
+    if (window != nullptr) {
+        R_TRY(leave(otherThan(*window), span));
+    } else {
+        Turn turn;
+        R_TRY(turnTo(span, rowBytes, &turn));
+        window = turn.window;
+        if (window == nullptr) return writeAround(in, span);
+        if (turn.goesOn) {
+            window->at = turn.piece.from;
+            window->held = span;
+        } else if (!window->fetch(file_, turn.piece)) { // bytes of the gaps that a caller leaves come from the file
+            return writeAround(in, span);
+        }
+    }
+    use(*window, span);
+    std::memcpy(window->place(span.from), in, static_cast<size_t>(span.size()));
+    window->held = window->held.hull(span);
+    window->unwritten = window->unwritten.hull(span);
     return SUCCESS;
 }
 

@@ -6,14 +6,14 @@
 namespace rv {
 
 /// One scratch file for each bitmap, in the folder of temporary files, with its room on disk reserved when it is made:
-/// a disk that is full fails the allocation and not a later row. Of each file one piece is held in memory, the window:
-/// rows that are asked for one after the other, in either direction, are read ahead of the caller, and rows that are
-/// written so stay there until it is full, or the bitmap is released. Nothing else of a file is in memory, and no row
-/// asks for any.
+/// a disk that is full fails the allocation and not a later row. Of each file two pieces are held in memory, windows:
+/// rows that are asked for one after the other, in either direction or from both ends in turn, are read ahead of the
+/// caller, and rows that are written so stay there until a window is full, or the bitmap is released. Nothing else of a
+/// file is in memory, and no row asks for any.
 ///
 /// Reading and writing answer ERROR_FILE_LSEEK for a place that the file does not have, ERROR_FILE_READ,
 /// ERROR_FILE_WRITE or ERROR_NO_DISK_SPACE for a transfer that fails or goes past the end, and ERROR_INV_BITMAP for
-/// slots that are not this store's. Rows that could not be put in their place stay in the window and are tried again:
+/// slots that are not this store's. Rows that could not be put in their place stay in their window and are tried again:
 /// each try that fails is told by the call that made it.
 class DiskStore final : public RowStore {
 public:
