@@ -14,6 +14,12 @@ namespace rv {
 
 namespace {
 
+/// The large pages of processors. Where a view has whole ones of a file, writing to it faults once for each, and else
+/// once for each small one.
+constexpr R_UINT64 kLargePage = 2 * 1024 * 1024;
+/// Room in the file that may be lost for that: this part of a tile.
+constexpr R_UINT64 kLostPart = 16;
+
 constexpr R_UINT64 roundedUp(R_UINT64 bytes, R_UINT64 step) noexcept { return (bytes + step - 1) / step * step; }
 
 /// A setting that is a number, or below 0 a percentage of `all`.
@@ -31,7 +37,21 @@ R_UINT64 TileSet::bytesOf(R_UINT tile) const noexcept
     return std::min<R_UINT64>(rowsPerTile, static_cast<R_UINT64>(height) - first) * rowBytes;
 }
 
-R_UINT64 TileSet::extentBytes() const noexcept { return roundedUp(tileBytes(), kViewGranularity); }
+/// What a tile takes of the file.
+R_UINT64 TileSet::extentBytes() const noexcept
+{
+    const R_UINT64 bytes = tileBytes();
+    for (const R_UINT64 step : {kLargePage, kViewGranularity})
+        if (const R_UINT64 rounded = roundedUp(bytes, step); rounded - bytes <= bytes / kLostPart) return rounded;
+    return bytes;
+}
+
+/// The view of a tile: all of its extent that the file has, from where a view can begin.
+TileSet::View TileSet::viewOf(R_UINT tile) const noexcept
+{
+    const R_UINT64 start = offsetOf(tile), before = start % kViewGranularity;
+    return {start - before, before + std::min(extentBytes(), fileBytes - start), before};
+}
 
 R_UINT TileSet::tilesOf(R_INT rows) const noexcept
 {
@@ -71,11 +91,13 @@ uint8_t* TileSet::view(R_UINT tile) noexcept
         return rows;
     }
     while (views >= maxViews()) closeView(oldest);
-    const R_UINT64 offset = tiles[tile].place * extentBytes();
-    while ((rows = static_cast<uint8_t*>(platform().mapFile(file, offset, bytesOf(tile)))) == nullptr) {
+    const View piece = viewOf(tile);
+    void* start;
+    while ((start = platform().mapFile(file, piece.offset, piece.bytes)) == nullptr) {
         if (views < kMinTileViews) return nullptr; // those that are left may be in use
         closeView(oldest);
     }
+    rows = static_cast<uint8_t*>(start) + piece.before;
     link(tile);
     ++views;
     return rows;
@@ -85,7 +107,8 @@ void TileSet::closeView(R_UINT tile) noexcept
 {
     unlink(tile);
     --views;
-    platform().unmapFile(tiles[tile].rows, bytesOf(tile));
+    const View piece = viewOf(tile);
+    platform().unmapFile(tiles[tile].rows - piece.before, piece.bytes);
     tiles[tile].rows = nullptr;
 }
 
@@ -153,8 +176,7 @@ R_UINT64 TileSet::usedFileBytes() const noexcept
 {
     R_UINT64 used = 0;
     for (R_UINT i = 0; i < count; ++i)
-        if (tiles[i].place != kNoPlace)
-            used = std::max(used, tiles[i].place * extentBytes() + roundedUp(bytesOf(i), kViewGranularity));
+        if (tiles[i].place != kNoPlace) used = std::max(used, offsetOf(i) + bytesOf(i));
     return used;
 }
 
@@ -293,7 +315,7 @@ Status TileSet::clearNewRows(const TileSet& former) noexcept
         const R_UINT64 start = i * tileBytes();
         const R_UINT64 present = former.bytes() > start ? former.bytes() - start : 0;
         const bool used = tiles[i].pages != nullptr ? i < former.count && tiles[i].pages == former.tiles[i].pages
-                                                    : tiles[i].place * extentBytes() < former.fileBytes;
+                                                    : offsetOf(i) < former.fileBytes;
         if (!used || present >= bytesOf(i)) continue;
         uint8_t* const rows = rowsOf(i);
         if (rows == nullptr) return ERROR_FAILURE;

@@ -63,7 +63,14 @@ struct TileSet {
 private:
     enum class Memory { asFarAsPossible, exactly };
 
+    struct View {
+        R_UINT64 offset = 0; ///< in the file
+        R_UINT64 bytes = 0;
+        R_UINT64 before = 0; ///< bytes before the tile's, of another one
+    };
     R_UINT64 extentBytes() const noexcept;
+    R_UINT64 offsetOf(R_UINT tile) const noexcept { return tiles[tile].place * extentBytes(); } ///< in the file
+    View viewOf(R_UINT tile) const noexcept;
     R_UINT tilesOf(R_INT rows) const noexcept;
     uint8_t* view(R_UINT tile) noexcept;
     void closeView(R_UINT tile) noexcept;
