@@ -135,7 +135,7 @@ private:
     Status writeAround(const uint8_t* in, const Span& span) noexcept;
 
     char tag_[4];
-    StoreLock lock_; // reading moves what is held of the file, too
+    StoreLock lock_;      // reading moves what is held of the file, too
     unsigned newest_ = 0; // the window used last
     R_INT64 file_;
     R_INT64 bytes_;
