@@ -1,8 +1,10 @@
 // A picture larger than the memory that the process may have: made, filled with rows that differ, flipped, checked row
-// by row and freed, in tiles and on disk. A program of its own, since the limit holds for the whole process.
+// by row and freed, on disk and in tiles. A program of its own, since the limit holds for the whole process.
 //
 //     rvkrn_beyond                    40,000 x 40,000 pixels of 24 bits under an address space of 512 MiB
 //     rvkrn_beyond 3000 2000 4        another size, and a limit of the kernel's own on conventional memory, in MiB
+//
+// The second form is a test, wherever the tests run. Tiles are small then, so that memory takes some and refuses some.
 #include "R_Kernel.h"
 
 #include <chrono>
@@ -27,13 +29,22 @@ struct Job {
 
 bool limitMemory(const Job& job)
 {
-    if (job.limitMiB != 0) return R_ManageMemory(MANAGE_SET_LIMIT, job.limitMiB << 20, nullptr) == SUCCESS;
+    if (job.limitMiB != 0)
+        return R_SetMemoryThresholds(0, 0, 1 << 20, 0, 0, THRESHOLD_TILE_SIZE) == SUCCESS &&
+               R_ManageMemory(MANAGE_SET_LIMIT, job.limitMiB << 20, nullptr) == SUCCESS;
 #if defined(__linux__)
     const rlimit limit = {512u << 20, 512u << 20};
     return setrlimit(RLIMIT_AS, &limit) == 0;
 #else
     return R_ManageMemory(MANAGE_SET_LIMIT, 512u << 20, nullptr) == SUCCESS;
 #endif
+}
+
+R_UINT64 conventionalTotal()
+{
+    R_UINT64 total = 0;
+    R_ManageMemory(MANAGE_GET_TOTAL, 0, &total);
+    return total;
 }
 
 /// Tells how long a step took, and answers whether it was good.
@@ -85,7 +96,8 @@ public:
             return std::memcmp(got.data(), words_.data(), got.size()) == 0 ? moved : FAILURE;
         });
     }
-    void tell()
+    /// Whether it is where it was wished to be: of tiles some in memory, which has room for some, and some not.
+    bool isPlaced(R_UINT wished)
     {
         R_UINT memory = 0, tiles = 0, conventional = 0, most = 0;
         R_UINT64 tileBytes = 0;
@@ -95,6 +107,7 @@ public:
             std::printf(": %u tiles of %.1f MB, %u in memory, %u views", tiles, static_cast<double>(tileBytes) / 1e6,
                         conventional, most);
         std::printf("\n");
+        return memory == wished && (wished != MEM_TILED || (conventional > 0 && conventional < tiles));
     }
 
 private:
@@ -115,17 +128,17 @@ private:
 bool run(const Job& job, const char* name, R_UINT memory)
 {
     std::printf("%s, %d x %d pixels of 24 bits\n", name, job.width, job.height);
-    const R_UINT64 bytes = R_UINT64{3} * static_cast<R_UINT64>(job.width) * static_cast<R_UINT64>(job.height);
+    const R_UINT64 before = conventionalTotal(),
+                   bytes = R_UINT64{3} * static_cast<R_UINT64>(job.width) * static_cast<R_UINT64>(job.height);
     std::optional<Picture> picture;
     bool good = timed("create", bytes, [&] { return picture.emplace(job, memory).made(); });
     if (good) {
-        picture->tell();
-        good = timed("fill", bytes, [&] { return picture->fill(); }) &&
+        good = picture->isPlaced(memory) && timed("fill", bytes, [&] { return picture->fill(); }) &&
                timed("flip", bytes, [&] { return picture->flip(); }) &&
                timed("check", bytes, [&] { return picture->check(); });
     }
-    (void)timed("free", bytes, [&] { return picture.reset(), true; });
-    return good;
+    const bool givenBack = timed("free", bytes, [&] { return picture.reset(), conventionalTotal() == before; });
+    return good && givenBack;
 }
 
 } // namespace
@@ -143,7 +156,8 @@ int main(int argc, char** argv)
         return 2;
     }
     if (!limitMemory(job)) return 1;
-    const bool tiled = run(job, "tiled", MEM_TILED);
+    // The first also pays for memory that the system has not used before.
     const bool disk = run(job, "disk", MEM_DISK);
+    const bool tiled = run(job, "tiled", MEM_TILED);
     return tiled && disk ? 0 : 1;
 }
