@@ -16,6 +16,110 @@ R_API R_INT R_SetCopyStatusCallBack(STATUSCALLBACK pfnCallback, void* pUserData,
                                     void** ppOldUserData) R_NOEXCEPT;
 R_API STATUSCALLBACK R_GetCopyStatusCallBack(void** ppUserData) R_NOEXCEPT;
 
+// --- Copies
+
+// uFlags of R_DupBitmapNewDim.
+#define DUP_ALLOCATE 0x01u        ///< places the pixels, which start as zeros, as the source's are placed
+#define DUP_PALETTE 0x02u         ///< a palette of its own; without it the source's is shared
+#define DUP_REPLACES_SOURCE 0x40u ///< begins a copy of a bitmap with callbacks, which will take the source's place
+#define DUP_NEW_BITMAP 0x80u      ///< begins such a copy, which will stand beside the source
+
+/// Makes pDst a bitmap shaped like pSrc with other dimensions: nBitsPerPixel one of the fourteen depths, nWidth and
+/// nHeight in pixels. It takes over perspective, order (24 bits of a gray source: ORDER_BGR), resolution, gray range,
+/// look-up tables (shared), palette, transparent and background colour, animation fields and the flags that describe
+/// pixels. Region, overlays, extra data and dither state stay behind; the lock count is 0. Bits 0x04 to 0x20 are
+/// accepted and change nothing.
+/// Undone with R_FreeDuplicateBitmap.
+/// Errors: ERROR_INV_BITMAP null or a source without pixels; ERROR_INV_STRUCT_SIZE; those of R_InitBitmap and
+/// R_AllocateBitmap; ERROR_FAILURE no memory; what the source's callback answers. pDst then owns nothing.
+R_API R_INT R_DupBitmapNewDim(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, R_INT nWidth, R_INT nHeight,
+                              R_INT nBitsPerPixel, R_UINT uFlags) R_NOEXCEPT;
+
+/// A new bitmap in pDst with pSrc's pixels, format and placement; R_CopyBitmap2: placed as the MEM_ flags say. pDst is
+/// an empty record, or one whose content may be lost; pSrc itself changes nothing and succeeds.
+/// Errors: ERROR_INV_PARAMETER null or a source without pixels; ERROR_INV_STRUCT_SIZE; those of R_DupBitmapNewDim and
+/// R_CopyBitmapData: pDst owns nothing then.
+R_API R_INT R_CopyBitmap(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize) R_NOEXCEPT;
+R_API R_INT R_CopyBitmap2(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, R_UINT uMemory) R_NOEXCEPT;
+
+/// Copies the rows that both bitmaps have, bytes as they are: the two are of one format. What longer rows of pDst have
+/// more becomes zeros. Progress goes to the copy status callback.
+/// Errors: ERROR_INV_BITMAP null or no pixels; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE; ERROR_FAILURE no memory, or a
+/// row of pDst that is shorter than pSrc's; a store's own; a progress callback's answer. Rows that were copied stay.
+R_API R_INT R_CopyBitmapData(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc) R_NOEXCEPT;
+
+/// A new bitmap in pDst with the pixels of a rectangle in stored rows and columns, which lies inside pSrc. Where pDst
+/// is null or pSrc itself, the rectangle takes pSrc's place. R_CopyBitmapRect2: placed as the MEM_ flags say. Errors:
+/// ERROR_INV_PARAMETER null or a source without pixels, a rectangle not inside; ERROR_INV_STRUCT_SIZE; those of
+/// R_DupBitmapNewDim; a progress callback's answer. pSrc is as it was then.
+R_API R_INT R_CopyBitmapRect(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, R_INT nCol, R_INT nRow,
+                             R_UINT uWidth, R_UINT uHeight) R_NOEXCEPT;
+R_API R_INT R_CopyBitmapRect2(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, R_INT nCol, R_INT nRow,
+                              R_UINT uWidth, R_UINT uHeight, R_UINT uMemory) R_NOEXCEPT;
+/// Replaces the bitmap by what of the rectangle lies inside it.
+/// Errors: ERROR_INV_PARAMETER null or no pixels; ERROR_INV_SIZE nothing lies inside; those of R_CopyBitmapRect.
+R_API R_INT R_TrimBitmap(BITMAPHANDLE* pBitmap, R_INT nCol, R_INT nRow, R_UINT uWidth, R_UINT uHeight) R_NOEXCEPT;
+
+/// Copies what tells which bits of a gray sample count, its range of values and its look-up tables (shared).
+/// Errors: ERROR_INV_PARAMETER null; ERROR_INV_STRUCT_SIZE.
+R_API R_INT R_CopyGrayParams(BITMAPHANDLE* pDst, const BITMAPHANDLE* pSrc) R_NOEXCEPT;
+
+// --- Combining
+
+// uFlags of R_CombineBitmapKrn: a source, a destination, an operation and a result.
+#define COMBINE_SRC_NOP 0x0000u
+#define COMBINE_SRC_NOT 0x0001u
+#define COMBINE_SRC_0 0x0002u ///< all bits 0
+#define COMBINE_SRC_1 0x0003u ///< all bits 1
+#define COMBINE_DST_NOP 0x0000u
+#define COMBINE_DST_NOT 0x0010u
+#define COMBINE_DST_0 0x0020u
+#define COMBINE_DST_1 0x0030u
+#define COMBINE_AND 0x0000u
+#define COMBINE_OR 0x0100u
+#define COMBINE_XOR 0x0200u
+#define COMBINE_ADD 0x0300u     ///< saturating
+#define COMBINE_SUB_SRC 0x0400u ///< destination - source, at least 0
+#define COMBINE_SUB_DST 0x0500u ///< source - destination, at least 0
+#define COMBINE_MUL 0x0600u     ///< destination * source / maximum
+#define COMBINE_DIV_SRC 0x0700u ///< destination * maximum / source
+#define COMBINE_DIV_DST 0x0800u ///< source * maximum / destination
+#define COMBINE_AVG 0x0900u
+#define COMBINE_MIN 0x0A00u
+#define COMBINE_MAX 0x0B00u
+#define COMBINE_SRC_OVER 0x0D00u ///< copy; where pixels carry alpha, source over destination
+#define COMBINE_RES_NOP 0x0000u
+#define COMBINE_RES_NOT 0x1000u
+#define COMBINE_RES_0 0x2000u
+#define COMBINE_RES_1 0x3000u
+
+/// Combines the rectangle of pSrc at (nXSrc, nYSrc) into that of pDst at (nXDst, nYDst), which is as large. Positions
+/// are on the displayed images; a rectangle that reaches outside its bitmap is cut, and the other one alike. Both
+/// bitmaps are of one depth. pSrc may be null where the flags leave it out, and may be pDst.
+/// AND, OR and XOR and every operation on 1-bit bitmaps work on the stored bits: samples, indices and alpha alike. The
+/// others work on samples: palette indices, the 5-bit components of 16-bit colour, gray samples up to
+/// 2^(HighBit + 1) - 1, bytes, or 16-bit words; dividing by 0 gives the maximum. Before the operation NOT inverts all
+/// bits of a sample, and 0 and 1 count only where they leave nothing else to look at.
+/// Memory is taken before the first pixel changes; an aborted or failed call leaves whole rows, old or new.
+/// Errors: ERROR_INV_PARAMETER null or no pixels, unknown flags, an empty rectangle, different depths, a source that is
+/// needed and missing; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE; ERROR_INV_BITS_PER_PIXEL; ERROR_FAILURE no memory; a
+/// progress callback's answer.
+R_API R_INT R_CombineBitmapKrn(BITMAPHANDLE* pDst, R_INT nXDst, R_INT nYDst, R_INT nWidth, R_INT nHeight,
+                               BITMAPHANDLE* pSrc, R_INT nXSrc, R_INT nYSrc, R_UINT uFlags) R_NOEXCEPT;
+
+// --- Painting
+
+/// Gives every pixel of the bitmap, or of its region, a colour: any colour value; the nearest that the bitmap has is
+/// stored. R_FillBitmap2: with this alpha where pixels carry alpha; R_FillBitmap with 255. R_ClearBitmap: zero bytes.
+/// Progress by rows where FLAG_DISK_MEMORY is set, else 0 and 100.
+/// Errors: ERROR_INV_PARAMETER null or no pixels; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE; ERROR_INV_BITS_PER_PIXEL;
+/// ERROR_FAILURE no memory, and nothing has changed; a store's own; a progress callback's or a region hook's answer.
+R_API R_INT R_FillBitmap(BITMAPHANDLE* pBitmap, COLORREF crFill) R_NOEXCEPT;
+R_API R_INT R_FillBitmap2(BITMAPHANDLE* pBitmap, COLORREF crFill, R_UCHAR uAlpha) R_NOEXCEPT;
+R_API R_INT R_ClearBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
+
+// --- Turns
+
 /// Turn the displayed image upside down, or mirror it left to right, by moving pixels in place. All memory is taken
 /// before the first pixel moves; an aborted or failed call leaves whole rows, old or new.
 /// Errors: ERROR_INV_PARAMETER null (R_FlipBitmap: or no pixels); ERROR_INV_BITMAP no pixels; ERROR_INV_STRUCT_SIZE;
@@ -27,6 +131,30 @@ R_API R_INT R_ReverseBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 /// The same turns without moving a pixel: only ViewPerspective changes; a value outside 1 to 8 stays.
 R_API R_INT R_FlipBitmapViewPerspective(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 R_API R_INT R_ReverseBitmapViewPerspective(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
+
+/// How an image in perspective nFrom becomes one in nTo: turned upside down where *pbFlip is 1, then clockwise by
+/// *pnAngle degrees, 0 to 270. ERROR_INV_PARAMETER null, or a perspective outside 1 to 8.
+R_API R_INT R_GetChangeViewPerspectiveParams(R_INT nFrom, R_INT nTo, R_INT* pbFlip, R_INT* pnAngle) R_NOEXCEPT;
+
+/// Converts a rectangle (right and bottom exclusive) of an image of nWidth x nHeight from one perspective to another.
+/// Perspectives outside 1 to 8 leave it as it is. ERROR_INV_PARAMETER null.
+R_API R_INT R_ChangeRectViewPerspective(R_INT nFrom, R_INT nWidth, R_INT nHeight, R_INT nTo, RECT* pRect) R_NOEXCEPT;
+
+/// Convert a point or a rectangle between a given perspective and the bitmap's.
+/// To: from nViewPerspective into the bitmap's, by the displayed width and height, which for 6 and 8 are exchanged once
+/// more (not for 5 and 7: kept). From: the other way, by the stored width and height.
+/// Errors: ERROR_INV_PARAMETER null, and for points a perspective outside 1 to 8; ERROR_INV_STRUCT_SIZE.
+R_API R_INT R_PointToBitmap(BITMAPHANDLE* pBitmap, R_INT nViewPerspective, R_INT* px, R_INT* py) R_NOEXCEPT;
+R_API R_INT R_PointFromBitmap(BITMAPHANDLE* pBitmap, R_INT nViewPerspective, R_INT* px, R_INT* py) R_NOEXCEPT;
+R_API R_INT R_RectToBitmap(BITMAPHANDLE* pBitmap, R_INT nViewPerspective, RECT* pRect) R_NOEXCEPT;
+R_API R_INT R_RectFromBitmap(BITMAPHANDLE* pBitmap, R_INT nViewPerspective, RECT* pRect) R_NOEXCEPT;
+
+/// Rearranges the pixels so that the bitmap shows the same image in another perspective: in pDst, a new bitmap, or
+/// where pDst is null or pSrc itself, in place of the old pixels.
+/// Errors: ERROR_INV_PARAMETER null or no pixels, a perspective outside 1 to 8; ERROR_INV_STRUCT_SIZE; those of
+/// R_DupBitmapNewDim; a progress callback's answer. pSrc is as it was then.
+R_API R_INT R_ChangeBitmapViewPerspective(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize,
+                                          R_INT nViewPerspective) R_NOEXCEPT;
 
 /// Reverses the order of the first uWidth pixels of a row, in place; bits behind them in the last byte become 0.
 /// ERROR_INV_PARAMETER for null; any other depth than the fourteen does nothing and succeeds.

@@ -29,6 +29,14 @@ R_API R_INT R_IntReverseBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 R_API R_INT R_IntFlipBitmapViewPerspective(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 R_API R_INT R_IntReverseBitmapViewPerspective(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 
+/// R_ChangeBitmapViewPerspective for callers that know their bitmaps. uFlags: 0 changes pSrc in place (pDst is null);
+/// else the flags of R_DupBitmapNewDim for the new bitmap in pDst, 0xBF as a rule.
+R_API R_INT R_IntChangeBitmapViewPerspective(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize,
+                                             R_INT nViewPerspective, R_UINT uFlags) R_NOEXCEPT;
+
+/// Frees a bitmap that R_DupBitmapNewDim has made of pSrc; a palette that the two share stays pSrc's. Null is ignored.
+R_API void R_FreeDuplicateBitmap(BITMAPHANDLE* pDst, const BITMAPHANDLE* pSrc) R_NOEXCEPT;
+
 /// Where the files of R_IntCopyFile live, one source and one target; of several the first named counts.
 #define COPYFILE_FAIL_IF_EXISTS 0x01u
 #define COPYFILE_FROM_DISK 0x02u

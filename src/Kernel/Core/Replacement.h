@@ -1,0 +1,44 @@
+/// The new image of an operation that changes an image's shape.
+#pragma once
+
+#include "Kernel/Base/Status.h"
+#include "R_Bitmap.h"
+
+namespace rv {
+
+/// Makes an allocated duplicate of pSrc with other dimensions: in pDst, or, where pDst is null or pSrc itself, in a
+/// record of its own that takes pSrc's place in the end. Until commit() pSrc is as it was, and without it the duplicate
+/// is freed; callbacks that were told of the copy's beginning are told of its end either way.
+class Replacement {
+public:
+    struct Shape {
+        R_INT width;
+        R_INT height;
+        R_INT bits;
+    };
+    /// Placed as pSrc is, or by MEM_ flags.
+    Replacement(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, const Shape& shape) noexcept;
+    Replacement(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, const Shape& shape,
+                R_UINT uMemory) noexcept;
+    ~Replacement();
+    Replacement(const Replacement&) = delete;
+    Replacement& operator=(const Replacement&) = delete;
+
+    Status status() const noexcept { return status_; }
+    /// The record to fill.
+    BITMAPHANDLE* bitmap() noexcept;
+    /// The last step: where the duplicate takes pSrc's place, pSrc's old pixels go, and its extra data, overlays,
+    /// region, callbacks and lock count stay. What it answers is the operation's result.
+    Status commit() noexcept;
+    /// Ends with the operation's failure; returns it.
+    Status fail(Status status) noexcept;
+
+private:
+    BITMAPHANDLE own_;
+    BITMAPHANDLE* target_;
+    BITMAPHANDLE* source_;
+    bool begun_ = false;
+    Status status_;
+};
+
+} // namespace rv
