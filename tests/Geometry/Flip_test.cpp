@@ -1,65 +1,17 @@
 // Flip and reverse, by pixels and by perspective, judged by the image that is displayed.
 #include "Internal/R_Int.h"
 #include "R_Services.h"
-#include "Support/World.h"
+#include "Support/Picture.h"
+#include "Support/Watcher.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <functional>
 
 namespace rv::test {
 namespace {
 
 using Operation = R_INT (*)(BITMAPHANDLE*);
-
-/// The pixels in the order in which a person sees them.
-struct Picture {
-    explicit Picture(const TestBitmap& bitmap)
-    {
-        const auto rows = bitmap.pixels();
-        const R_INT perspective = bitmap->ViewPerspective;
-        const bool turned = perspective >= LEFT_TOP;
-        width = turned ? bitmap->Height : bitmap->Width;
-        height = turned ? bitmap->Width : bitmap->Height;
-        for (R_INT y = 0; y < height; ++y) {
-            for (R_INT x = 0; x < width; ++x) {
-                R_INT row = turned ? x : y, column = turned ? y : x;
-                // Row 0 and column 0 stand where the perspective's name says.
-                const bool rowsBackwards = perspective == BOTTOM_RIGHT || perspective == BOTTOM_LEFT ||
-                                           perspective == RIGHT_TOP || perspective == RIGHT_BOTTOM;
-                const bool columnsBackwards = perspective == TOP_RIGHT || perspective == BOTTOM_RIGHT ||
-                                              perspective == RIGHT_BOTTOM || perspective == LEFT_BOTTOM;
-                if (rowsBackwards) row = bitmap->Height - 1 - row;
-                if (columnsBackwards) column = bitmap->Width - 1 - column;
-                pixels.push_back(
-                    pixelAt(rows.data() + R_INT64{row} * bitmap->BytesPerLine, column, bitmap->BitsPerPixel));
-            }
-        }
-    }
-    Picture upsideDown() const
-    {
-        return changed([this](R_INT x, R_INT y) { return (height - 1 - y) * width + x; });
-    }
-    Picture leftToRight() const
-    {
-        return changed([this](R_INT x, R_INT y) { return y * width + width - 1 - x; });
-    }
-    bool operator==(const Picture&) const = default;
-
-    R_INT width, height;
-    std::vector<uint64_t> pixels;
-
-private:
-    Picture changed(const std::function<R_INT(R_INT, R_INT)>& from) const
-    {
-        Picture result = *this;
-        for (R_INT y = 0; y < height; ++y)
-            for (R_INT x = 0; x < width; ++x)
-                result.pixels[static_cast<size_t>(y * width + x)] = pixels[static_cast<size_t>(from(x, y))];
-        return result;
-    }
-};
 
 TEST(Flip, EveryPictureTurns)
 {
@@ -133,29 +85,6 @@ TEST(Flip, RefusesWhatIsNoBitmap)
     record->Flags |= FLAG_ALLOCATED;
     EXPECT_EQ(R_FlipBitmap(record), ERROR_INV_STRUCT_SIZE);
 }
-
-/// Records percentages; says stop at one call.
-struct Watcher {
-    explicit Watcher(int stopAt = -1, R_INT answer = -100) : stopAt_(stopAt), answer_(answer)
-    {
-        (void)R_SetStatusCallBack(
-            [](R_INT percent, void* userData) {
-                auto* const self = static_cast<Watcher*>(userData);
-                self->percents.push_back(percent);
-                return static_cast<int>(self->percents.size()) - 1 == self->stopAt_ ? self->answer_ : SUCCESS;
-            },
-            this, nullptr, nullptr);
-    }
-    ~Watcher() { (void)R_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr); }
-    Watcher(const Watcher&) = delete;
-    Watcher& operator=(const Watcher&) = delete;
-
-    std::vector<R_INT> percents;
-
-private:
-    int stopAt_;
-    R_INT answer_;
-};
 
 std::vector<R_INT> percentsOf(Operation call, R_INT height)
 {

@@ -1,10 +1,25 @@
-/// Turns that move no pixel: the perspective's field alone changes.
+/// Perspectives: how an image in one of them becomes one in another, and turns that move no pixel, where the
+/// perspective's field alone changes.
 #pragma once
 
 #include "Internal/R_Int.h"
 #include "Kernel/Core/Checks.h"
 
 namespace rv {
+
+/// Any of the eight ways in which an image can lie: turned upside down where flip says so, then clockwise by so many
+/// quarters, 0 to 3.
+struct Turn {
+    bool flip = false;
+    R_INT quarters = 0;
+
+    /// Whether rows become columns.
+    constexpr bool sideways() const noexcept { return quarters % 2 != 0; }
+    constexpr bool operator==(const Turn&) const noexcept = default;
+};
+
+/// What makes an image in perspective `from` one in perspective `to`; both are among the eight.
+Turn turnBetween(R_INT from, R_INT to) noexcept;
 
 /// The perspective that follows each of the eight, from TOP_LEFT on.
 using PerspectiveMap = R_INT[LEFT_BOTTOM];

@@ -1,0 +1,146 @@
+// Perspectives: the positions that change with them, and the bitmaps.
+#include "Internal/R_Int.h"
+#include "Support/Picture.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace rv::test {
+namespace {
+
+constexpr R_INT kSome = 2147483647;
+
+/// A bitmap whose pixels are all different.
+struct Numbered : TestBitmap {
+    explicit Numbered(R_INT perspective) : TestBitmap({.bits = 8, .width = 17, .height = 11})
+    {
+        auto rows = pixels();
+        for (size_t i = 0; i < rows.size(); ++i)
+            rows[i] = static_cast<uint8_t>(i / get()->BytesPerLine * 17 + i % get()->BytesPerLine);
+        setPixels(rows);
+        get()->ViewPerspective = perspective;
+    }
+};
+
+TEST(Perspective, PointsAndRectanglesFollowTheDisplayedPixels)
+{
+    for (R_INT stored = TOP_LEFT; stored <= LEFT_BOTTOM; ++stored) {
+        const Numbered p(stored);
+        const Picture picture(p);
+        const auto rows = p.pixels();
+        for (R_INT y = 0; y < picture.height; ++y) {
+            for (R_INT x = 0; x < picture.width; ++x) {
+                const auto wanted = picture.pixels[static_cast<size_t>(y * picture.width + x)];
+                R_INT column = x, row = y;
+                ASSERT_EQ(R_PointToBitmap(p.get(), TOP_LEFT, &column, &row), SUCCESS);
+                ASSERT_EQ(rows[static_cast<size_t>(row) * p->BytesPerLine + static_cast<size_t>(column)], wanted);
+                ASSERT_EQ(R_PointFromBitmap(p.get(), TOP_LEFT, &column, &row), SUCCESS);
+                ASSERT_TRUE(column == x && row == y) << stored;
+
+                // A rectangle is the pixels in two of its corners.
+                const RECT drawn = {x / 2, y / 3, x + 1, y + 1};
+                RECT rect = drawn;
+                ASSERT_EQ(R_RectToBitmap(p.get(), TOP_LEFT, &rect), SUCCESS);
+                R_INT left = drawn.left, top = drawn.top, right = x, bottom = y;
+                (void)R_PointToBitmap(p.get(), TOP_LEFT, &left, &top);
+                (void)R_PointToBitmap(p.get(), TOP_LEFT, &right, &bottom);
+                ASSERT_EQ(rect.left, std::min(left, right));
+                ASSERT_EQ(rect.right, std::max(left, right) + 1);
+                ASSERT_EQ(rect.top, std::min(top, bottom));
+                ASSERT_EQ(rect.bottom, std::max(top, bottom) + 1);
+                ASSERT_EQ(R_RectFromBitmap(p.get(), TOP_LEFT, &rect), SUCCESS);
+                ASSERT_EQ(std::memcmp(&rect, &drawn, sizeof rect), 0);
+            }
+        }
+    }
+}
+
+TEST(Perspective, AChangeIsTheSameByAnyWay)
+{
+    // From one to another by way of a third, by the corner of a rectangle that is like no other.
+    for (R_INT from = TOP_LEFT; from <= LEFT_BOTTOM; ++from) {
+        for (R_INT over = TOP_LEFT; over <= LEFT_BOTTOM; ++over) {
+            for (R_INT to = TOP_LEFT; to <= LEFT_BOTTOM; ++to) {
+                const auto turned = [](R_INT a, R_INT b) { return (a >= LEFT_TOP) != (b >= LEFT_TOP); };
+                RECT once = {1, 2, 4, 9}, twice = once;
+                EXPECT_EQ(R_ChangeRectViewPerspective(from, 40, 20, to, &once), SUCCESS);
+                EXPECT_EQ(R_ChangeRectViewPerspective(from, 40, 20, over, &twice), SUCCESS);
+                const R_INT width = turned(from, over) ? 20 : 40;
+                EXPECT_EQ(R_ChangeRectViewPerspective(over, width, 60 - width, to, &twice), SUCCESS);
+                EXPECT_EQ(std::memcmp(&once, &twice, sizeof once), 0) << from << " " << over << " " << to;
+
+                R_INT flip = -1, angle = -1;
+                EXPECT_EQ(R_GetChangeViewPerspectiveParams(from, to, &flip, &angle), SUCCESS);
+                EXPECT_EQ(angle % 180 == 90, turned(from, to));
+            }
+        }
+    }
+    const struct {
+        R_INT from, to, flip, angle;
+    } pinned[] = {{1, 3, 0, 180}, {1, 6, 0, 270}, {2, 1, 1, 180}, {2, 8, 1, 270}, {6, 1, 0, 90}, {5, 5, 0, 0}};
+    for (const auto& c : pinned) {
+        R_INT flip = -1, angle = -1;
+        EXPECT_EQ(R_GetChangeViewPerspectiveParams(c.from, c.to, &flip, &angle), SUCCESS);
+        EXPECT_TRUE(flip == c.flip && angle == c.angle) << c.from << " to " << c.to << ": " << flip << " " << angle;
+    }
+}
+
+TEST(Perspective, SomeSizesAreExchangedOnceMore)
+{
+    Scene scene;
+    scene.width = 10;
+    scene.height = 20;
+    const TestBitmap p(scene);
+    p->ViewPerspective = TOP_LEFT;
+    R_INT x = 0, y = 0;
+    EXPECT_EQ(R_PointToBitmap(p.get(), RIGHT_TOP, &x, &y), SUCCESS);
+    EXPECT_TRUE(x == 9 && y == 0) << "the height of an image that lies on its side";
+    x = 0, y = 0;
+    EXPECT_EQ(R_PointToBitmap(p.get(), LEFT_TOP, &x, &y), SUCCESS);
+    EXPECT_TRUE(x == 0 && y == 0);
+    x = 0, y = 0;
+    EXPECT_EQ(R_PointToBitmap(p.get(), RIGHT_BOTTOM, &x, &y), SUCCESS);
+    EXPECT_TRUE(x == 19 && y == 9) << "not exchanged";
+    p->ViewPerspective = RIGHT_TOP;
+    x = 0, y = 0;
+    EXPECT_EQ(R_PointFromBitmap(p.get(), TOP_LEFT, &x, &y), SUCCESS);
+    EXPECT_TRUE(x == 19 && y == 0);
+}
+
+TEST(Perspective, RefusesWhatIsNone)
+{
+    const TestBitmap p({});
+    p->ViewPerspective = TOP_LEFT;
+    R_INT flip = 5, angle = 5, x = 1, y = 2;
+    RECT rect = {-kSome, 1, kSome, 2};
+    for (const R_INT none : {-1, 0, 9, kSome}) {
+        EXPECT_EQ(R_GetChangeViewPerspectiveParams(none, 1, &flip, &angle), ERROR_INV_PARAMETER);
+        EXPECT_EQ(R_GetChangeViewPerspectiveParams(1, none, &flip, &angle), ERROR_INV_PARAMETER);
+        EXPECT_EQ(R_PointToBitmap(p.get(), none, &x, &y), ERROR_INV_PARAMETER);
+        EXPECT_EQ(R_PointFromBitmap(p.get(), none, &x, &y), ERROR_INV_PARAMETER);
+        EXPECT_EQ(R_RectToBitmap(p.get(), none, &rect), SUCCESS);
+        EXPECT_EQ(R_RectFromBitmap(p.get(), none, &rect), SUCCESS);
+        EXPECT_EQ(R_ChangeRectViewPerspective(none, 5, 5, 3, &rect), SUCCESS);
+        EXPECT_EQ(R_ChangeRectViewPerspective(3, 5, 5, none, &rect), SUCCESS);
+    }
+    EXPECT_TRUE(flip == 5 && angle == 5 && x == 1 && y == 2 && rect.left == -kSome && rect.right == kSome);
+    p->ViewPerspective = 9;
+    EXPECT_EQ(R_PointToBitmap(p.get(), 9, &x, &y), SUCCESS) << "the two are the same";
+
+    EXPECT_EQ(R_GetChangeViewPerspectiveParams(1, 1, nullptr, &angle), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_ChangeRectViewPerspective(0, 5, 5, 0, nullptr), ERROR_INV_PARAMETER);
+    for (const auto call : {R_PointToBitmap, R_PointFromBitmap}) {
+        EXPECT_EQ(call(nullptr, 1, &x, &y), ERROR_INV_PARAMETER);
+        EXPECT_EQ(call(p.get(), 9, &x, nullptr), ERROR_INV_PARAMETER);
+        p->uStructSize = 283;
+        EXPECT_EQ(call(p.get(), 9, &x, &y), ERROR_INV_STRUCT_SIZE);
+        p->uStructSize = BITMAPHANDLE_SIZE;
+    }
+    EXPECT_EQ(R_RectToBitmap(p.get(), 9, nullptr), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_RectFromBitmap(nullptr, 9, &rect), ERROR_INV_PARAMETER);
+}
+
+} // namespace
+} // namespace rv::test
