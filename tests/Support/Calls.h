@@ -63,6 +63,7 @@ std::span<const Call> moduleCalls();
 std::span<const Call> listCalls();
 std::span<const Call> runCalls();
 std::span<const Call> compressionCalls();
+std::span<const Call> copyCalls();
 std::span<const Call> perspectiveCalls();
 std::span<const Call> allCalls();
 

@@ -185,7 +185,19 @@ Status askAllocateHook(const BITMAPHANDLE* pBitmap, R_UINT* memory, void* data) 
 /// Frees the movable block of a Global bitmap, locked or not.
 void freeMovablePixels(BITMAPHANDLE* pBitmap) noexcept { platform().freeMovable(pBitmap->Addr.Handle); }
 
-/// Gives the pixels back: the callback's way if it has one, else the store's.
+/// What the display module hung on the record.
+void freeDisplayData(BITMAPHANDLE* pBitmap) noexcept
+{
+    const DISDISPATCH& hooks = displayHooks();
+    if (pBitmap->pRgnInfo != nullptr && hooks.DeleteRegion != nullptr) hooks.DeleteRegion(pBitmap->pRgnInfo);
+    pBitmap->pRgnInfo = nullptr;
+    freePalette(pBitmap);
+    if (pBitmap->pOverlays != nullptr && hooks.DeleteOverlays != nullptr) hooks.DeleteOverlays(pBitmap->pOverlays);
+    pBitmap->pOverlays = nullptr;
+}
+
+} // namespace
+
 void freePixels(BITMAPHANDLE* pBitmap) noexcept
 {
     if ((pBitmap->Flags & FLAG_ALLOCATED) == 0) return;
@@ -206,19 +218,6 @@ void freePixels(BITMAPHANDLE* pBitmap) noexcept
         if ((flags & (FLAG_COMPRESSED | FLAG_SUPER_COMPRESSED)) != 0) setPixelBytes(pBitmap, shape.bytes);
     }
 }
-
-/// What the display module hung on the record.
-void freeDisplayData(BITMAPHANDLE* pBitmap) noexcept
-{
-    const DISDISPATCH& hooks = displayHooks();
-    if (pBitmap->pRgnInfo != nullptr && hooks.DeleteRegion != nullptr) hooks.DeleteRegion(pBitmap->pRgnInfo);
-    pBitmap->pRgnInfo = nullptr;
-    freePalette(pBitmap);
-    if (pBitmap->pOverlays != nullptr && hooks.DeleteOverlays != nullptr) hooks.DeleteOverlays(pBitmap->pOverlays);
-    pBitmap->pOverlays = nullptr;
-}
-
-} // namespace
 
 void fillAllocationInfo(ALLOCATIONINFO* pInfo, const BITMAPHANDLE* pBitmap, R_UINT memory, void* data) noexcept
 {

@@ -9,6 +9,8 @@ namespace rv {
 /// What an allocate or begin-copy callback is told about a bitmap.
 void fillAllocationInfo(ALLOCATIONINFO* pInfo, const BITMAPHANDLE* pBitmap, R_UINT memory, void* data) noexcept;
 
+/// Gives the pixels back: the callback's way if it has one, else the store's. Flags and slots stay as they are.
+void freePixels(BITMAPHANDLE* pBitmap) noexcept;
 /// Frees the kernel's copy of the data callbacks.
 void freeCallbacks(BITMAPHANDLE* pBitmap) noexcept;
 /// Frees the extra block; a record without one stays as it is.

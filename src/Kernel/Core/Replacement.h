@@ -27,13 +27,19 @@ public:
     Status status() const noexcept { return status_; }
     /// The record to fill.
     BITMAPHANDLE* bitmap() noexcept;
-    /// The last step: where the duplicate takes pSrc's place, pSrc's old pixels go, and its extra data, overlays,
-    /// region, callbacks and lock count stay. What it answers is the operation's result.
+    /// The last step, when the operation has released what it accessed. Where the duplicate takes pSrc's place, pSrc's
+    /// old pixels go, and its extra data, overlays, region, lock count and callbacks stay (those that were installed
+    /// when the copy began take their place). Callbacks that hold rows of their own are then asked to supply the new
+    /// pixels and given every row; when they refuse one, the image is the new one, in the kernel's memory.
+    /// What it answers is the operation's result.
     Status commit() noexcept;
     /// Ends with the operation's failure; returns it.
     Status fail(Status status) noexcept;
 
 private:
+    bool replaces() const noexcept { return target_ == &own_; }
+    Status duplicate(R_UINT uStructSize, const Shape& shape, R_UINT flags) noexcept;
+
     BITMAPHANDLE own_;
     BITMAPHANDLE* target_;
     BITMAPHANDLE* source_;
