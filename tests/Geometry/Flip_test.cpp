@@ -1,6 +1,6 @@
 // Flip and reverse, by pixels and by perspective, judged by the image that is displayed.
 #include "Internal/R_Int.h"
-#include "R_Services.h"
+#include "Support/FakeRegion.h"
 #include "Support/Picture.h"
 #include "Support/Watcher.h"
 
@@ -206,37 +206,25 @@ TEST(Flip, AFailingRowCallLosesNoRow)
 
 TEST(Flip, TheRegionTurnsWithTheRows)
 {
-    static int turned;
-    DISDISPATCH hooks{};
-    hooks.uStructSize = sizeof hooks;
-    hooks.FlipRegion = [](BITMAPHANDLE* p) {
-        ++turned;
-        return p->nLockCount == 0 ? SUCCESS : FAILURE;
-    };
-    ASSERT_EQ(R_SetDisDispatch(&hooks), SUCCESS);
     const TestBitmap p({});
-    p->pRgnInfo = &turned;
+    FakeRegion region(p, 1);
     const auto flips = [&](Operation call, R_INT perspective) {
-        turned = 0;
+        region.flipped = 0;
         p->ViewPerspective = perspective;
         EXPECT_EQ(call(p.get()), SUCCESS);
-        return turned;
+        return region.flipped;
     };
     EXPECT_EQ(flips(R_FlipBitmap, BOTTOM_LEFT), 1);
     EXPECT_EQ(flips(R_FlipBitmap, RIGHT_TOP), 0) << "no row changed its place";
     EXPECT_EQ(flips(R_ReverseBitmap, RIGHT_TOP), 1);
     p->ViewPerspective = TOP_LEFT;
-    turned = 0;
     {
         const Watcher watcher(1);
         EXPECT_EQ(R_FlipBitmap(p.get()), -100);
     }
-    EXPECT_EQ(turned, 0) << "the flip did not end";
-    hooks.FlipRegion = [](BITMAPHANDLE*) { return ERROR_FAILURE; };
-    ASSERT_EQ(R_SetDisDispatch(&hooks), SUCCESS);
-    EXPECT_EQ(R_FlipBitmap(p.get()), ERROR_FAILURE) << "the region's answer is the call's";
-    p->pRgnInfo = nullptr;
-    ASSERT_EQ(R_SetDisDispatch(nullptr), SUCCESS);
+    EXPECT_EQ(region.flipped, 1) << "the flip did not end";
+    region.failAt = region.asked;
+    EXPECT_EQ(R_FlipBitmap(p.get()), region.answer) << "the region's answer is the call's";
 }
 
 } // namespace

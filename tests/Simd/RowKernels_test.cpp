@@ -135,6 +135,26 @@ TEST(RowKernels, EveryMirrorGivesThePlainBytes)
     }
 }
 
+TEST(RowKernels, RepeatGoesOnWithoutASeam)
+{
+    for (const size_t period : {32u, 33u, 39u, 40u, 64u, 95u}) {
+        auto pattern = randomBytes(period, static_cast<unsigned>(period));
+        for (size_t i = 0; i < simd::kRepeatAhead; ++i) pattern.push_back(pattern[i]);
+        for (size_t bytes = 0; bytes <= 3 * kThreeVectors; bytes += bytes < kThreeVectors ? 1 : 7) {
+            std::vector<uint8_t> wanted(bytes);
+            for (size_t i = 0; i < bytes; ++i) wanted[i] = pattern[i % period];
+            inEveryPlace(std::to_string(bytes) + " bytes of every " + std::to_string(period),
+                         [&](const RowKernels& kernels, size_t offset, GuardedBuffer::Side side) {
+                             static RowPage from, to;
+                             uint8_t* const target = to.place(std::vector<uint8_t>(bytes), offset, side);
+                             kernels.repeat(target, bytes, from.place(pattern, 0, side), period);
+                             return to.holds(wanted);
+                         });
+            if (HasFatalFailure()) return;
+        }
+    }
+}
+
 TEST(RowKernels, InvertAndShift)
 {
     for (size_t bytes = 0; bytes <= kThreeVectors; ++bytes) {

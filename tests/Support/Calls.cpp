@@ -250,6 +250,9 @@ const Call kCalls[] = {
     CALL(R_IntReverseBitmap, w.a),
     CALL(R_IntFlipBitmapViewPerspective, w.a),
     CALL(R_IntReverseBitmapViewPerspective, w.a),
+    CALL(R_FillBitmap, w.a, 0x123456),
+    CALL(R_FillBitmap2, w.a, 0xA0C0E0, 77),
+    CALL(R_ClearBitmap, w.a),
     CALL(R_MirrorLine, w.row.data(), static_cast<R_UINT>(w.a->Width), w.a->BitsPerPixel),
 };
 

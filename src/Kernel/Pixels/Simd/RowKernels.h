@@ -16,6 +16,13 @@ using InvertBytes = void (*)(uint8_t* target, const uint8_t* source, size_t byte
 /// next  what will be exchanged next instead of other and is fetched meanwhile; a hint, any address will do
 using SwapBytes = void (*)(uint8_t* one, uint8_t* other, size_t bytes, const uint8_t* next) noexcept;
 
+/// Fills `bytes` bytes of target with what repeats itself. They do not go through the caches: for much memory that
+/// nobody will look at soon.
+/// pattern  period + kRepeatAhead bytes, of which those behind the period are the first ones again
+/// period   at least kRepeatAhead
+using RepeatBytes = void (*)(uint8_t* target, size_t bytes, const uint8_t* pattern, size_t period) noexcept;
+constexpr size_t kRepeatAhead = 32;
+
 /// Moves a row of `bytes` bytes by `shift` (0 to 7) bits towards its first bit, the top one of byte 0; zeros follow.
 /// target is source, or the two are apart.
 using ShiftBits = void (*)(uint8_t* target, const uint8_t* source, size_t bytes, unsigned shift) noexcept;
@@ -40,6 +47,7 @@ struct RowKernels {
     const char* name;
     InvertBytes invert;
     SwapBytes swap;
+    RepeatBytes repeat;
     ShiftBits shiftLeft;
     MirrorRow mirror1;
     MirrorRow mirror2;

@@ -14,6 +14,7 @@
 #include "Kernel/Pixels/Simd/Bytes_inl.h"
 #include "Kernel/Pixels/Simd/Mirror_inl.h"
 #include "Kernel/Pixels/Simd/NearestEntries_inl.h"
+#include "Kernel/Pixels/Simd/Repeat_inl.h"
 
 #define RV_NAME_OF(word) #word
 #define RV_NAME(macro) RV_NAME_OF(macro)
@@ -24,6 +25,7 @@ const RowKernels kRowKernels = {
     .name = RV_NAME(RV_SIMD),
     .invert = invertBytes,
     .swap = swapBytes,
+    .repeat = repeatPast,
     .shiftLeft = shiftLeft,
     .mirror1 = mirrorSamples<1>,
     .mirror2 = mirrorSamples<2>,
