@@ -4,6 +4,7 @@
 #include "Error.h"
 #include "Format.h"
 
+#include <functional>
 #include <new>
 
 namespace rvimg {
@@ -18,11 +19,11 @@ struct TransformOptions {
     WriteOptions writing;
 };
 
-/// A kernel call that works on a bitmap in place.
-using Operation = R_INT (*)(BITMAPHANDLE*);
+/// What is done to a page: answers a status of the kernel, or throws.
+using Operation = std::function<R_INT(BITMAPHANDLE*)>;
 
 /// Reads the pages of the input, works on each (null: leaves it as it is) and writes them.
-void transform(const TransformOptions& options, Operation operation);
+void transform(const TransformOptions& options, const Operation& operation);
 
 struct InfoOptions {
     std::vector<std::string> files;

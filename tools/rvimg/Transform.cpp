@@ -84,7 +84,7 @@ uint64_t pixelBytesOf(ByteSource& source, const ReadOptions& options)
 
 } // namespace
 
-void transform(const TransformOptions& options, Operation operation)
+void transform(const TransformOptions& options, const Operation& operation)
 {
     const bool likeInput = options.output == kStandardStream && options.format.empty();
     if (!likeInput) (void)outputFormat(options.output, options.format); // wrong usage comes before any file
@@ -106,7 +106,7 @@ void transform(const TransformOptions& options, Operation operation)
         const auto height = static_cast<uint64_t>(layout->height);
         progress.begin("reading " + options.input, height);
         Image image = on(options.input, [&] { return readPage(*decoder, *layout, progress); });
-        if (operation != nullptr) {
+        if (operation) {
             progress.begin("working on " + options.input, 100);
             const KernelProgress told(progress);
             on(options.input, [&] { check(operation(image.record())); });

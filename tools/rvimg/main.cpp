@@ -1,5 +1,5 @@
 /// rvimg: reads, changes and writes pictures with the kernel.
-#include "Commands.h"
+#include "Operations.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -40,6 +40,7 @@ public:
         addTransform("convert", "Write a picture in another format, depth and palette unchanged", nullptr);
         addTransform("flip", "Turn a picture upside down, every page of it", R_FlipBitmap);
         addTransform("mirror", "Mirror a picture left to right, every page of it", R_ReverseBitmap);
+        addFill();
         addChart();
     }
     CLI::App& app() { return app_; }
@@ -88,7 +89,9 @@ private:
         command->callback([this] { run_ = [this] { return showInfo(info_); }; });
     }
 
-    void addTransform(const char* name, const std::string& description, Operation operation)
+    /// The operation is made when the options are known.
+    CLI::App* addTransform(const char* name, const std::string& description,
+                           const std::function<Operation()>& operation)
     {
         CLI::App* const command = add(name, description);
         command->add_option("IN", transform_.input, "The picture; - is the standard input")->required()->type_name("");
@@ -104,10 +107,43 @@ private:
         addReading(command, transform_.reading);
         command->callback([this, operation] {
             run_ = [this, operation] {
-                transform(transform_, operation);
+                transform(transform_, operation());
                 return true;
             };
         });
+        return command;
+    }
+
+    CLI::App* addTransform(const char* name, const std::string& description, R_INT (*call)(BITMAPHANDLE*))
+    {
+        return addTransform(name, description, [call] { return Operation(call); });
+    }
+
+    /// An option whose words `read` makes a value of, or nothing.
+    template <class T, class Read>
+    static CLI::Option* addValue(CLI::App* command, const char* name, std::optional<T>& value, Read read,
+                                 const char* description, const char* form)
+    {
+        const auto take = [=, &value](const std::string& words) {
+            value = read(words);
+            if (!value) throw CLI::ValidationError(name, std::string("is ") + form);
+        };
+        return command->add_option_function<std::string>(name, take, description)->type_name(form);
+    }
+
+    void addFill()
+    {
+        CLI::App* const command = addTransform("fill", "Paint a rectangle, or all of a picture, in one colour",
+                                               [this] { return fillWith(*colour_, area_); });
+        addValue(command, "--colour,--color", colour_, colourOf,
+                 "The colour: the nearest that the picture has is taken", "RRGGBB[AA]|black|white")
+            ->required();
+        addArea(command, "What to paint, from the upper left corner of the picture as it is seen (all of it)");
+    }
+
+    CLI::Option* addArea(CLI::App* command, const char* description)
+    {
+        return addValue(command, "--area", area_, areaOf, description, "WxH+X+Y");
     }
 
     void addChart()
@@ -149,6 +185,8 @@ private:
     CLI::App app_{"Reads, changes and writes pictures.", "rvimg"};
     InfoOptions info_;
     TransformOptions transform_;
+    std::optional<RECT> area_;
+    std::optional<Colour> colour_;
     ChartOptions chart_;
     std::function<bool()> run_;
 };

@@ -1,0 +1,31 @@
+"""What commands do to pictures, as they are displayed."""
+from support import case, displayed, make_tiff, random_bytes, same, seen, tiff_page
+
+
+def colour_page(t, orientation):
+    """A picture of 31 x 17 stored pixels of 24 bits; and how it looks."""
+    page = tiff_page(31, 17, 8, photometric=2, samples=3, orientation=orientation)
+    source = make_tiff(t.path("source.tif"), [page])
+    return source, displayed(seen(source), orientation).copy()
+
+
+@case("Working.Fill", *[(f"orientation {o}", o) for o in range(1, 9)])
+def fill(t, orientation):
+    """An area is where it is seen; what of it lies outside is left away."""
+    t.has("tiff")
+    source, shown = colour_page(t, orientation)
+    for area, rows, columns in (("6x5+3+2", slice(2, 7), slice(3, 9)), ("90x4+5+1", slice(1, 5), slice(5, None)),
+                                (None, slice(None), slice(None))):
+        options = ("--colour", "#FF8001") + (("--area", area) if area else ())
+        wanted = shown.copy()
+        wanted[rows, columns, :3] = (0xFFFF, 0x8080, 0x0101)
+        same(displayed(seen(t.to("tif", source, *options, command="fill")), orientation), wanted)
+    t.fails("fill", source, "out.tif", "--colour", "white", "--area", "1x1+31+17", says="outside the picture")
+
+
+@case("Working.FillAlpha")
+def fill_alpha(t):
+    t.path("a.pam").write_bytes(b"P7\nWIDTH 3\nHEIGHT 2\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\n" +
+                                random_bytes(24))
+    t.ok("fill", "a.pam", "b.pam", "--color", "01020304")
+    assert t.path("b.pam").read_bytes().endswith(bytes((1, 2, 3, 4)) * 6)
