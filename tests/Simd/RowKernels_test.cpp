@@ -196,6 +196,58 @@ TEST(RowKernels, Swap)
     }
 }
 
+/// What every variant makes of two rows is what the plain one makes.
+template <class Kernel>
+void expectPlainBytes(const std::string& what, std::vector<uint8_t> target, const std::vector<uint8_t>& source,
+                      Kernel kernel)
+{
+    static RowPage to, from;
+    std::vector<uint8_t> wanted = target;
+    kernel(simd::base::kRowKernels, wanted.data(), source.data());
+    inEveryPlace(what, [&](const RowKernels& kernels, size_t offset, GuardedBuffer::Side side) {
+        uint8_t* const in = to.place(target, offset, side);
+        kernel(kernels, in, from.place(source, (offset * 7 + 3) % kOffsets, side));
+        return to.holds(wanted) && from.holds(source);
+    });
+}
+
+TEST(RowKernels, EveryCombinationGivesThePlainBytes)
+{
+    for (size_t bytes = 0; bytes <= kThreeVectors && !HasFatalFailure(); ++bytes) {
+        for (unsigned table = 0; table < simd::kTruthTables; ++table) {
+            const auto shift = static_cast<unsigned>(bytes * 5 + table) % 8;
+            expectPlainBytes("table " + std::to_string(table) + ", shift " + std::to_string(shift),
+                             randomBytes(bytes, table), randomBytes(bytes + (shift != 0), table + 20),
+                             [&](const RowKernels& kernels, uint8_t* to, const uint8_t* from) {
+                                 kernels.combineBits[table](to, from, bytes, shift);
+                             });
+        }
+        for (size_t i = 0; i < simd::kArithmetics; ++i) {
+            for (const unsigned top : {255u, 31u})
+                expectPlainBytes("bytes " + std::to_string(i), randomBytes(bytes, top), randomBytes(bytes, top + 1),
+                                 [&](const RowKernels& kernels, uint8_t* to, const uint8_t* from) {
+                                     kernels.combine8[i](to, from, bytes, top);
+                                 });
+            for (const unsigned top : {65535u, 1023u})
+                expectPlainBytes("words " + std::to_string(i), randomBytes(bytes * 2, top), randomBytes(bytes * 2, 9),
+                                 [&](const RowKernels& kernels, uint8_t* to, const uint8_t* from) {
+                                     kernels.combine16[i](to, from, bytes, top);
+                                 });
+        }
+        for (const unsigned opaque : {0u, 1u, 2u}) { // pixels of the target: few, the second half, nearly all
+            auto pixels = randomBytes(bytes * 8, opaque);
+            for (size_t at = 3; at < pixels.size(); at += 4)
+                if (opaque * at > 4 * bytes) pixels[at] = 255;
+            const auto above = randomBytes(bytes * 8, 7);
+            expectPlainBytes("over 8", pixels, above, [&](const RowKernels& k, uint8_t* to, const uint8_t* from) {
+                k.over8(to, from, bytes * 2);
+            });
+            expectPlainBytes("over 16", pixels, above,
+                             [&](const RowKernels& k, uint8_t* to, const uint8_t* from) { k.over16(to, from, bytes); });
+        }
+    }
+}
+
 TEST(RowKernels, TheFastestIsInUseAndOthersCanBe)
 {
     size_t count = 0;

@@ -42,6 +42,38 @@ using NearestEntries = uint32_t (*)(const uint8_t* entries, size_t count, const 
                                     uint64_t* marks) noexcept;
 constexpr size_t kNearestMarks = 4;
 
+/// Combines whole bytes of a row with bits of another by a truth table: a bit of source and one of target, s and d,
+/// become bit 2 * s + d of the table, which is the kernel's number.
+/// source  its bits from `shift` (0 to 7) bits into byte 0 on, and nothing behind the last of them; where the table
+/// does
+///         not look at it, any pointer will do
+/// target  source itself, where the shift is 0, or apart from it
+using CombineBits = void (*)(uint8_t* target, const uint8_t* source, size_t bytes, unsigned shift) noexcept;
+constexpr size_t kTruthTables = 16;
+
+/// target[i] = the target's sample, the source's and the operation's result from them; bytes, or words in the machine's
+/// order at any address. What does not fit a sample loses its upper bits.
+/// top  the largest sample: from 1 to 255, or to 65535; samples may be above it
+using CombineSamples = void (*)(uint8_t* target, const uint8_t* source, size_t count, unsigned top) noexcept;
+
+/// How samples are combined. The target's sample is d, the source's s.
+enum class Arithmetic : unsigned {
+    add,            ///< at most top
+    subtractSource, ///< d - s, at least 0
+    subtractTarget, ///< s - d, at least 0
+    multiply,       ///< d * s / top
+    divideBySource, ///< d * top / s, at most top; top where s is 0
+    divideByTarget, ///< s * top / d, likewise
+    average,        ///< half of d + s
+    minimum,
+    maximum,
+};
+constexpr size_t kArithmetics = 9;
+
+/// Composites pixels of four bytes, or of four words, the last of which is alpha, over the target's. The target's alpha
+/// stays. The two rows are the same or apart.
+using CompositePixels = void (*)(uint8_t* target, const uint8_t* source, size_t count) noexcept;
+
 /// One variant of every kernel.
 struct RowKernels {
     const char* name;
@@ -64,6 +96,11 @@ struct RowKernels {
     MirrorRow mirror48;
     MirrorRow mirror64;
     NearestEntries nearest;
+    CombineBits combineBits[kTruthTables];
+    CombineSamples combine8[kArithmetics]; ///< by Arithmetic
+    CombineSamples combine16[kArithmetics];
+    CompositePixels over8;
+    CompositePixels over16;
 };
 
 // Which of them this machine can run is Select.h's business.

@@ -12,6 +12,7 @@
 
 #include "Kernel/Pixels/Simd/Blocks_inl.h"
 #include "Kernel/Pixels/Simd/Bytes_inl.h"
+#include "Kernel/Pixels/Simd/Combine_inl.h"
 #include "Kernel/Pixels/Simd/Mirror_inl.h"
 #include "Kernel/Pixels/Simd/NearestEntries_inl.h"
 #include "Kernel/Pixels/Simd/Repeat_inl.h"
@@ -20,6 +21,14 @@
 #define RV_NAME(macro) RV_NAME_OF(macro)
 
 namespace rv::simd::RV_SIMD {
+
+#define RV_ARITHMETIC(Sample)                                                                                          \
+    {                                                                                                                  \
+        combineSamples<AddSamples, Sample>, combineSamples<SubtractSource, Sample>,                                    \
+            combineExchanged<SubtractSource, Sample>, multiplySamples<Sample>, combineSamples<DivideBySource, Sample>, \
+            combineExchanged<DivideBySource, Sample>, combineSamples<AverageSamples, Sample>,                          \
+            combineSamples<LesserSamples, Sample>, combineSamples<GreaterSamples, Sample>                              \
+    }
 
 const RowKernels kRowKernels = {
     .name = RV_NAME(RV_SIMD),
@@ -42,6 +51,13 @@ const RowKernels kRowKernels = {
     .mirror48 = mirrorLoose<6>,
     .mirror64 = mirrorUnits<8>,
     .nearest = nearestEntries,
+    .combineBits = {combineBits<0>, combineBits<1>, combineBits<2>, combineBits<3>, combineBits<4>, combineBits<5>,
+                    combineBits<6>, combineBits<7>, combineBits<8>, combineBits<9>, combineBits<10>, combineBits<11>,
+                    combineBits<12>, combineBits<13>, combineBits<14>, combineBits<15>},
+    .combine8 = RV_ARITHMETIC(uint8_t),
+    .combine16 = RV_ARITHMETIC(uint16_t),
+    .over8 = over8,
+    .over16 = over16,
 };
 
 } // namespace rv::simd::RV_SIMD
