@@ -30,8 +30,9 @@ R_API STATUSCALLBACK R_GetCopyStatusCallBack(void** ppUserData) R_NOEXCEPT;
 /// pixels. Region, overlays, extra data and dither state stay behind; the lock count is 0. Bits 0x04 to 0x20 are
 /// accepted and change nothing.
 /// Undone with R_FreeDuplicateBitmap.
-/// Errors: ERROR_INV_BITMAP null or a source without pixels; ERROR_INV_STRUCT_SIZE; those of R_InitBitmap and
-/// R_AllocateBitmap; ERROR_FAILURE no memory; what the source's callback answers. pDst then owns nothing.
+/// Errors: ERROR_INV_BITMAP null or a source without pixels; ERROR_INV_PARAMETER the source itself;
+/// ERROR_INV_STRUCT_SIZE; those of R_InitBitmap and R_AllocateBitmap; ERROR_FAILURE no memory; what the source's
+/// callback answers. pDst then owns nothing.
 R_API R_INT R_DupBitmapNewDim(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, R_INT nWidth, R_INT nHeight,
                               R_INT nBitsPerPixel, R_UINT uFlags) R_NOEXCEPT;
 
@@ -42,16 +43,16 @@ R_API R_INT R_DupBitmapNewDim(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uSt
 R_API R_INT R_CopyBitmap(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize) R_NOEXCEPT;
 R_API R_INT R_CopyBitmap2(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, R_UINT uMemory) R_NOEXCEPT;
 
-/// Copies the rows that both bitmaps have, bytes as they are: the two are of one format. What longer rows of pDst have
-/// more becomes zeros. Progress goes to the copy status callback.
-/// Errors: ERROR_INV_BITMAP null or no pixels; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE; ERROR_FAILURE no memory, or a
-/// row of pDst that is shorter than pSrc's; a store's own; a progress callback's answer. Rows that were copied stay.
+/// Copies the rows that both bitmaps have, bytes as they are: the two are of one format. Shorter rows of pDst take what
+/// they have room for; what longer ones have more becomes zeros. Progress goes to the copy status callback.
+/// Errors: ERROR_INV_BITMAP null or no pixels; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE; ERROR_INV_BITS_PER_PIXEL;
+/// ERROR_FAILURE no memory; a store's own; a progress callback's answer. Rows that were copied stay.
 R_API R_INT R_CopyBitmapData(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc) R_NOEXCEPT;
 
 /// A new bitmap in pDst with the pixels of a rectangle in stored rows and columns, which lies inside pSrc. Where pDst
 /// is null or pSrc itself, the rectangle takes pSrc's place. R_CopyBitmapRect2: placed as the MEM_ flags say. Errors:
 /// ERROR_INV_PARAMETER null or a source without pixels, a rectangle not inside; ERROR_INV_STRUCT_SIZE; those of
-/// R_DupBitmapNewDim; a progress callback's answer. pSrc is as it was then.
+/// R_DupBitmapNewDim, ERROR_INV_SIZE for an empty rectangle; a progress callback's answer. pSrc is as it was then.
 R_API R_INT R_CopyBitmapRect(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, R_INT nCol, R_INT nRow,
                              R_UINT uWidth, R_UINT uHeight) R_NOEXCEPT;
 R_API R_INT R_CopyBitmapRect2(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, R_INT nCol, R_INT nRow,

@@ -42,6 +42,10 @@ R_API R_INT R_DeleteBitmapListItems(HBITMAPLIST hList, R_UINT uStart, R_UINT uCo
 /// Puts a copy of a record before an item, or behind the last (the count, or LIST_END); the list takes the pixels over.
 /// Errors: ERROR_INV_PARAMETER a null pointer or an index past the end; ERROR_INV_STRUCT_SIZE.
 R_API R_INT R_InsertBitmapListItem(HBITMAPLIST hList, R_UINT uIndex, BITMAPHANDLE* pBitmap) R_NOEXCEPT;
+/// Makes a new list of copies of uCount items from uStart on (fewer where there are fewer), each with pixels of its own
+/// and as R_CopyBitmap makes them; an item without pixels is a record with a palette of its own.
+/// Errors: ERROR_INV_PARAMETER a null pointer, no count, uStart past the items; those of R_CopyBitmap.
+R_API R_INT R_CopyBitmapListItems(HBITMAPLIST* phNew, HBITMAPLIST hList, R_UINT uStart, R_UINT uCount) R_NOEXCEPT;
 /// Makes a new list of uCount items from uStart on (fewer where there are fewer), which leave this one.
 /// ERROR_INV_PARAMETER a null pointer, no count, uStart past the items.
 R_API R_INT R_MoveBitmapListItems(HBITMAPLIST* phNew, HBITMAPLIST hList, R_UINT uStart, R_UINT uCount) R_NOEXCEPT;

@@ -83,12 +83,13 @@ public:
     {
         for (int step = 0; step < steps && !testing::Test::HasFailure(); ++step) {
             List& list = lists_[below(2)];
-            switch (below(8)) {
+            switch (below(9)) {
             case 0: removeItem(list); break;
             case 1: replaceItem(list); break;
             case 2: setItem(list); break;
             case 3: deleteItems(list); break;
-            case 4: moveItems(list); break;
+            case 4: newList(list, R_MoveBitmapListItems, true); break;
+            case 5: newList(list, R_CopyBitmapListItems, false); break;
             default: insertItem(list); break;
             }
             check();
@@ -196,13 +197,13 @@ private:
         list.items.erase(first, stop);
     }
 
-    /// Moves a range out of a list; the new one takes the other list's place.
-    void moveItems(List& list)
+    /// Makes a list of a range, which leaves its list or stays there; the new one takes the other list's place.
+    template <class F> void newList(List& list, F call, bool leaves)
     {
         List& other = &list == lists_ ? lists_[1] : lists_[0];
         const R_UINT start = below(list.count() + 1u), asked = below(40);
         HBITMAPLIST made = nullptr;
-        const R_INT status = attempt([&] { return R_MoveBitmapListItems(&made, list.handle, start, asked); });
+        const R_INT status = attempt([&] { return call(&made, list.handle, start, asked); });
         if (start >= list.items.size() || asked == 0) {
             EXPECT_EQ(status, ERROR_INV_PARAMETER);
         } else if (status != SUCCESS) {
@@ -213,7 +214,7 @@ private:
             EXPECT_EQ(R_DestroyBitmapList(other.handle), SUCCESS);
             other.handle = made;
             other.items.assign(first, last);
-            list.items.erase(first, last);
+            if (leaves) list.items.erase(first, last);
         }
     }
 
@@ -266,8 +267,10 @@ TEST(List, StatusesInOrder)
     EXPECT_EQ(R_InsertBitmapListItem(list.handle, 7, &odd), ERROR_INV_STRUCT_SIZE);
     EXPECT_EQ(R_InsertBitmapListItem(list.handle, LIST_END, nullptr), ERROR_INV_PARAMETER);
     EXPECT_EQ(R_ReplaceBitmapListItem(list.handle, LIST_END, &odd, &out, 5), ERROR_INV_PARAMETER); // empty
-    EXPECT_EQ(R_MoveBitmapListItems(nullptr, list.handle, 0, 1), ERROR_INV_PARAMETER);
-    EXPECT_EQ(R_MoveBitmapListItems(into, nullptr, 0, 1), ERROR_INV_PARAMETER);
+    for (const auto call : {R_MoveBitmapListItems, R_CopyBitmapListItems}) {
+        EXPECT_EQ(call(nullptr, list.handle, 0, 1), ERROR_INV_PARAMETER);
+        EXPECT_EQ(call(into, nullptr, 0, 1), ERROR_INV_PARAMETER);
+    }
 
     ASSERT_EQ(R_InsertBitmapListItem(list.handle, 0, &empty), SUCCESS);
     EXPECT_EQ(R_ReplaceBitmapListItem(list.handle, 9, &empty, &out, 5), ERROR_INV_STRUCT_SIZE);

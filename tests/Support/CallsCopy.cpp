@@ -26,6 +26,12 @@ const Call kCalls[] = {
     MADE(R_DupBitmapNewDim, 5, 9, w.a->BitsPerPixel, DUP_ALLOCATE | DUP_PALETTE | DUP_NEW_BITMAP),
     DOES(R_FreeDuplicateBitmap,
          tell(w, R_DupBitmapNewDim(w.spare, w.a, w.spare.structSize(), 5, 9, w.a->BitsPerPixel, DUP_ALLOCATE))),
+    MADE(R_CopyBitmap),
+    MADE(R_CopyBitmap2, MEM_DISK),
+    CALL(R_CopyBitmapData, w.a, w.b),
+    MADE(R_CopyBitmapRect, 5, 2, 19, 8),
+    MADE(R_CopyBitmapRect2, 0, 2, 19, 8, MEM_TILED),
+    CALL(R_TrimBitmap, w.a, 3, -2, 1000, 9),
     CALL(R_CopyGrayParams, w.b, w.a),
 };
 

@@ -23,12 +23,13 @@ template <class F> R_INT64 withList(World& w, R_UINT count, F f)
     return status;
 }
 
-R_INT64 moveItems(HBITMAPLIST list)
+/// A call that makes a list of the first two.
+template <class F> R_INT64 newList(HBITMAPLIST list, F call)
 {
-    HBITMAPLIST moved = nullptr;
-    const R_INT64 status = R_MoveBitmapListItems(&moved, list, 0, 2);
-    if (status != SUCCESS) return as(moved == nullptr) == SUCCESS ? status : SUCCESS;
-    return R_DestroyBitmapList(moved);
+    HBITMAPLIST made = nullptr;
+    const R_INT64 status = call(&made, list, 0, 2);
+    if (status != SUCCESS) return as(made == nullptr) == SUCCESS ? status : SUCCESS;
+    return R_DestroyBitmapList(made);
 }
 
 R_INT64 getItem(World& w, HBITMAPLIST list)
@@ -55,7 +56,8 @@ const Call kCalls[] = {
     LIST(R_DeleteBitmapListItems, as(R_DeleteBitmapListItems(list, 1, 1) ==
                                      (w.spare.structSize() == BITMAPHANDLE_SIZE ? SUCCESS : ERROR_INV_STRUCT_SIZE))),
     LIST(R_InsertBitmapListItem, R_InsertBitmapListItem(list, 1, w.spare)),
-    LIST(R_MoveBitmapListItems, moveItems(list)),
+    LIST(R_CopyBitmapListItems, newList(list, R_CopyBitmapListItems)),
+    LIST(R_MoveBitmapListItems, newList(list, R_MoveBitmapListItems)),
 };
 
 } // namespace

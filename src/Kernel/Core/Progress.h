@@ -21,6 +21,8 @@ public:
         return Progress(s.copyStatusCallback, s.copyStatusUserData, steps);
     }
 
+    /// Whether anybody is told; steps can be taken at once otherwise.
+    bool watched() const noexcept { return callback_ != nullptr; }
     /// Before the first step. Without steps there is nothing between 0 and 100.
     Status begin() noexcept
     {

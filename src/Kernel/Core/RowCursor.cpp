@@ -89,21 +89,35 @@ Status RowCursor::takeStaging() noexcept
     return staging_ ? SUCCESS : ERROR_FAILURE;
 }
 
-Status RowCursor::open(R_INT row) noexcept
+/// Otherwise data() is the staging buffer, with nothing in it yet.
+bool RowCursor::openInPlace(R_INT row) noexcept
 {
-    R_TRY(status_);
     open_ = row;
     if (direct()) {
         data_ = this->row(row);
-        return SUCCESS;
+        return true;
     }
     if (store_ != nullptr) {
         data_ = store_->borrow(slotsOf(bitmap_), shapeOf(bitmap_), row, mode_ != RowMode::read);
-        if (data_ != nullptr) return SUCCESS;
+        if (data_ != nullptr) return true;
     }
     data_ = scratch_;
-    if (mode_ == RowMode::write) return SUCCESS;
+    return false;
+}
+
+Status RowCursor::open(R_INT row) noexcept
+{
+    R_TRY(status_);
+    if (openInPlace(row) || mode_ == RowMode::write) return SUCCESS;
     return rowMoved(readRow(bitmap_, data_, row, 0, bitmap_->BytesPerLine), bitmap_->BytesPerLine);
+}
+
+Status RowCursor::openPart(R_INT row, R_INT column, R_SIZE bytes) noexcept
+{
+    R_TRY(status_);
+    if (openInPlace(row)) return SUCCESS;
+    uint8_t* const part = data_ + columnByte(column, bitmap_->BitsPerPixel);
+    return rowMoved(readRow(bitmap_, part, row, column, bytes), bytes);
 }
 
 Status RowCursor::commit() noexcept

@@ -36,12 +36,16 @@ public:
 
     /// Makes data() the bytes of a row (BytesPerLine of them), until the next open().
     Status open(R_INT row) noexcept;
+    /// open() for a cursor that reads, where only `bytes` bytes from the one that holds `column` on are looked at: no
+    /// others are fetched. data() is the row's first byte all the same.
+    Status openPart(R_INT row, R_INT column, R_SIZE bytes) noexcept;
     uint8_t* data() const noexcept { return data_; }
     /// Writes the open row back.
     Status commit() noexcept;
 
 private:
     Status takeStaging() noexcept;
+    bool openInPlace(R_INT row) noexcept;
 
     BITMAPHANDLE* bitmap_;
     RowMode mode_;

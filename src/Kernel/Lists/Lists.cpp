@@ -5,6 +5,8 @@
 #include "Kernel/Base/System.h"
 #include "Kernel/Core/Checks.h"
 #include "Kernel/Core/MovableBlock.h"
+#include "R_Colour.h"
+#include "R_Geometry.h"
 
 #include <algorithm>
 #include <cstring>
@@ -157,6 +159,43 @@ Status checkRange(HBITMAPLIST list, R_UINT start, R_UINT count) noexcept
     return checkIndex(list, start);
 }
 
+// --- Copies of items
+
+/// A record without pixels that owns nothing but its palette.
+Status copyEmptyItem(BITMAPHANDLE* copy, BITMAPHANDLE* item) noexcept
+{
+    store(copy, item);
+    copy->pPalette = nullptr;
+    copy->pRgnInfo = nullptr;
+    copy->pDitherData = nullptr;
+    copy->pOverlays = nullptr;
+    copy->pExtraData = nullptr;
+    copy->ExtraDataSize = 0;
+    if (hasCallbackSlot(copy)) {
+        copy->pDataCallbacks = nullptr;
+        copy->nLockCount = 0;
+    }
+    return readableColors(item) != 0 ? R_CopyBitmapPalette(copy, item) : SUCCESS;
+}
+
+/// Appends a copy of an item to another list. The item is looked at as a record of its own: a bitmap's callbacks may
+/// change its list meanwhile.
+Status appendCopy(HBITMAPLIST list, HBITMAPLIST from, R_UINT index) noexcept
+{
+    BITMAPHANDLE item, copy;
+    {
+        R_TRY(checkIndex(from, index));
+        const LockedSlots slots(from->items);
+        if (!slots) return ERROR_FAILURE;
+        copySlots(&item, slots.at(index), 1);
+    }
+    const bool empty = (item.Flags & FLAG_ALLOCATED) == 0;
+    R_TRY(empty ? copyEmptyItem(&copy, &item) : Status(R_CopyBitmap(&copy, &item, item.uStructSize)));
+    const Status appended = R_InsertBitmapListItem(list, LIST_END, &copy);
+    if (!appended.ok()) R_FreeBitmap(&copy);
+    return appended;
+}
+
 } // namespace
 
 R_INT R_CreateBitmapList(HBITMAPLIST* phList) noexcept
@@ -284,6 +323,23 @@ R_INT R_InsertBitmapListItem(HBITMAPLIST hList, R_UINT uIndex, BITMAPHANDLE* pBi
     }
     fitSlots(hList, count + 1);
     return ERROR_FAILURE;
+}
+
+R_INT R_CopyBitmapListItems(HBITMAPLIST* phNew, HBITMAPLIST hList, R_UINT uStart, R_UINT uCount) noexcept
+{
+    if (phNew == nullptr) return ERROR_INV_PARAMETER;
+    R_TRY(checkRange(hList, uStart, uCount));
+    const R_UINT count = std::min(uCount, hList->count - uStart);
+    HBITMAPLIST list = nullptr;
+    R_TRY(R_CreateBitmapList(&list));
+    for (R_UINT index = 0; index < count; ++index) {
+        if (const Status copied = appendCopy(list, hList, uStart + index); !copied.ok()) {
+            (void)R_DestroyBitmapList(list);
+            return copied;
+        }
+    }
+    *phNew = list;
+    return SUCCESS;
 }
 
 R_INT R_MoveBitmapListItems(HBITMAPLIST* phNew, HBITMAPLIST hList, R_UINT uStart, R_UINT uCount) noexcept
