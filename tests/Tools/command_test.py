@@ -24,8 +24,8 @@ def left(t):
 @case("Command.HelpAndVersion")
 def help_and_version(t):
     assert t.ok("--version").startswith("rvimg ")
-    assert all(command in t.ok("--help") for command in ("info", "convert", "flip", "mirror", "fill", "chart"))
-    for command in ("info", "convert", "flip", "mirror", "fill", "chart"):
+    assert all(command in t.ok("--help") for command in ("info", "convert", "flip", "mirror", "crop", "fill", "chart"))
+    for command in ("info", "convert", "flip", "mirror", "crop", "fill", "chart"):
         assert "Usage: rvimg " + command in t.ok(command, "--help")
 
 
@@ -36,9 +36,11 @@ def help_and_version(t):
       ("quality 0", "convert small.ppm out.ppm --quality 0"), ("quality high", "flip small.ppm out.ppm --quality 101"),
       ("compression", "convert small.ppm out.ppm --compress best"), ("page 0", "flip small.ppm out.ppm --page 0"),
       ("chart kind", "chart out.ppm --kind oil"), ("chart size", "chart out.ppm --size 100"),
-      ("no colour", "fill small.ppm out.ppm"), ("colour", "fill small.ppm out.ppm --colour 12345"),
+      ("chart size too", "chart out.ppm --size 100x99999"), ("size", "info small.ppm --max-size lots"),
+      ("no area", "crop small.ppm out.ppm"), ("no colour", "fill small.ppm out.ppm"),
+      ("colour", "fill small.ppm out.ppm --colour 12345"),
       ("area", "fill small.ppm out.ppm --colour 123456 --area 3x0+1+1"),
-      ("area too", "fill small.ppm out.ppm --colour 123456 --area 3x1-1+1"), ("chart size too", "chart out.ppm --size 100x99999"), ("size", "info small.ppm --max-size lots"))
+      ("area too", "fill small.ppm out.ppm --colour 123456 --area 3x1-1+1"))
 def wrong_usage(t, arguments):
     small(t)
     t.fails(*arguments.split(), code=2)

@@ -23,6 +23,16 @@ def fill(t, orientation):
     t.fails("fill", source, "out.tif", "--colour", "white", "--area", "1x1+31+17", says="outside the picture")
 
 
+@case("Working.Crop", *[(f"orientation {o}", o) for o in range(1, 9)])
+def crop(t, orientation):
+    t.has("tiff")
+    source, shown = colour_page(t, orientation)
+    for area, rows, columns in (("6x5+3+2", slice(2, 7), slice(3, 9)), ("90x4+5+1", slice(1, 5), slice(5, None))):
+        cut = t.to("tif", source, "--area", area, command="crop")
+        same(displayed(seen(cut), orientation), shown[rows, columns])
+    t.fails("crop", source, "out.tif", "--area", "1x1+31+17", says="outside the picture")
+
+
 @case("Working.FillAlpha")
 def fill_alpha(t):
     t.path("a.pam").write_bytes(b"P7\nWIDTH 3\nHEIGHT 2\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\n" +

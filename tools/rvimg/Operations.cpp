@@ -58,6 +58,17 @@ std::optional<Colour> colourOf(const std::string& words)
 
 namespace {
 
+/// Where an area is stored that is partly in the picture at least.
+RECT storedArea(BITMAPHANDLE* bitmap, const RECT& area)
+{
+    RECT stored = area;
+    check(R_RectToBitmap(bitmap, TOP_LEFT, &stored));
+    const bool outside =
+        stored.right <= 0 || stored.bottom <= 0 || stored.left >= bitmap->Width || stored.top >= bitmap->Height;
+    if (outside) throw Error("the area lies outside the picture");
+    return stored;
+}
+
 /// Has the kernel take a rectangle for a bitmap's region, as long as it lives.
 class RectangleRegion {
 public:
@@ -93,15 +104,20 @@ private:
 
 } // namespace
 
+Operation cropTo(const RECT& area)
+{
+    return [=](BITMAPHANDLE* bitmap) {
+        const RECT stored = storedArea(bitmap, area);
+        return R_TrimBitmap(bitmap, stored.left, stored.top, static_cast<R_UINT>(stored.right - stored.left),
+                            static_cast<R_UINT>(stored.bottom - stored.top));
+    };
+}
+
 Operation fillWith(const Colour& colour, const std::optional<RECT>& area)
 {
     return [=](BITMAPHANDLE* bitmap) {
         if (!area) return R_FillBitmap2(bitmap, colour.rgb, colour.alpha);
-        RECT stored = *area;
-        check(R_RectToBitmap(bitmap, TOP_LEFT, &stored));
-        const bool outside =
-            stored.right <= 0 || stored.bottom <= 0 || stored.left >= bitmap->Width || stored.top >= bitmap->Height;
-        if (outside) throw Error("the area lies outside the picture");
+        RECT stored = storedArea(bitmap, *area);
         const RectangleRegion region(bitmap, stored);
         return R_FillBitmap2(bitmap, colour.rgb, colour.alpha);
     };

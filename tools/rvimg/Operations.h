@@ -18,6 +18,8 @@ struct Colour {
 /// "RRGGBB" or "RRGGBBAA" in hexadecimal digits, with # before it or not, "black" or "white"; nothing for other words.
 std::optional<Colour> colourOf(const std::string& words);
 
+/// Leaves what of the area lies in the picture.
+Operation cropTo(const RECT& area);
 /// Gives what of the area lies in the picture one colour; without an area, all of it.
 Operation fillWith(const Colour& colour, const std::optional<RECT>& area);
 

@@ -12,8 +12,16 @@ namespace {
 /// The kernel's own progress, on the bar, for the length of a call.
 class KernelProgress {
 public:
-    explicit KernelProgress(Progress& progress) { R_SetStatusCallBack(tell, &progress, &former_, &formerData_); }
-    ~KernelProgress() { R_SetStatusCallBack(former_, formerData_, nullptr, nullptr); }
+    explicit KernelProgress(Progress& progress)
+    {
+        R_SetStatusCallBack(tell, &progress, nullptr, nullptr);
+        R_SetCopyStatusCallBack(tell, &progress, nullptr, nullptr);
+    }
+    ~KernelProgress()
+    {
+        R_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr);
+        R_SetCopyStatusCallBack(nullptr, nullptr, nullptr, nullptr);
+    }
     KernelProgress(const KernelProgress&) = delete;
     KernelProgress& operator=(const KernelProgress&) = delete;
 
@@ -28,9 +36,6 @@ private:
         }
         return SUCCESS;
     }
-
-    STATUSCALLBACK former_ = nullptr;
-    void* formerData_ = nullptr;
 };
 
 /// The pages that were asked for, one by one.

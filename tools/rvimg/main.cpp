@@ -40,6 +40,7 @@ public:
         addTransform("convert", "Write a picture in another format, depth and palette unchanged", nullptr);
         addTransform("flip", "Turn a picture upside down, every page of it", R_FlipBitmap);
         addTransform("mirror", "Mirror a picture left to right, every page of it", R_ReverseBitmap);
+        addCrop();
         addFill();
         addChart();
     }
@@ -129,6 +130,13 @@ private:
             if (!value) throw CLI::ValidationError(name, std::string("is ") + form);
         };
         return command->add_option_function<std::string>(name, take, description)->type_name(form);
+    }
+
+    void addCrop()
+    {
+        CLI::App* const command = addTransform("crop", "Cut a rectangle out of a picture, and of every page of it",
+                                               [this] { return cropTo(*area_); });
+        addArea(command, "What to keep, from the upper left corner of the picture as it is seen")->required();
     }
 
     void addFill()
