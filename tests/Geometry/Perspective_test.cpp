@@ -1,6 +1,8 @@
 // Perspectives: the positions that change with them, and the bitmaps.
 #include "Internal/R_Int.h"
+#include "Support/FailingPlatform.h"
 #include "Support/Picture.h"
+#include "Support/Watcher.h"
 
 #include <gtest/gtest.h>
 
@@ -140,6 +142,122 @@ TEST(Perspective, RefusesWhatIsNone)
     }
     EXPECT_EQ(R_RectToBitmap(p.get(), 9, nullptr), ERROR_INV_PARAMETER);
     EXPECT_EQ(R_RectFromBitmap(nullptr, 9, &rect), ERROR_INV_PARAMETER);
+}
+
+/// A picture that is not square, in a perspective.
+struct Lying : TestBitmap {
+    Lying(R_INT bits, Home home, R_INT perspective, R_INT width = 37, R_INT height = 11)
+        : TestBitmap({.bits = bits, .home = home, .width = width, .height = height})
+    {
+        get()->ViewPerspective = perspective;
+        get()->XResolution = 300;
+        get()->YResolution = 100;
+    }
+};
+
+TEST(ChangePerspective, TheImageStays)
+{
+    for (const R_INT bits : allDepths()) {
+        for (const Home home : homesOf(bits)) {
+            if (!Scene{.bits = bits, .home = home}.possible()) continue;
+            for (R_INT from = TOP_LEFT; from <= LEFT_BOTTOM; ++from) {
+                for (R_INT to = TOP_LEFT; to <= LEFT_BOTTOM; ++to) {
+                    // All pairs where pixels lie in memory; elsewhere another one for each.
+                    if (home != Home::conventional && (from * 3 + to + bits) % 8 != 0) continue;
+                    const Lying p(bits, home, from);
+                    const Picture picture(p);
+                    const auto stored = p.pixels();
+                    const std::string text =
+                        p.scene().text() + ": " + std::to_string(from) + " to " + std::to_string(to);
+
+                    const GuardedRecord made(p->uStructSize);
+                    ASSERT_EQ(R_ChangeBitmapViewPerspective(made, p, made.structSize(), to), SUCCESS) << text;
+                    EXPECT_EQ(p.pixels(), stored) << text;
+                    EXPECT_TRUE(Picture(made) == picture) << text;
+                    EXPECT_TRUE(made->pPalette == nullptr || made->pPalette != p->pPalette);
+                    R_FreeBitmap(made);
+
+                    ASSERT_EQ(R_ChangeBitmapViewPerspective(p, p, 0, to), SUCCESS) << text;
+                    ASSERT_EQ(p->ViewPerspective, to);
+                    ASSERT_TRUE(Picture(p) == picture) << text;
+                    const bool sideways = (from >= LEFT_TOP) != (to >= LEFT_TOP);
+                    EXPECT_EQ(p->XResolution, sideways ? 100 : 300) << "goes with the stored pixels";
+                    EXPECT_EQ(p->nLockCount, 0);
+                    ASSERT_EQ(R_ChangeBitmapViewPerspective(nullptr, p, 0, from), SUCCESS) << text;
+                    ASSERT_EQ(p.pixels(), stored) << text;
+                }
+            }
+        }
+    }
+}
+
+TEST(ChangePerspective, LargePicturesTurnPieceByPiece)
+{
+    // More than a band of the target, many slabs of the source, the last ones short; and one that is in memory and
+    // goes past the caches.
+    for (const R_INT bits : {1, 24}) {
+        const R_INT width = bits == 1 ? 16400 : 3001, height = bits == 1 ? 8700 : 2105;
+        const Lying kept(bits, Home::conventional, BOTTOM_RIGHT, width, height);
+        const Lying filed(bits, Home::disk, BOTTOM_RIGHT, width, height);
+        for (const R_INT to : {RIGHT_TOP, BOTTOM_LEFT, RIGHT_BOTTOM, TOP_LEFT}) {
+            ASSERT_EQ(R_ChangeBitmapViewPerspective(nullptr, kept, 0, to), SUCCESS);
+            ASSERT_EQ(R_ChangeBitmapViewPerspective(nullptr, filed, 0, to), SUCCESS);
+            ASSERT_TRUE(kept.pixels() == filed.pixels()) << bits << " bits, to " << to;
+        }
+        const Lying upright(bits, Home::conventional, TOP_LEFT, width, height); // the same pixels, never turned
+        ASSERT_EQ(R_ReverseBitmap(upright), SUCCESS);
+        ASSERT_EQ(R_FlipBitmap(upright), SUCCESS);
+        ASSERT_TRUE(kept.pixels() == upright.pixels()) << bits << " bits";
+    }
+}
+
+TEST(ChangePerspective, AnAbortChangesNothing)
+{
+    const LiveBlocks live;
+    for (const Home home : {Home::conventional, Home::disk}) {
+        for (const R_INT to : {TOP_RIGHT, BOTTOM_RIGHT, BOTTOM_LEFT, RIGHT_TOP}) {
+            bool stopped = true;
+            for (int stopAt = 0; stopped; ++stopAt) {
+                const Lying p(12, home, TOP_LEFT);
+                const auto record = p.record(), pixels = p.pixels();
+                const GuardedRecord made(p->uStructSize);
+                const Watcher watcher(stopAt, -100);
+                const R_INT status = R_ChangeBitmapViewPerspective(nullptr, p, 0, to);
+                stopped = watcher.percents.size() == static_cast<size_t>(stopAt) + 1;
+                ASSERT_EQ(status, stopped ? -100 : SUCCESS);
+                if (stopped) {
+                    ASSERT_EQ(p.record(), record) << "stopped at " << stopAt;
+                    ASSERT_EQ(p.pixels(), pixels) << "stopped at " << stopAt;
+                } else {
+                    ASSERT_EQ(watcher.percents.back(), 100);
+                }
+            }
+        }
+    }
+    EXPECT_EQ(live.count(), 0) << live.text();
+}
+
+TEST(ChangePerspective, RefusesWhatIsNone)
+{
+    const Lying p(8, Home::conventional, TOP_LEFT);
+    const GuardedRecord made(BITMAPHANDLE_SIZE);
+    const auto change = [&](R_INT to) { return R_ChangeBitmapViewPerspective(made, p, BITMAPHANDLE_SIZE, to); };
+    EXPECT_EQ(R_ChangeBitmapViewPerspective(made, nullptr, BITMAPHANDLE_SIZE, 1), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_ChangeBitmapViewPerspective(made, p, 283, 1), ERROR_INV_STRUCT_SIZE);
+    EXPECT_EQ(change(0), ERROR_INV_PARAMETER);
+    EXPECT_EQ(change(9), ERROR_INV_PARAMETER);
+    p->ViewPerspective = 9;
+    EXPECT_EQ(change(1), ERROR_INV_PARAMETER);
+    p->ViewPerspective = TOP_LEFT;
+    p->BytesPerLine = 36;
+    EXPECT_EQ(change(6), ERROR_INV_SIZE) << "rows that do not hold their pixels";
+    p->BytesPerLine = 40;
+    p->uStructSize = 229;
+    EXPECT_EQ(change(9), ERROR_INV_STRUCT_SIZE);
+    p->uStructSize = BITMAPHANDLE_SIZE;
+    p->Flags &= ~FLAG_ALLOCATED;
+    EXPECT_EQ(change(1), ERROR_INV_PARAMETER);
+    p->Flags |= FLAG_ALLOCATED;
 }
 
 } // namespace

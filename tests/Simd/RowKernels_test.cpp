@@ -27,6 +27,15 @@ const struct DepthMirror {
 #undef RV_MIRROR
 };
 
+const struct DepthTurn {
+    R_INT bits;
+    simd::TurnPixels RowKernels::*kernel;
+} kTurns[] = {
+#define RV_TURN(B) {B, &RowKernels::turn##B},
+    RV_FOR_EACH_DEPTH(RV_TURN)
+#undef RV_TURN
+};
+
 constexpr size_t kThreeVectors = 3 * 32 + 1; ///< bytes, of the widest variant
 constexpr size_t kOffsets = 32;
 
@@ -245,6 +254,70 @@ TEST(RowKernels, EveryCombinationGivesThePlainBytes)
             expectPlainBytes("over 16", pixels, above,
                              [&](const RowKernels& k, uint8_t* to, const uint8_t* from) { k.over16(to, from, bytes); });
         }
+    }
+}
+
+/// Rows `pitch` bytes apart that end at an unreadable page.
+struct PictureRows {
+    uint8_t* row(size_t y) const { return block.end() - rowBytes - (rows - 1 - y) * pitch; }
+    size_t rowBytes, rows, pitch;
+    GuardedBuffer block{(rows - 1) * pitch + rowBytes};
+};
+
+/// Turns a picture with every variant, given and taken from either end, and looks at all that was written.
+void checkTurn(const DepthTurn& depth, size_t width, size_t height, bool aligned)
+{
+    const auto bytesOf = [&](size_t pixels) {
+        return static_cast<size_t>(packedBytes(static_cast<R_INT64>(pixels), depth.bits));
+    };
+    const auto pitchOf = [&](size_t bytes) { return aligned ? (bytes + 31) / 32 * 32 : bytes + width % 3; };
+    const size_t rowBytes = bytesOf(width), turnedBytes = bytesOf(height);
+    const PictureRows source{rowBytes, height, pitchOf(rowBytes)};
+    const auto random = randomBytes(rowBytes * height, static_cast<unsigned>(width * 1000 + height));
+    for (size_t y = 0; y < height; ++y) std::memcpy(source.row(y), random.data() + y * rowBytes, rowBytes);
+    std::vector<std::vector<uint8_t>> model(width, std::vector<uint8_t>(turnedBytes));
+    for (size_t y = 0; y < height; ++y)
+        for (size_t x = 0; x < width; ++x)
+            setPixelAt(model[x].data(), static_cast<R_INT64>(y), depth.bits,
+                       pixelAt(source.row(y), static_cast<R_INT64>(x), depth.bits));
+
+    for (size_t i = 0; const RowKernels* const kernels = availableRowKernels(i); ++i) {
+        for (const bool backwards : {false, true}) { // both ends at once: the picture is turned the other way round
+            const PictureRows target{turnedBytes, width, pitchOf(turnedBytes)};
+            std::memset(target.block.begin(), 0x5A, static_cast<size_t>(target.block.end() - target.block.begin()));
+            const auto to = static_cast<ptrdiff_t>(target.pitch), from = static_cast<ptrdiff_t>(source.pitch);
+            (kernels->*depth.kernel)(target.row(backwards ? width - 1 : 0), backwards ? -to : to,
+                                     source.row(backwards ? height - 1 : 0), backwards ? -from : from, width, height,
+                                     aligned);
+            for (size_t x = 0; x < width; ++x) {
+                const uint8_t* const row = target.row(backwards ? width - 1 - x : x);
+                std::vector<uint8_t> wanted = model[x];
+                if (backwards)
+                    for (size_t y = 0; y < height; ++y)
+                        setPixelAt(wanted.data(), static_cast<R_INT64>(height - 1 - y), depth.bits,
+                                   pixelAt(model[x].data(), static_cast<R_INT64>(y), depth.bits));
+                ASSERT_TRUE(std::equal(wanted.begin(), wanted.end(), row))
+                    << kernels->name << ", " << depth.bits << " bits, " << width << " x " << height << ", row " << x;
+                const uint8_t* const end = std::min<const uint8_t*>(row + target.pitch, target.block.end());
+                ASSERT_TRUE(std::all_of(row + turnedBytes, end, [](int byte) { return byte == 0x5A; }));
+            }
+        }
+    }
+}
+
+TEST(RowKernels, EveryTurnMakesColumnsOfRows)
+{
+    std::mt19937 random(5);
+    for (const DepthTurn& depth : kTurns) {
+        // Around the tiles' sizes, and some more.
+        for (const size_t size : {1u, 7u, 8u, 16u, 31u, 32u, 63u, 64u, 65u, 256u, 257u}) {
+            checkTurn(depth, size, size * 5 % 67 + 1, size % 2 == 0);
+            checkTurn(depth, size * 3 % 131 + 1, size, size % 2 != 0);
+            if (HasFatalFailure()) return;
+        }
+        checkTurn(depth, 64 + random() % 300, 64 + random() % 300, false);
+        checkTurn(depth, 70, 512, true); // whole blocks, past the caches
+        if (HasFatalFailure()) return;
     }
 }
 

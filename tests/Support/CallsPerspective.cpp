@@ -1,3 +1,4 @@
+#include "Internal/R_Int.h"
 #include "Support/Calls.h"
 
 namespace rv::test {
@@ -26,6 +27,21 @@ template <class F> R_INT64 moveRect(World& w, F call)
     return moved(w, status, rect.left, rect.bottom);
 }
 
+/// A new bitmap in another perspective, whose rows go into the answers.
+R_INT64 turned(World& w)
+{
+    const R_INT64 status =
+        R_IntChangeBitmapViewPerspective(w.spare, w.a, w.a->uStructSize, RIGHT_BOTTOM, DUP_PALETTE | DUP_NEW_BITMAP);
+    if (status != SUCCESS) return status;
+    uint8_t pixel[8] = {};
+    for (R_INT row = 0; row < w.spare->Height; ++row) {
+        (void)R_GetPixelData(w.spare, pixel, row, row % w.spare->Width, sizeof pixel);
+        for (const uint8_t byte : pixel) w.answers.size = w.answers.size * 31 + byte;
+    }
+    R_FreeBitmap(w.spare);
+    return SUCCESS;
+}
+
 const Call kCalls[] = {
     CALL(R_GetChangeViewPerspectiveParams, TOP_RIGHT, TOP_LEFT, &w.answers.flag, &w.answers.module),
     DOES(R_ChangeRectViewPerspective,
@@ -34,6 +50,8 @@ const Call kCalls[] = {
     DOES(R_PointFromBitmap, movePoint(w, R_PointFromBitmap)),
     DOES(R_RectToBitmap, moveRect(w, [&](RECT* r) { return R_RectToBitmap(w.a, RIGHT_TOP, r); })),
     DOES(R_RectFromBitmap, moveRect(w, [&](RECT* r) { return R_RectFromBitmap(w.a, RIGHT_TOP, r); })),
+    CALL(R_ChangeBitmapViewPerspective, nullptr, w.a, 0, RIGHT_TOP),
+    DOES(R_IntChangeBitmapViewPerspective, turned(w)),
 };
 
 } // namespace

@@ -10,9 +10,9 @@ namespace rv::test {
 
 /// The pixels in the order in which a person sees them.
 struct Picture {
-    explicit Picture(const TestBitmap& bitmap)
+    explicit Picture(BITMAPHANDLE* bitmap)
     {
-        const auto rows = bitmap.pixels();
+        const auto rows = pixelsOf(bitmap);
         const R_INT perspective = bitmap->ViewPerspective;
         const bool turned = perspective >= LEFT_TOP;
         width = turned ? bitmap->Height : bitmap->Width;

@@ -149,12 +149,14 @@ void TestBitmap::place()
 
 TestBitmap::~TestBitmap() { R_FreeBitmap(get()); }
 
-std::vector<uint8_t> TestBitmap::pixels() const
+std::vector<uint8_t> pixelsOf(BITMAPHANDLE* pBitmap)
 {
-    std::vector<uint8_t> pixels(size_t{record_->BytesPerLine} * static_cast<size_t>(record_->Height));
-    moveRows(get(), pixels, R_GetBitmapRow);
+    std::vector<uint8_t> pixels(size_t{pBitmap->BytesPerLine} * static_cast<size_t>(pBitmap->Height));
+    moveRows(pBitmap, pixels, R_GetBitmapRow);
     return pixels;
 }
+
+std::vector<uint8_t> TestBitmap::pixels() const { return pixelsOf(get()); }
 
 void TestBitmap::setPixels(const std::vector<uint8_t>& pixels) const
 {

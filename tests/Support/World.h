@@ -55,7 +55,6 @@ public:
     BITMAPHANDLE* get() const { return record_.get(); }
     BITMAPHANDLE* operator->() const { return record_.get(); }
     operator BITMAPHANDLE*() const { return record_.get(); }
-    /// All rows, BytesPerLine each, through the row calls.
     std::vector<uint8_t> pixels() const;
     void setPixels(const std::vector<uint8_t>& pixels) const;
     /// The record's bytes as they stand.
@@ -73,6 +72,9 @@ private:
 
 /// Answers of several calls, one after the other.
 using Answered = std::vector<R_INT64>;
+
+/// All rows of a bitmap, BytesPerLine each, through the row calls.
+std::vector<uint8_t> pixelsOf(BITMAPHANDLE* pBitmap);
 
 /// Callbacks that answer nothing yet.
 BITMAPHANDLEDATACALLBACKS callbacksFor(void* userData);

@@ -4,19 +4,9 @@
 
 #include "Internal/R_Int.h"
 #include "Kernel/Core/Checks.h"
+#include "Kernel/Pixels/Turns.h"
 
 namespace rv {
-
-/// Any of the eight ways in which an image can lie: turned upside down where flip says so, then clockwise by so many
-/// quarters, 0 to 3.
-struct Turn {
-    bool flip = false;
-    R_INT quarters = 0;
-
-    /// Whether rows become columns.
-    constexpr bool sideways() const noexcept { return quarters % 2 != 0; }
-    constexpr bool operator==(const Turn&) const noexcept = default;
-};
 
 /// What makes an image in perspective `from` one in perspective `to`; both are among the eight.
 Turn turnBetween(R_INT from, R_INT to) noexcept;

@@ -33,6 +33,15 @@ using ShiftBits = void (*)(uint8_t* target, const uint8_t* source, size_t bytes,
 /// next            what will be mirrored next and is fetched meanwhile; a hint, any address will do
 using MirrorRow = void (*)(uint8_t* target, const uint8_t* source, size_t width, const uint8_t* next) noexcept;
 
+/// Turns rows into columns: pixel x of source row y becomes pixel y of target row x. Packed pixels are as above. A
+/// pitch may be negative, from the last row on, which turns a picture the other way round: rows taken from the last one
+/// on come clockwise by 90 degrees, rows given from the last one on counter-clockwise. target         `width` rows,
+/// targetPitch bytes apart; of each the bytes that hold `height` pixels, rounded up source         `height` rows,
+/// sourcePitch bytes apart; of each the bytes that hold `width` pixels are read past           the whole target is so
+/// large that it need not go through the caches Target and source are apart.
+using TurnPixels = void (*)(uint8_t* target, ptrdiff_t targetPitch, const uint8_t* source, ptrdiff_t sourcePitch,
+                            size_t width, size_t height, bool past) noexcept;
+
 /// Finds the palette entries nearest to a colour: those of the least squared distance over the first three bytes of an
 /// entry. Returns that distance.
 /// entries  4 * count bytes; count is 1 to 64 * kNearestMarks
@@ -95,6 +104,20 @@ struct RowKernels {
     MirrorRow mirror32;
     MirrorRow mirror48;
     MirrorRow mirror64;
+    TurnPixels turn1;
+    TurnPixels turn2;
+    TurnPixels turn3;
+    TurnPixels turn4;
+    TurnPixels turn5;
+    TurnPixels turn6;
+    TurnPixels turn7;
+    TurnPixels turn8;
+    TurnPixels turn12;
+    TurnPixels turn16;
+    TurnPixels turn24;
+    TurnPixels turn32;
+    TurnPixels turn48;
+    TurnPixels turn64;
     NearestEntries nearest;
     CombineBits combineBits[kTruthTables];
     CombineSamples combine8[kArithmetics]; ///< by Arithmetic

@@ -16,6 +16,7 @@
 #include "Kernel/Pixels/Simd/Mirror_inl.h"
 #include "Kernel/Pixels/Simd/NearestEntries_inl.h"
 #include "Kernel/Pixels/Simd/Repeat_inl.h"
+#include "Kernel/Pixels/Simd/Turns_inl.h"
 
 #define RV_NAME_OF(word) #word
 #define RV_NAME(macro) RV_NAME_OF(macro)
@@ -50,6 +51,20 @@ const RowKernels kRowKernels = {
     .mirror32 = mirrorUnits<4>,
     .mirror48 = mirrorLoose<6>,
     .mirror64 = mirrorUnits<8>,
+    .turn1 = turnPixels<1>,
+    .turn2 = turnPixels<2>,
+    .turn3 = turnPixels<3>,
+    .turn4 = turnPixels<4>,
+    .turn5 = turnPixels<5>,
+    .turn6 = turnPixels<6>,
+    .turn7 = turnPixels<7>,
+    .turn8 = turnPixels<8>,
+    .turn12 = turnPixels<12>,
+    .turn16 = turnPixels<16>,
+    .turn24 = turnPixels<24>,
+    .turn32 = turnPixels<32>,
+    .turn48 = turnPixels<48>,
+    .turn64 = turnPixels<64>,
     .nearest = nearestEntries,
     .combineBits = {combineBits<0>, combineBits<1>, combineBits<2>, combineBits<3>, combineBits<4>, combineBits<5>,
                     combineBits<6>, combineBits<7>, combineBits<8>, combineBits<9>, combineBits<10>, combineBits<11>,
