@@ -32,10 +32,10 @@ private:
     uint8_t* data_;
 };
 
-/// A conventional bitmap of random pixels.
+/// A bitmap of random pixels.
 class Bitmap {
 public:
-    Bitmap(R_INT width, R_INT height, R_INT bits);
+    Bitmap(R_INT width, R_INT height, R_INT bits, R_UINT memory = MEM_CONVENTIONAL);
     ~Bitmap();
     Bitmap(const Bitmap&) = delete;
     Bitmap& operator=(const Bitmap&) = delete;
@@ -64,6 +64,7 @@ MakeStep copyOf(size_t bytes);
 void registerBuffered();
 void registerCopies();
 void registerFiles();
+void registerFills();
 void registerMemory();
 void registerRuns();
 void registerStores();

@@ -59,10 +59,10 @@ Warm::~Warm()
 #endif
 }
 
-Bitmap::Bitmap(R_INT width, R_INT height, R_INT bits)
+Bitmap::Bitmap(R_INT width, R_INT height, R_INT bits, R_UINT memory)
 {
-    if (R_CreateBitmap(&record_, BITMAPHANDLE_SIZE, MEM_CONVENTIONAL, width, height, bits,
-                       bits > 8 ? ORDER_BGR : ORDER_RGB, nullptr, TOP_LEFT, nullptr, 0) != SUCCESS)
+    if (R_CreateBitmap(&record_, BITMAPHANDLE_SIZE, memory, width, height, bits, bits > 8 ? ORDER_BGR : ORDER_RGB,
+                       nullptr, TOP_LEFT, nullptr, 0) != SUCCESS)
         fail("R_CreateBitmap");
     const Warm row(record_.BytesPerLine);
     for (R_INT y = 0; y < height; ++y)
@@ -113,6 +113,7 @@ int main(int argc, char** argv)
     rv::bench::registerRuns();
     rv::bench::registerThreads();
     rv::bench::registerTurns();
+    rv::bench::registerFills();
     rv::bench::registerBuffered();
     rv::bench::registerCopies();
     rv::bench::registerFiles();

@@ -27,6 +27,7 @@ TARGETS = {
     "mirror 1": 3.0,
     "mirror 8": 1.9,
     "mirror 24": 1.9,
+    "fill 24": 1.05,
     "page to runs": 20.0,
     "runs to page": 20.0,
 }
@@ -34,6 +35,7 @@ YARDSTICKS = {
     "read all rows": "memcpy row by row",
     "write all rows": "memcpy row by row",
     "new 50 MB, first write": "memset of memory in use",
+    **{job: "memset" for job in ("fill 24", "fill 8", "fill 1", "fill 24, small", "fill 1, compressed")},
 }
 LINE = re.compile(r"mirror line (\d+)$")
 LINE_PIXELS = 4000 * 1000  # pixels that one iteration mirrors
@@ -99,7 +101,7 @@ def print_jobs(jobs, peers_of_job):
         if job in peers_of_job:
             other = peers_of_job[job]
             others.append(f"{other['who']} {other['ms']:.3f}, {other['ms'] / other['copy_ms']:.2f}")
-        target = "" if target is None else f"{target:.1f}"
+        target = "" if target is None else f"{target:g}"
         print(f"{job:24}{times['kernel']:9.3f}{ratio:8.2f}{target:>8}  {verdict:7} {'; '.join(others)}")
     for job, yardstick in YARDSTICKS.items():
         if job in jobs:

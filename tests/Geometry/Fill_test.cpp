@@ -91,10 +91,10 @@ TEST(Fill, PaintsWhatIsInsideAndNothingElse)
 
 TEST(Fill, LargePicturesAreAsSmallOnes)
 {
-    // Above 8 MiB, rows of no round number of bytes, the last one at an unreadable page.
-    for (const R_INT bits : {1, 24}) {
-        const R_INT width = bits == 1 ? 5000 * 24 + 3 : 5003;
-        const TestBitmap p({.bits = bits, .home = Home::user, .width = width, .height = 601});
+    // More than the caches keep, in rows of no round number of bytes.
+    for (const R_INT bits : {12, 24}) {
+        const R_INT width = 15009 * 8 / bits - 3;
+        const TestBitmap p({.bits = bits, .home = Home::user, .width = width, .height = 1801});
         ASSERT_EQ(R_FillBitmap(p, 0xFF7F01), SUCCESS);
         const std::vector<uint8_t> all = p.pixels();
         std::vector<uint8_t> row(p->BytesPerLine);

@@ -156,7 +156,8 @@ TEST(RowKernels, RepeatGoesOnWithoutASeam)
                          [&](const RowKernels& kernels, size_t offset, GuardedBuffer::Side side) {
                              static RowPage from, to;
                              uint8_t* const target = to.place(std::vector<uint8_t>(bytes), offset, side);
-                             kernels.repeat(target, bytes, from.place(pattern, 0, side), period);
+                             const bool past = offset % 2 != bytes % 2;
+                             kernels.repeat(target, bytes, from.place(pattern, offset / 2, side), period, past);
                              return to.holds(wanted);
                          });
             if (HasFatalFailure()) return;

@@ -1,4 +1,4 @@
-// Memory that is filled and not looked at for a while. Part of the text of a variant: see RowKernels_inl.h, which
+// Memory that is filled with what repeats itself. Part of the text of a variant: see RowKernels_inl.h, which
 // includes it.
 
 namespace rv::simd::RV_SIMD {
@@ -6,9 +6,11 @@ namespace {
 
 static_assert(sizeof(Widest) <= kRepeatAhead);
 
-/// Stores a block where an address is a multiple of its size; where the machine can, without fetching what was there.
-RV_INLINE void storePast(uint8_t* bytes, Widest block) noexcept
+/// Stores a block at a multiple of its size; one that goes past the caches without fetching what was there, where the
+/// machine can.
+template <bool Past> RV_INLINE void storeBlock(uint8_t* bytes, Widest block) noexcept
 {
+    if constexpr (!Past) return store(bytes, block);
 #if RV_VECTOR_BYTES == 8
     store(bytes, block);
 #elif defined(__clang__)
@@ -30,8 +32,9 @@ RV_INLINE void settleStores() noexcept
 #endif
 }
 
-/// The first of them up to the first whole block of the target, and what is left behind the last.
-void repeatPast(uint8_t* target, size_t bytes, const uint8_t* pattern, size_t period) noexcept
+/// All blocks but the first bytes, up to a border between blocks, and the last ones.
+template <bool Past>
+RV_INLINE void repeatBlocks(uint8_t* target, size_t bytes, const uint8_t* pattern, size_t period) noexcept
 {
     constexpr size_t block = sizeof(Widest);
     const size_t head = (block - reinterpret_cast<uintptr_t>(target) % block) % block;
@@ -39,11 +42,22 @@ void repeatPast(uint8_t* target, size_t bytes, const uint8_t* pattern, size_t pe
     memcpy(target, pattern, done);
     size_t at = done; // in the pattern; a block from anywhere before the period's end is there
     while (bytes - done >= block) {
-        for (; at < period && bytes - done >= block; at += block, done += block)
-            storePast(target + done, load<Widest>(pattern + at));
+        const size_t toSeam = (period - at + block - 1) / block;
+        const size_t toEnd = (bytes - done) / block;
+        const size_t blocks = toSeam < toEnd ? toSeam : toEnd;
+        for (size_t i = 0; i < blocks; ++i)
+            storeBlock<Past>(target + done + i * block, load<Widest>(pattern + at + i * block));
+        done += blocks * block;
+        at += blocks * block;
         if (at >= period) at -= period;
     }
     memcpy(target + done, pattern + at, bytes - done);
+}
+
+void repeatBytes(uint8_t* target, size_t bytes, const uint8_t* pattern, size_t period, bool past) noexcept
+{
+    if (!past) return repeatBlocks<false>(target, bytes, pattern, period);
+    repeatBlocks<true>(target, bytes, pattern, period);
     settleStores();
 }
 

@@ -16,11 +16,11 @@ using InvertBytes = void (*)(uint8_t* target, const uint8_t* source, size_t byte
 /// next  what will be exchanged next instead of other and is fetched meanwhile; a hint, any address will do
 using SwapBytes = void (*)(uint8_t* one, uint8_t* other, size_t bytes, const uint8_t* next) noexcept;
 
-/// Fills `bytes` bytes of target with what repeats itself. They do not go through the caches: for much memory that
-/// nobody will look at soon.
+/// Fills `bytes` bytes of target with what repeats itself.
 /// pattern  period + kRepeatAhead bytes, of which those behind the period are the first ones again
-/// period   at least kRepeatAhead
-using RepeatBytes = void (*)(uint8_t* target, size_t bytes, const uint8_t* pattern, size_t period) noexcept;
+/// period   at least kRepeatAhead; longer ones are faster
+/// past     whether not to go through the caches: for more than they can keep
+using RepeatBytes = void (*)(uint8_t* target, size_t bytes, const uint8_t* pattern, size_t period, bool past) noexcept;
 constexpr size_t kRepeatAhead = 32;
 
 /// Moves a row of `bytes` bytes by `shift` (0 to 7) bits towards its first bit, the top one of byte 0; zeros follow.
