@@ -6,11 +6,9 @@ namespace {
 
 static_assert(sizeof(Widest) <= kRepeatAhead);
 
-/// Stores a block at a multiple of its size; one that goes past the caches without fetching what was there, where the
-/// machine can.
-template <bool Past> RV_INLINE void storeBlock(uint8_t* bytes, Widest block) noexcept
+/// Stores a block at a multiple of its size, past the caches; where the machine can, without fetching what was there.
+RV_INLINE void storePast(uint8_t* bytes, Widest block) noexcept
 {
-    if constexpr (!Past) return store(bytes, block);
 #if RV_VECTOR_BYTES == 8
     store(bytes, block);
 #elif defined(__clang__)
@@ -45,8 +43,10 @@ RV_INLINE void repeatBlocks(uint8_t* target, size_t bytes, const uint8_t* patter
         const size_t toSeam = (period - at + block - 1) / block;
         const size_t toEnd = (bytes - done) / block;
         const size_t blocks = toSeam < toEnd ? toSeam : toEnd;
-        for (size_t i = 0; i < blocks; ++i)
-            storeBlock<Past>(target + done + i * block, load<Widest>(pattern + at + i * block));
+        for (size_t i = 0; i < blocks; ++i) {
+            const Widest some = load<Widest>(pattern + at + i * block);
+            Past ? storePast(target + done + i * block, some) : store(target + done + i * block, some);
+        }
         done += blocks * block;
         at += blocks * block;
         if (at >= period) at -= period;
