@@ -5,6 +5,8 @@
 #include "Kernel/Core/Replacement.h"
 #include "Kernel/Core/RowCursor.h"
 #include "Kernel/Geometry/CopyRuns.h"
+#include "Kernel/Pixels/BitCombine.h"
+#include "Kernel/Pixels/BitCopy.h"
 #include "Kernel/Pixels/Simd/Select.h"
 #include "R_Geometry.h"
 
@@ -15,47 +17,45 @@ namespace rv {
 
 namespace {
 
-/// Where the pixels of a piece of a row lie, and how they get to the beginning of another row.
+/// A piece of every row, and how it gets to the beginning of another.
 class Piece {
 public:
     Piece(const CopiedRectangle& from, R_INT bits, size_t targetBytes) noexcept
         : column_(from.left), first_(static_cast<size_t>(columnByte(from.left, bits))),
-          shift_(static_cast<unsigned>(R_INT64{from.left} * bits & 7)), bytes_(packedBytes(from.width, bits)),
-          targetBytes_(targetBytes), shiftLeft_(rowKernels().shiftLeft)
+          shift_(static_cast<unsigned>(R_INT64{from.left} * bits & 7)),
+          whole_(static_cast<size_t>(R_INT64{from.width} * bits >> 3)),
+          rest_(static_cast<unsigned>(R_INT64{from.width} * bits & 7)), targetBytes_(targetBytes),
+          moveBits_(rowKernels().combineBits[kTableOfSource])
     {
-        const R_UINT64 end = static_cast<R_UINT64>(R_INT64{from.width} * bits);
-        fetched_ = (shift_ + end + 7) / 8;
-        lastMask_ = static_cast<uint8_t>(0xFF00u >> ((end + 7) % 8 + 1));
     }
 
     R_INT column() const noexcept { return column_; }
     /// Bytes of the source that hold pixels of the piece.
-    size_t fetched() const noexcept { return fetched_; }
+    size_t fetched() const noexcept { return whole_ + (shift_ + rest_ + 7) / 8; }
 
     /// A whole row of the target; what is behind the last pixel becomes 0.
     void copy(uint8_t* target, const uint8_t* row) const noexcept
     {
         const uint8_t* const source = row + first_;
-        if (shift_ == 0) {
-            std::memcpy(target, source, bytes_);
-        } else {
-            shiftLeft_(target, source, bytes_, shift_);
-            if (fetched_ > bytes_) // the last bits come from one byte more
-                target[bytes_ - 1] = static_cast<uint8_t>(target[bytes_ - 1] | source[bytes_] >> (8 - shift_));
+        if (shift_ == 0)
+            std::memcpy(target, source, whole_);
+        else
+            moveBits_(target, source, whole_, shift_);
+        std::memset(target + whole_, 0, targetBytes_ - whole_);
+        if (rest_ != 0) {
+            const unsigned last = bits::loadByte(source + whole_, shift_, rest_);
+            target[whole_] = static_cast<uint8_t>(last & 0xFF00u >> rest_);
         }
-        target[bytes_ - 1] &= lastMask_;
-        std::memset(target + bytes_, 0, targetBytes_ - bytes_);
     }
 
 private:
     R_INT column_;
     size_t first_;
     unsigned shift_;
-    size_t bytes_;
+    size_t whole_;
+    unsigned rest_;
     size_t targetBytes_;
-    size_t fetched_ = 0;
-    uint8_t lastMask_ = 0;
-    simd::ShiftBits shiftLeft_;
+    simd::CombineBits moveBits_;
 };
 
 Status copyPieces(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const CopiedRectangle& from, Progress& progress) noexcept

@@ -5,6 +5,9 @@
 
 namespace rv {
 
+/// The truth table whose result is the source.
+constexpr unsigned kTableOfSource = 0xC;
+
 /// Combines `count` bits from bit targetBit of target on with as many from bit sourceBit of source on, by the truth
 /// table of that number (see simd::CombineBits). Every other bit of target keeps its value, and no byte without bits of
 /// the runs is read or written. The runs are apart, or the same.

@@ -42,38 +42,6 @@ inline void mergeByte(uint8_t* byte, unsigned value, unsigned mask) noexcept
 
 /// Copies `count` bits from bit `sourceBit` of source to bit `targetBit` of target; every other bit of target keeps
 /// its value, and no byte without bits of the run is read or written. The runs must not overlap.
-inline void copyBits(uint8_t* target, R_INT64 targetBit, const uint8_t* source, R_INT64 sourceBit,
-                     R_INT64 count) noexcept
-{
-    if (count <= 0) return;
-    target += targetBit >> 3;
-    source += sourceBit >> 3;
-    const auto into = static_cast<unsigned>(targetBit & 7);
-    auto from = static_cast<unsigned>(sourceBit & 7);
-
-    if (into != 0) { // up to the target's next whole byte
-        const auto head = static_cast<unsigned>(count < 8 - into ? count : 8 - into);
-        const unsigned mask = (0xFFu >> into) & (0xFFu << (8 - into - head));
-        bits::mergeByte(target++, bits::loadByte(source, from, head) >> into, mask);
-        count -= head;
-        from += head;
-        source += from >> 3;
-        from &= 7;
-    }
-    const R_INT64 whole = count >> 3;
-    R_INT64 done = 0;
-    if (from == 0) {
-        std::memcpy(target, source, static_cast<size_t>(whole));
-        done = whole;
-    } else {
-        for (; done + 8 <= whole; done += 8) { // a ninth source byte holds the last bits, so it may be read
-            const uint64_t word = bits::loadBigEndian(source + done) << from | source[done + 8] >> (8 - from);
-            bits::storeBigEndian(target + done, word);
-        }
-        for (; done < whole; ++done) target[done] = static_cast<uint8_t>(bits::loadByte(source + done, from, 8));
-    }
-    if (const auto tail = static_cast<unsigned>(count & 7); tail != 0)
-        bits::mergeByte(target + done, bits::loadByte(source + done, from, tail), 0xFFu << (8 - tail) & 0xFFu);
-}
+void copyBits(uint8_t* target, R_INT64 targetBit, const uint8_t* source, R_INT64 sourceBit, R_INT64 count) noexcept;
 
 } // namespace rv
