@@ -158,7 +158,7 @@ void registerWhole(const std::string& job, R_INT width, R_INT height, R_INT bits
 
 void registerRectangle(const std::string& job, const Cut& cut)
 {
-    measure(job, "kernel, new", kernelNew(cut));
+    measure(job, "kernel", kernelNew(cut));
     registerPeers(job, cut);
 }
 
