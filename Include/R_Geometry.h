@@ -112,7 +112,8 @@ R_API R_INT R_CombineBitmapKrn(BITMAPHANDLE* pDst, R_INT nXDst, R_INT nYDst, R_I
 
 /// Gives every pixel of the bitmap, or of its region, a colour: any colour value; the nearest that the bitmap has is
 /// stored. R_FillBitmap2: with this alpha where pixels carry alpha; R_FillBitmap with 255. R_ClearBitmap: zero bytes.
-/// Progress by rows where FLAG_DISK_MEMORY is set, else 0 and 100.
+/// Without a region whole rows are written: what they have behind their last pixel becomes zeros. An empty region is no
+/// work, and no progress is told. Otherwise it is by rows where FLAG_DISK_MEMORY is set, else 0 and 100.
 /// Errors: ERROR_INV_PARAMETER null or no pixels; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE; ERROR_INV_BITS_PER_PIXEL;
 /// ERROR_FAILURE no memory, and nothing has changed; a store's own; a progress callback's or a region hook's answer.
 R_API R_INT R_FillBitmap(BITMAPHANDLE* pBitmap, COLORREF crFill) R_NOEXCEPT;
