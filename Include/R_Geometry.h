@@ -95,16 +95,21 @@ R_API R_INT R_CopyGrayParams(BITMAPHANDLE* pDst, const BITMAPHANDLE* pSrc) R_NOE
 #define COMBINE_RES_1 0x3000u
 
 /// Combines the rectangle of pSrc at (nXSrc, nYSrc) into that of pDst at (nXDst, nYDst), which is as large. Positions
-/// are on the displayed images; a rectangle that reaches outside its bitmap is cut, and the other one alike. Both
-/// bitmaps are of one depth. pSrc may be null where the flags leave it out, and may be pDst.
-/// AND, OR and XOR and every operation on 1-bit bitmaps work on the stored bits: samples, indices and alpha alike. The
-/// others work on samples: palette indices, the 5-bit components of 16-bit colour, gray samples up to
-/// 2^(HighBit + 1) - 1, bytes, or 16-bit words; dividing by 0 gives the maximum. Before the operation NOT inverts all
-/// bits of a sample, and 0 and 1 count only where they leave nothing else to look at.
-/// Memory is taken before the first pixel changes; an aborted or failed call leaves whole rows, old or new.
-/// Errors: ERROR_INV_PARAMETER null or no pixels, unknown flags, an empty rectangle, different depths, a source that is
-/// needed and missing; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE; ERROR_INV_BITS_PER_PIXEL; ERROR_FAILURE no memory; a
-/// progress callback's answer.
+/// are on the displayed images, whatever their perspectives; a rectangle that reaches outside its bitmap is cut, and
+/// the other one alike. Both bitmaps are of one depth, and their pixels are taken as they are stored: orders and
+/// palettes are not compared. pSrc may be pDst, and the rectangles may overlap: pixels are read as they were before the
+/// call. Where the flags leave the source out, pSrc may be null, and no more than its structure size is looked at. AND,
+/// OR and XOR and every operation on 1-bit bitmaps work on the stored bits: samples, indices and alpha alike. The
+/// others work on samples: palette indices, the 5-bit components of 16-bit colour (whose spare bit becomes 0), gray
+/// samples up to 2^(HighBit + 1) - 1, bytes, or 16-bit words; dividing by 0 gives the maximum. There NOT inverts before
+/// the operation all bits of the byte or word that a sample is taken into, of which the sample's low bits are kept in
+/// the end, and after it all bits of the pixel; 0 and 1 count only where they leave nothing else to look at.
+/// COMBINE_SRC_OVER leaves the alpha of pDst as it is.
+/// Memory is taken before the first pixel changes; an aborted or failed call leaves whole rows, old or new. Where pDst
+/// has a region, only pixels inside it change. Progress goes by rows; flags that change nothing report 0 and 100.
+/// Errors: ERROR_INV_PARAMETER null or no pixels, unknown flags, nothing left of the rectangle, different depths, a
+/// source that is needed and missing; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE; ERROR_INV_BITS_PER_PIXEL; ERROR_FAILURE no
+/// memory; a store's own; a progress callback's or a region hook's answer.
 R_API R_INT R_CombineBitmapKrn(BITMAPHANDLE* pDst, R_INT nXDst, R_INT nYDst, R_INT nWidth, R_INT nHeight,
                                BITMAPHANDLE* pSrc, R_INT nXSrc, R_INT nYSrc, R_UINT uFlags) R_NOEXCEPT;
 

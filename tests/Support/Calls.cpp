@@ -253,6 +253,7 @@ const Call kCalls[] = {
     CALL(R_FillBitmap, w.a, 0x123456),
     CALL(R_FillBitmap2, w.a, 0xA0C0E0, 77),
     CALL(R_ClearBitmap, w.a),
+    CALL(R_CombineBitmapKrn, w.a, 3, 2, 30, 8, w.b, 5, 1, COMBINE_ADD | COMBINE_RES_NOT),
     CALL(R_MirrorLine, w.row.data(), static_cast<R_UINT>(w.a->Width), w.a->BitsPerPixel),
 };
 

@@ -14,4 +14,9 @@ constexpr unsigned kTableOfSource = 0xC;
 void combineBits(unsigned table, uint8_t* target, R_INT64 targetBit, const uint8_t* source, R_INT64 sourceBit,
                  R_INT64 count) noexcept;
 
+/// The same for so many rows, which are rowBytes bytes apart in both, and no shorter than that. What lies between the
+/// runs is read, and in target written with what it holds.
+void combineBitRows(unsigned table, uint8_t* target, R_INT64 targetBit, const uint8_t* source, R_INT64 sourceBit,
+                    R_INT64 count, R_INT64 rows, R_INT64 rowBytes) noexcept;
+
 } // namespace rv

@@ -30,8 +30,6 @@ template <unsigned Table, class Block> RV_INLINE Block truth(Block s, Block d) n
 constexpr bool readsSource(unsigned table) noexcept { return ((table >> 2 ^ table) & 3) != 0; }
 
 RV_INLINE Word widened(uint8_t bits) noexcept { return bits; }
-RV_INLINE Word widened(uint16_t bits) noexcept { return bits; }
-RV_INLINE Word widened(uint32_t bits) noexcept { return bits; }
 template <class Block> RV_INLINE Block widened(Block bits) noexcept { return bits; }
 
 /// One source block, from `shift` bits into its first byte on.
@@ -50,32 +48,36 @@ struct Shifted {
     }
 };
 
-/// Bytes `done` on, as long as a whole block remains; returns how far it came.
+/// The block at `done`.
 template <unsigned Table, class Block, class Source>
-RV_INLINE size_t combineBlocks(uint8_t* target, const uint8_t* source, size_t bytes, size_t done, Source from) noexcept
+RV_INLINE Block combineBlock(const uint8_t* target, const uint8_t* source, size_t done, Source from) noexcept
 {
-    for (; bytes - done >= sizeof(Block); done += sizeof(Block)) {
-        const Block d = load<Block>(target + done);
-        if constexpr (readsSource(Table)) {
-            store(target + done, truth<Table>(from.template fetch<Block>(source + done), d));
-        } else {
-            store(target + done, truth<Table>(d, d));
-        }
-    }
-    return done;
+    const Block d = load<Block>(target + done);
+    if constexpr (readsSource(Table)) return truth<Table>(from.template fetch<Block>(source + done), d);
+    return truth<Table>(d, d);
+}
+
+/// At least a block. The last one is computed first: it may overlap the one before it, and be stored behind it.
+template <unsigned Table, class Block, class Source>
+RV_INLINE void combineBlocks(uint8_t* target, const uint8_t* source, size_t bytes, Source from) noexcept
+{
+    const size_t end = bytes - sizeof(Block);
+    const Block last = combineBlock<Table, Block>(target, source, end, from);
+    for (size_t done = 0; done < end; done += sizeof(Block))
+        store(target + done, combineBlock<Table, Block>(target, source, done, from));
+    store(target + end, last);
 }
 
 template <unsigned Table, class Source>
 RV_INLINE void combineFrom(uint8_t* target, const uint8_t* source, size_t bytes, Source from) noexcept
 {
-    size_t done = combineBlocks<Table, Widest>(target, source, bytes, 0, from);
+    if (bytes >= sizeof(Widest)) return combineBlocks<Table, Widest>(target, source, bytes, from);
 #if RV_VECTOR_BYTES >= 32
-    done = combineBlocks<Table, Words2>(target, source, bytes, done, from);
+    if (bytes >= sizeof(Words2)) return combineBlocks<Table, Words2>(target, source, bytes, from);
 #endif
-    done = combineBlocks<Table, Word>(target, source, bytes, done, from);
-    done = combineBlocks<Table, uint32_t>(target, source, bytes, done, from);
-    done = combineBlocks<Table, uint16_t>(target, source, bytes, done, from);
-    combineBlocks<Table, uint8_t>(target, source, bytes, done, from);
+    if (bytes >= sizeof(Word)) return combineBlocks<Table, Word>(target, source, bytes, from);
+    for (size_t done = 0; done < bytes; ++done)
+        store(target + done, combineBlock<Table, uint8_t>(target, source, done, from));
 }
 
 template <unsigned Table>
