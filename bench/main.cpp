@@ -114,6 +114,7 @@ int main(int argc, char** argv)
     rv::bench::registerThreads();
     rv::bench::registerTurns();
     rv::bench::registerFills();
+    rv::bench::registerCombine();
     rv::bench::registerBuffered();
     rv::bench::registerCopies();
     rv::bench::registerFiles();

@@ -31,6 +31,13 @@ TARGETS = {
     "copy rect 24": 1.3,
     "copy rect 1 odd": 2.5,
     "fill 24": 1.05,
+    "AND 1": 1.5,
+    "XOR 1": 1.5,
+    "AND 1 shifted": 2.5,
+    "XOR 1 shifted": 2.5,
+    "add 8": 1.2,
+    "add 24": 1.3,
+    "over 32": 1.4,
     "page to runs": 20.0,
     "runs to page": 20.0,
 }
