@@ -24,8 +24,9 @@ def left(t):
 @case("Command.HelpAndVersion")
 def help_and_version(t):
     assert t.ok("--version").startswith("rvimg ")
-    assert all(command in t.ok("--help") for command in ("info", "convert", "flip", "mirror", "crop", "fill", "chart"))
-    for command in ("info", "convert", "flip", "mirror", "crop", "fill", "chart"):
+    commands = ("info", "convert", "flip", "mirror", "crop", "fill", "combine", "chart")
+    assert all(command in t.ok("--help") for command in commands)
+    for command in commands:
         assert "Usage: rvimg " + command in t.ok(command, "--help")
 
 
@@ -39,6 +40,8 @@ def help_and_version(t):
       ("chart size too", "chart out.ppm --size 100x99999"), ("size", "info small.ppm --max-size lots"),
       ("no area", "crop small.ppm out.ppm"), ("no colour", "fill small.ppm out.ppm"),
       ("colour", "fill small.ppm out.ppm --colour 12345"),
+      ("mode", "combine small.ppm out.ppm --with small.ppm --mode mix"), ("no mode", "combine a.ppm b.ppm --with c.ppm"),
+      ("place", "combine small.ppm out.ppm --with small.ppm --mode add --at 1"),
       ("area", "fill small.ppm out.ppm --colour 123456 --area 3x0+1+1"),
       ("area too", "fill small.ppm out.ppm --colour 123456 --area 3x1-1+1"))
 def wrong_usage(t, arguments):

@@ -1,4 +1,6 @@
 """What commands do to pictures, as they are displayed."""
+import numpy as np
+
 from support import case, displayed, make_tiff, random_bytes, same, seen, tiff_page
 
 
@@ -39,3 +41,20 @@ def fill_alpha(t):
                                 random_bytes(24))
     t.ok("fill", "a.pam", "b.pam", "--color", "01020304")
     assert t.path("b.pam").read_bytes().endswith(bytes((1, 2, 3, 4)) * 6)
+
+
+@case("Working.Combine", *[(f"orientation {o}", o) for o in range(1, 9)])
+def combine(t, orientation):
+    """The other picture lies where it is seen, in its own orientation; another order of its components does no harm."""
+    t.has("tiff")
+    source, shown = colour_page(t, orientation)
+    other = t.to("bmp", make_tiff(t.path("other.tif"), [tiff_page(9, 7, 8, photometric=2, samples=3, seed=2)]))
+    laid = seen(other)[:, :, :3]
+    wanted = shown.copy()
+    part = wanted[4:11, 6:15, :3]
+    part[...] = np.minimum(part.astype(int) + laid[:len(part), :part.shape[1]], 0xFFFF)
+    same(displayed(seen(t.to("tif", source, "--with", other, "--mode", "add", "--at", "6+4", command="combine")),
+                   orientation), wanted)
+    t.fails("combine", source, "out.tif", "--with", other, "--mode", "add", "--at", "31+17", says="outside")
+    t.path("gray.pgm").write_bytes(b"P5\n2 1\n255\n\x01\x02")
+    t.fails("combine", source, "out.tif", "--with", "gray.pgm", "--mode", "add", says="another kind")

@@ -25,6 +25,9 @@ using Operation = std::function<R_INT(BITMAPHANDLE*)>;
 /// Reads the pages of the input, works on each (null: leaves it as it is) and writes them.
 void transform(const TransformOptions& options, const Operation& operation);
 
+/// Reads the first page of a file.
+Image readPicture(const std::string& file, const ReadOptions& options);
+
 struct InfoOptions {
     std::vector<std::string> files;
     bool json = false;

@@ -7,6 +7,8 @@ namespace rvimg {
 
 namespace {
 
+constexpr R_INT kMost = std::numeric_limits<R_INT>::max() / 2; // sums of two are numbers, too
+
 /// A decimal number at the front of the words, which is taken off; negative where there is none.
 R_INT takeNumber(std::string_view& words)
 {
@@ -28,7 +30,6 @@ bool takeSign(std::string_view& words, char sign)
 
 std::optional<RECT> areaOf(const std::string& words)
 {
-    constexpr R_INT kMost = std::numeric_limits<R_INT>::max() / 2; // sums of two are numbers, too
     std::string_view rest = words;
     R_INT numbers[4] = {}; // width, height, x, y
     const char* separator = "x++";
@@ -39,6 +40,17 @@ std::optional<RECT> areaOf(const std::string& words)
     const auto [width, height, x, y] = numbers;
     if (!rest.empty() || width == 0 || height == 0) return std::nullopt;
     return RECT{x, y, x + width, y + height};
+}
+
+std::optional<Place> placeOf(const std::string& words)
+{
+    std::string_view rest = words;
+    Place place;
+    place.x = takeNumber(rest);
+    if (place.x < 0 || !takeSign(rest, '+')) return std::nullopt;
+    place.y = takeNumber(rest);
+    const bool fits = place.x <= kMost && place.y >= 0 && place.y <= kMost;
+    return fits && rest.empty() ? std::optional(place) : std::nullopt;
 }
 
 std::optional<Colour> colourOf(const std::string& words)

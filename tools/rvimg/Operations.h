@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace rvimg {
 
@@ -22,5 +23,26 @@ std::optional<Colour> colourOf(const std::string& words);
 Operation cropTo(const RECT& area);
 /// Gives what of the area lies in the picture one colour; without an area, all of it.
 Operation fillWith(const Colour& colour, const std::optional<RECT>& area);
+
+struct Place {
+    R_INT x = 0;
+    R_INT y = 0;
+};
+/// "X+Y"; nothing for other words.
+std::optional<Place> placeOf(const std::string& words);
+
+/// How another picture is combined into one.
+struct Combination {
+    std::string file; ///< of the other picture; its first page is taken
+    std::string mode; ///< a name of combinationModes()
+    bool invertPicture = false;
+    bool invertOther = false;
+    bool invertResult = false;
+    std::optional<Place> at; ///< of the other picture's upper left corner; none is the picture's own
+};
+std::vector<std::string> combinationModes();
+
+/// Reads the other picture, and combines what of it lies in each page with the page.
+Operation combineWith(const Combination& combination, const ReadOptions& reading);
 
 } // namespace rvimg

@@ -124,6 +124,18 @@ void transform(const TransformOptions& options, const Operation& operation)
     on(options.output, [&] { writer->commit(); });
 }
 
+Image readPicture(const std::string& file, const ReadOptions& options)
+{
+    return on(file, [&] {
+        const auto source = openSource(pathOf(file));
+        const auto decoder = formatOf(*source).open(*source, options);
+        const auto layout = decoder->next();
+        if (!layout) throw Error("holds no picture");
+        Progress unseen(false);
+        return readPage(*decoder, *layout, unseen);
+    });
+}
+
 void report(const std::string& file, const std::string& reason)
 {
     std::cerr << "rvimg: " << file << ": " << reason << '\n';

@@ -42,6 +42,7 @@ public:
         addTransform("mirror", "Mirror a picture left to right, every page of it", R_ReverseBitmap);
         addCrop();
         addFill();
+        addCombine();
         addChart();
     }
     CLI::App& app() { return app_; }
@@ -149,6 +150,24 @@ private:
         addArea(command, "What to paint, from the upper left corner of the picture as it is seen (all of it)");
     }
 
+    void addCombine()
+    {
+        CLI::App* const command = addTransform("combine", "Combine another picture of the same kind into a picture",
+                                               [this] { return combineWith(combination_, transform_.reading); });
+        command->add_option("--with", combination_.file, "The other picture")->required()->type_name("FILE");
+        std::string modes;
+        for (const std::string& name : combinationModes()) modes += (modes.empty() ? "" : ", ") + name;
+        command->add_option("--mode", combination_.mode, "How two pixels become one: " + modes)
+            ->required()
+            ->check(quiet(CLI::IsMember(combinationModes())))
+            ->type_name("NAME");
+        addValue(command, "--at", combination_.at, placeOf,
+                 "Where its upper left corner comes to lie in the picture as it is seen (0+0)", "X+Y");
+        command->add_flag("--invert-picture", combination_.invertPicture, "Invert the picture before");
+        command->add_flag("--invert-other", combination_.invertOther, "Invert the other picture before");
+        command->add_flag("--invert-result", combination_.invertResult, "Invert what comes of it");
+    }
+
     CLI::Option* addArea(CLI::App* command, const char* description)
     {
         return addValue(command, "--area", area_, areaOf, description, "WxH+X+Y");
@@ -195,6 +214,7 @@ private:
     TransformOptions transform_;
     std::optional<RECT> area_;
     std::optional<Colour> colour_;
+    Combination combination_;
     ChartOptions chart_;
     std::function<bool()> run_;
 };
