@@ -157,9 +157,12 @@ R_API R_INT R_RectToBitmap(BITMAPHANDLE* pBitmap, R_INT nViewPerspective, RECT* 
 R_API R_INT R_RectFromBitmap(BITMAPHANDLE* pBitmap, R_INT nViewPerspective, RECT* pRect) R_NOEXCEPT;
 
 /// Rearranges the pixels so that the bitmap shows the same image in another perspective: in pDst, a new bitmap, or
-/// where pDst is null or pSrc itself, in place of the old pixels.
-/// Errors: ERROR_INV_PARAMETER null or no pixels, a perspective outside 1 to 8; ERROR_INV_STRUCT_SIZE; those of
-/// R_DupBitmapNewDim; a progress callback's answer. pSrc is as it was then.
+/// where pDst is null or pSrc itself, in place of the old pixels (uStructSize does not count then). Where rows become
+/// columns, width and height change places, and so do the resolutions, which go with the stored pixels. Rows that lie
+/// in memory and stay rows are turned where they are, the others into new pixels, placed as the old ones.
+/// Errors: ERROR_INV_PARAMETER null or no pixels, a perspective outside 1 to 8; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE;
+/// ERROR_INV_BITS_PER_PIXEL; those of R_DupBitmapNewDim; a progress callback's answer. pSrc is as it was then, but for
+/// bits behind a row's last pixel.
 R_API R_INT R_ChangeBitmapViewPerspective(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize,
                                           R_INT nViewPerspective) R_NOEXCEPT;
 

@@ -24,7 +24,7 @@ def left(t):
 @case("Command.HelpAndVersion")
 def help_and_version(t):
     assert t.ok("--version").startswith("rvimg ")
-    commands = ("info", "convert", "flip", "mirror", "crop", "fill", "combine", "chart")
+    commands = ("info", "convert", "flip", "mirror", "crop", "fill", "combine", "orient", "chart")
     assert all(command in t.ok("--help") for command in commands)
     for command in commands:
         assert "Usage: rvimg " + command in t.ok(command, "--help")
@@ -38,6 +38,7 @@ def help_and_version(t):
       ("compression", "convert small.ppm out.ppm --compress best"), ("page 0", "flip small.ppm out.ppm --page 0"),
       ("chart kind", "chart out.ppm --kind oil"), ("chart size", "chart out.ppm --size 100"),
       ("chart size too", "chart out.ppm --size 100x99999"), ("size", "info small.ppm --max-size lots"),
+      ("orientation", "orient small.ppm out.ppm --to north"),
       ("no area", "crop small.ppm out.ppm"), ("no colour", "fill small.ppm out.ppm"),
       ("colour", "fill small.ppm out.ppm --colour 12345"),
       ("mode", "combine small.ppm out.ppm --with small.ppm --mode mix"), ("no mode", "combine a.ppm b.ppm --with c.ppm"),

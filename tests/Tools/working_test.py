@@ -1,4 +1,6 @@
 """What commands do to pictures, as they are displayed."""
+import json
+
 import numpy as np
 
 from support import case, displayed, make_tiff, random_bytes, same, seen, tiff_page
@@ -33,6 +35,19 @@ def crop(t, orientation):
         cut = t.to("tif", source, "--area", area, command="crop")
         same(displayed(seen(cut), orientation), shown[rows, columns])
     t.fails("crop", source, "out.tif", "--area", "1x1+31+17", says="outside the picture")
+
+
+@case("Working.Orient", *[(f"orientation {o}", o) for o in range(1, 9)])
+def orient(t, orientation):
+    """Stored in another way, a picture looks the same; upright, every format holds it."""
+    t.has("tiff")
+    source, shown = colour_page(t, orientation)
+    upright = t.to("ppm", source, command="orient")
+    same(seen(upright)[..., :3], shown[..., :3])
+    for name, wanted in (("left-bottom", 8), ("bottom-left", 4), ("right-top", 6)):
+        turned = t.to("tif", source, "--to", name, command="orient")
+        assert json.loads(t.ok("info", "--json", turned))[0]["pages"][0]["viewPerspective"] == wanted
+        same(displayed(seen(turned), wanted), shown)
 
 
 @case("Working.FillAlpha")

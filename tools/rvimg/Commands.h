@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <new>
+#include <optional>
 
 namespace rvimg {
 
@@ -15,6 +16,7 @@ struct TransformOptions {
     std::string format; ///< of the output; empty: by its name's ending, the input's where it has none
     unsigned page = 0;  ///< 0: all
     bool quiet = false;
+    std::optional<R_INT> perspective; ///< the one that the operation gives to the pages; nothing: each keeps its own
     ReadOptions reading;
     WriteOptions writing;
 };

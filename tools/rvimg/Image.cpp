@@ -90,6 +90,13 @@ const char* perspectiveName(R_INT perspective)
     return kNames[perspective >= TOP_LEFT && perspective <= LEFT_BOTTOM ? static_cast<size_t>(perspective) : 0];
 }
 
+std::optional<R_INT> perspectiveNamed(const std::string& name)
+{
+    for (R_INT perspective = TOP_LEFT; perspective <= LEFT_BOTTOM; ++perspective)
+        if (name == perspectiveName(perspective)) return perspective;
+    return std::nullopt;
+}
+
 Image::Image(const Layout& layout)
     : record_(new BITMAPHANDLE{}), tagged_(layout.tagged), resolved_(layout.resolution.has_value())
 {

@@ -65,6 +65,8 @@ std::vector<RGBQUAD> grayRamp(R_INT bits, Ramp ramp = Ramp::rising);
 std::string describe(const Layout& layout);
 /// "top-left" and so on; TIFF's names.
 const char* perspectiveName(R_INT perspective);
+/// The perspective of such a name; nothing for another one.
+std::optional<R_INT> perspectiveNamed(const std::string& name);
 
 /// Owns a bitmap.
 class Image {
@@ -75,6 +77,8 @@ public:
     BITMAPHANDLE* record() { return record_.get(); }
     /// The bitmap's present layout, whatever has been done to it.
     Layout layout() const;
+    /// Makes the present perspective worth an orientation field.
+    void tagOrientation() { tagged_ = true; }
     /// Lengthens a palette that lacks an index which the pixels use.
     void coverIndices(unsigned maxIndex);
 

@@ -135,4 +135,9 @@ Operation fillWith(const Colour& colour, const std::optional<RECT>& area)
     };
 }
 
+Operation orientTo(R_INT perspective)
+{
+    return [=](BITMAPHANDLE* bitmap) { return R_ChangeBitmapViewPerspective(nullptr, bitmap, 0, perspective); };
+}
+
 } // namespace rvimg

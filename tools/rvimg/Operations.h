@@ -45,4 +45,7 @@ std::vector<std::string> combinationModes();
 /// Reads the other picture, and combines what of it lies in each page with the page.
 Operation combineWith(const Combination& combination, const ReadOptions& reading);
 
+/// Stores the picture in another perspective; it looks the same.
+Operation orientTo(R_INT perspective);
+
 } // namespace rvimg

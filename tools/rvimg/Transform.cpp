@@ -105,7 +105,9 @@ void transform(const TransformOptions& options, const Operation& operation)
     std::optional<PictureWriter> writer;
     while (const auto layout = on(options.input, [&] { return pages.next(); })) {
         on(options.output, [&] {
-            checkHolds(target, *layout); // before any work is done in vain
+            Layout written = *layout;
+            if (options.perspective) written.perspective = *options.perspective;
+            checkHolds(target, written); // before any work is done in vain
             if (!writer) writer.emplace(options.output, target, writing);
         });
         const auto height = static_cast<uint64_t>(layout->height);
@@ -115,6 +117,7 @@ void transform(const TransformOptions& options, const Operation& operation)
             progress.begin("working on " + options.input, 100);
             const KernelProgress told(progress);
             on(options.input, [&] { check(operation(image.record())); });
+            if (options.perspective) image.tagOrientation();
         }
         progress.begin("writing " + options.output, height);
         on(options.output, [&] { writer->write(image, progress); });

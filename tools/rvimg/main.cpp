@@ -43,6 +43,7 @@ public:
         addCrop();
         addFill();
         addCombine();
+        addOrient();
         addChart();
     }
     CLI::App& app() { return app_; }
@@ -166,6 +167,20 @@ private:
         command->add_flag("--invert-picture", combination_.invertPicture, "Invert the picture before");
         command->add_flag("--invert-other", combination_.invertOther, "Invert the other picture before");
         command->add_flag("--invert-result", combination_.invertResult, "Invert what comes of it");
+    }
+
+    void addOrient()
+    {
+        const auto upright = [this] {
+            if (!transform_.perspective) transform_.perspective = TOP_LEFT;
+            return orientTo(*transform_.perspective);
+        };
+        CLI::App* const command = addTransform(
+            "orient", "Store the pixels of a picture the way they are seen, or another way; it looks the same",
+            upright);
+        addValue(command, "--to", transform_.perspective, perspectiveNamed,
+                 "Where the first row and the first column are to be seen (top-left)",
+                 "top-left|top-right|bottom-right|bottom-left|left-top|right-top|right-bottom|left-bottom");
     }
 
     CLI::Option* addArea(CLI::App* command, const char* description)
