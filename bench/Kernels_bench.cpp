@@ -24,6 +24,23 @@ void registerMirror(const rv::simd::RowKernels& kernels, size_t bits, rv::simd::
     });
 }
 
+/// A page of a million pixels, a quarter turn.
+void registerTurn(const rv::simd::RowKernels& kernels, size_t bits, rv::simd::TurnPixels turn)
+{
+    const std::string name = "turn " + std::to_string(bits) + "/" + kernels.name;
+    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
+        constexpr size_t side = 1024;
+        const size_t rowBytes = side * bits / 8;
+        std::vector<uint8_t> source(side * rowBytes, 0x5A), target(side * rowBytes);
+        const auto pitch = static_cast<ptrdiff_t>(rowBytes);
+        for (auto _ : state) {
+            turn(target.data(), pitch, source.data() + (side - 1) * rowBytes, -pitch, side, side, false);
+            benchmark::ClobberMemory();
+        }
+        state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(source.size()));
+    });
+}
+
 void registerBytes(const rv::simd::RowKernels& kernels)
 {
     const auto both = std::string("/") + kernels.name;
@@ -54,6 +71,9 @@ int main(int argc, char** argv)
 #define RV_MIRROR(B) registerMirror(*kernels, B, kernels->mirror##B);
         RV_FOR_EACH_DEPTH(RV_MIRROR)
 #undef RV_MIRROR
+#define RV_TURN(B) registerTurn(*kernels, B, kernels->turn##B);
+        RV_FOR_EACH_DEPTH(RV_TURN)
+#undef RV_TURN
     }
     benchmark::RunSpecifiedBenchmarks();
     return 0;

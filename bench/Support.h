@@ -67,6 +67,7 @@ void registerCopies();
 void registerFiles();
 void registerFills();
 void registerMemory();
+void registerPerspectives();
 void registerRuns();
 void registerStores();
 void registerThreads();

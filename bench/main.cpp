@@ -113,6 +113,7 @@ int main(int argc, char** argv)
     rv::bench::registerRuns();
     rv::bench::registerThreads();
     rv::bench::registerTurns();
+    rv::bench::registerPerspectives();
     rv::bench::registerFills();
     rv::bench::registerCombine();
     rv::bench::registerBuffered();
