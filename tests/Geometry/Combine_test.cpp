@@ -270,6 +270,29 @@ TEST(Combine, GivesThePixelsOfTheModel)
     }
 }
 
+/// A source of the target's own pixels, in whatever perspective, all rows of them or those from a later one on.
+TEST(Combine, SharedPixelsAreReadAsTheyWere)
+{
+    for (R_INT perspective = TOP_LEFT; perspective <= LEFT_BOTTOM; ++perspective) {
+        for (const R_INT skipped : {0, 3}) {
+            for (const R_UINT flags : {COMBINE_XOR, COMBINE_ADD}) {
+                const TestBitmap to({.bits = 6});
+                BITMAPHANDLE from = *to.get();
+                from.ViewPerspective = perspective;
+                from.Height -= skipped;
+                from.Addr.Pointer = static_cast<uint8_t*>(from.Addr.Pointer) + R_INT64{from.BytesPerLine} * skipped;
+                from.Size64 = from.Size = R_UINT64{from.BytesPerLine} * static_cast<R_UINT64>(from.Height);
+                const Place at{0, 1, 30, 9, 1, 0};
+                const auto wanted =
+                    combined(Picture(to), Picture(&from), at, Model(to, flags), insideOf(to, nullptr)).value();
+                ASSERT_EQ(R_CombineBitmapKrn(to, at.xTo, at.yTo, at.width, at.height, &from, at.xFrom, at.yFrom, flags),
+                          SUCCESS);
+                EXPECT_TRUE(Picture(to) == wanted) << perspective << " without " << skipped << " rows, " << flags;
+            }
+        }
+    }
+}
+
 TEST(Combine, RefusesWhatMakesNoSense)
 {
     const TestBitmap a({}), b({.seed = 2}), deeper({.bits = 24});
@@ -310,7 +333,9 @@ TEST(Combine, TellsItsProgressAndStopsBetweenRows)
         EXPECT_EQ(a.pixels(), before);
         EXPECT_EQ(watcher.percents, (Percents{0, 100}));
         EXPECT_EQ(R_CombineBitmapKrn(a, 0, -6, 9, 9, b, 0, 0, COMBINE_XOR), SUCCESS);
-        EXPECT_EQ(watcher.percents, (Percents{0, 100, 0, 33, 66, 100})) << "three rows are left of the nine";
+        const FakeRegion nothing(a, 0); // rows without pixels that may change count as well
+        EXPECT_EQ(R_CombineBitmapKrn(a, 0, -6, 9, 9, b, 0, 0, COMBINE_XOR), SUCCESS);
+        EXPECT_EQ(watcher.percents, (Percents{0, 100, 0, 33, 66, 100, 0, 33, 66, 100})) << "three of the nine are left";
     }
     for (int stopAt = 0; stopAt < 6; ++stopAt) {
         const TestBitmap a({});

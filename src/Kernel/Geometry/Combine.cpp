@@ -97,11 +97,35 @@ constexpr bool columnsBackwards(R_INT p) noexcept
     return p == TOP_RIGHT || p == BOTTOM_RIGHT || p == RIGHT_BOTTOM || p == LEFT_BOTTOM;
 }
 
+/// Whether pixels of two bitmaps lie in the same memory.
+bool overlap(const BITMAPHANDLE* one, const BITMAPHANDLE* other) noexcept
+{
+    const auto a = reinterpret_cast<uintptr_t>(one->Addr.Pointer);
+    const auto b = reinterpret_cast<uintptr_t>(other->Addr.Pointer);
+    return a != 0 && b != 0 && (a < b ? b - a < pixelBytes(one) : a - b < pixelBytes(other));
+}
+
 /// Whether a write to one of the bitmaps may change the other's pixels.
 bool sharePixels(const BITMAPHANDLE* one, const BITMAPHANDLE* other) noexcept
 {
     return one == other || (one->Addr.Pointer != nullptr && one->Addr.Pointer == other->Addr.Pointer) ||
-           (one->Addr.Handle != nullptr && one->Addr.Handle == other->Addr.Handle);
+           (one->Addr.Handle != nullptr && one->Addr.Handle == other->Addr.Handle) || overlap(one, other);
+}
+
+/// Whether rows of the one are whole rows of the other, in the order of the displayed image.
+bool rowsAgree(const BITMAPHANDLE* one, const BITMAPHANDLE* other) noexcept
+{
+    return one->Addr.Pointer == other->Addr.Pointer && one->DataOffset == other->DataOffset &&
+           one->BytesPerLine == other->BytesPerLine &&
+           rowsBackwards(perspectiveOf(one)) == rowsBackwards(perspectiveOf(other));
+}
+
+/// Whether the source has to be copied first: its rows are the target's columns, or no order of the rows reads each
+/// before it is written.
+bool needsCopy(const BITMAPHANDLE* pSrc, const BITMAPHANDLE* pDst) noexcept
+{
+    if (showsRowsAsColumns(pSrc->ViewPerspective) != showsRowsAsColumns(pDst->ViewPerspective)) return true;
+    return sharePixels(pSrc, pDst) && !rowsAgree(pSrc, pDst);
 }
 
 /// The rows of the source's rectangle, in the order and the direction of the target's. Takes its memory at
@@ -137,7 +161,8 @@ public:
         if (cursor_.direct()) {
             data_ = cursor_.row(row);
         } else {
-            R_TRY(cursor_.open(row));
+            const R_UINT64 end = packedBytes(from_.right, bits_);
+            R_TRY(cursor_.openPart(row, from_.left, end - static_cast<R_UINT64>(columnByte(from_.left, bits_))));
             data_ = cursor_.data();
         }
         if (aside_) putAside();
@@ -189,9 +214,12 @@ public:
     }
     Status status() const noexcept { return status_; }
 
-    /// The rows of the rectangle that have something of the region, counted from its first.
-    R_INT begin() const noexcept { return region_.bounds().top - to_.top; }
-    R_INT end() const noexcept { return region_.empty() ? begin() : region_.bounds().bottom - to_.top; }
+    /// Whether a row of the rectangle, counted from its first, may have something of the region.
+    bool holds(R_INT index) const noexcept
+    {
+        const R_INT row = to_.top + index;
+        return !region_.empty() && row >= region_.bounds().top && row < region_.bounds().bottom;
+    }
 
     /// The first row where all are changed in place, and all of each may be; else null.
     uint8_t* inPlace() const noexcept { return cursor_.direct() && region_.whole() ? cursor_.row(to_.top) : nullptr; }
@@ -266,14 +294,16 @@ Status combineRows(BITMAPHANDLE* pDst, const RECT& to, Source& source, const Com
         rows.combineRows(first, to.left, firstSource, source.column(), width, to.bottom - to.top, rowBytes))
         return SUCCESS;
 
-    const R_INT begin = target.begin(), count = target.end() - begin;
+    const R_INT count = to.bottom - to.top;
     Progress progress = Progress::ofThread(count);
     R_TRY(progress.begin());
     for (R_INT step = 0; step < count; ++step) {
-        const R_INT index = begin + (source.lastFirst() ? count - 1 - step : step);
-        R_TRY(source.open(index));
-        R_TRY(target.change(index,
-                            [&](uint8_t* row) { rows.combine(row, to.left, source.data(), source.column(), width); }));
+        const R_INT index = source.lastFirst() ? count - 1 - step : step;
+        if (target.holds(index)) {
+            R_TRY(source.open(index));
+            R_TRY(target.change(
+                index, [&](uint8_t* row) { rows.combine(row, to.left, source.data(), source.column(), width); }));
+        }
         R_TRY(progress.step());
     }
     return SUCCESS;
@@ -286,7 +316,7 @@ Status combineFrom(BITMAPHANDLE* pSrc, const RECT& from, BITMAPHANDLE* pDst, con
     return combineRows(pDst, to, source, code);
 }
 
-/// A source whose rows are the target's columns, turned; freed in the end.
+/// A copy of a source in the target's perspective; freed in the end.
 class TurnedSource {
 public:
     TurnedSource(BITMAPHANDLE* pSrc, R_INT perspective) noexcept
@@ -329,8 +359,7 @@ Status combineAccessed(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Rectangles&
 Status combineDisplayed(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Rectangles& where,
                         const CombineCode& code) noexcept
 {
-    if (pSrc == nullptr || showsRowsAsColumns(pSrc->ViewPerspective) == showsRowsAsColumns(pDst->ViewPerspective))
-        return combineAccessed(pDst, pSrc, where, code);
+    if (pSrc == nullptr || !needsCopy(pSrc, pDst)) return combineAccessed(pDst, pSrc, where, code);
     TurnedSource turned(pSrc, perspectiveOf(pDst));
     R_TRY(turned.status());
     return combineAccessed(pDst, turned.bitmap(), where, code);
