@@ -217,6 +217,9 @@ TEST(Flip, TheRegionTurnsWithTheRows)
     EXPECT_EQ(flips(R_FlipBitmap, BOTTOM_LEFT), 1);
     EXPECT_EQ(flips(R_FlipBitmap, RIGHT_TOP), 0) << "no row changed its place";
     EXPECT_EQ(flips(R_ReverseBitmap, RIGHT_TOP), 1);
+    const Operation stand = [](BITMAPHANDLE* b) { return R_ChangeBitmapViewPerspective(b, b, 0, TOP_LEFT); };
+    EXPECT_EQ(flips(stand, TOP_RIGHT), 0);
+    EXPECT_EQ(flips(stand, BOTTOM_LEFT), 1) << "it stays on the image";
     p->ViewPerspective = TOP_LEFT;
     {
         const Watcher watcher(1);

@@ -6,6 +6,7 @@
 #include "Kernel/Core/Progress.h"
 #include "Kernel/Core/RowCursor.h"
 #include "Kernel/Geometry/Perspective.h"
+#include "Kernel/Geometry/Region.h"
 #include "Kernel/Pixels/Simd/Select.h"
 
 namespace rv {
@@ -46,14 +47,6 @@ Status flipRows(BITMAPHANDLE* pBitmap) noexcept
         R_TRY(progress.step());
     }
     return SUCCESS;
-}
-
-/// A region lies on the displayed rows, so it turns with them.
-Status flipRegion(BITMAPHANDLE* pBitmap) noexcept
-{
-    if (pBitmap->pRgnInfo == nullptr) return SUCCESS;
-    const auto hook = displayHooks().FlipRegion;
-    return hook != nullptr ? hook(pBitmap) : SUCCESS;
 }
 
 } // namespace

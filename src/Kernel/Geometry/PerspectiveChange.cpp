@@ -5,6 +5,7 @@
 #include "Kernel/Core/Checks.h"
 #include "Kernel/Core/Replacement.h"
 #include "Kernel/Geometry/Perspective.h"
+#include "Kernel/Geometry/Region.h"
 #include "Kernel/Geometry/TurnBitmap.h"
 #include "R_Geometry.h"
 
@@ -54,9 +55,8 @@ Status makeTurned(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, R_
     return status;
 }
 
-Status replaceByTurned(BITMAPHANDLE* pBitmap, R_INT perspective) noexcept
+Status replaceByTurned(BITMAPHANDLE* pBitmap, const Turn& turn, R_INT perspective) noexcept
 {
-    const Turn turn = turnBetween(pBitmap->ViewPerspective, perspective);
     {
         BitmapAccess access(pBitmap);
         R_TRY(access.status());
@@ -71,6 +71,14 @@ Status replaceByTurned(BITMAPHANDLE* pBitmap, R_INT perspective) noexcept
     R_TRY(turned.status());
     const Status filled = fillTurned(turned.bitmap(), pBitmap, turn, perspective);
     return filled.ok() ? turned.commit() : turned.fail(filled);
+}
+
+/// A region stays over the image that it was made for where the display module can flip it.
+Status changeInPlace(BITMAPHANDLE* pBitmap, R_INT perspective) noexcept
+{
+    const Turn turn = turnBetween(pBitmap->ViewPerspective, perspective);
+    R_TRY(replaceByTurned(pBitmap, turn, perspective));
+    return turn == Turn{true, 0} ? flipRegion(pBitmap) : Status(SUCCESS);
 }
 
 /// Where stored rows are to be displayed as columns, start-up has to be over.
@@ -106,6 +114,6 @@ R_INT R_IntChangeBitmapViewPerspective(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R
     R_TRY(checkStructSize(pSrc));
     if (!isViewPerspective(nViewPerspective) || !isViewPerspective(pSrc->ViewPerspective)) return ERROR_INV_PARAMETER;
     R_TRY(checkWalkable(pSrc));
-    if (pDst == nullptr || pDst == pSrc) return replaceByTurned(pSrc, nViewPerspective);
+    if (pDst == nullptr || pDst == pSrc) return changeInPlace(pSrc, nViewPerspective);
     return makeTurned(pDst, pSrc, uStructSize, nViewPerspective, uFlags);
 }

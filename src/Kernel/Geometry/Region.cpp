@@ -60,4 +60,11 @@ Status Region::row(R_INT row, const R_SEGMENT*& segments, R_UINT& count) noexcep
     return SUCCESS;
 }
 
+Status flipRegion(BITMAPHANDLE* pBitmap) noexcept
+{
+    if (pBitmap->pRgnInfo == nullptr) return SUCCESS;
+    const auto hook = displayHooks().FlipRegion;
+    return hook != nullptr ? hook(pBitmap) : SUCCESS;
+}
+
 } // namespace rv

@@ -35,4 +35,7 @@ private:
     Status status_;
 };
 
+/// A bitmap's stored rows have been flipped: its region, which lies on them, turns with them. What the hook answers.
+Status flipRegion(BITMAPHANDLE* pBitmap) noexcept;
+
 } // namespace rv
