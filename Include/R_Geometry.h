@@ -95,18 +95,18 @@ R_API R_INT R_CopyGrayParams(BITMAPHANDLE* pDst, const BITMAPHANDLE* pSrc) R_NOE
 #define COMBINE_RES_1 0x3000u
 
 /// Combines the rectangle of pSrc at (nXSrc, nYSrc) into that of pDst at (nXDst, nYDst), which is as large. Positions
-/// are on the displayed images, whatever their perspectives; a rectangle that reaches outside its bitmap is cut, and
-/// the other one alike. Both bitmaps are of one depth, and their pixels are taken as they are stored: orders and
-/// palettes are not compared. pSrc may be pDst, and the rectangles may overlap: pixels are read as they were before the
-/// call. Where the flags leave the source out, pSrc may be null, and no more than its structure size is looked at. AND,
-/// OR and XOR and every operation on 1-bit bitmaps work on the stored bits: samples, indices and alpha alike. The
-/// others work on samples: palette indices, the 5-bit components of 16-bit colour (whose spare bit becomes 0), gray
-/// samples up to 2^(HighBit + 1) - 1, bytes, or 16-bit words; dividing by 0 gives the maximum. There NOT inverts before
-/// the operation all bits of the byte or word that a sample is taken into, of which the sample's low bits are kept in
-/// the end, and after it all bits of the pixel; 0 and 1 count only where they leave nothing else to look at.
-/// COMBINE_SRC_OVER leaves the alpha of pDst as it is.
+/// are on the displayed images; a rectangle that reaches outside its bitmap is cut, and the other one alike. Both
+/// bitmaps are of one depth, and their pixels are taken as they are stored: orders and palettes are not compared. pSrc
+/// may be pDst or share its pixels: all are read as they were before the call. Where the flags leave the source out,
+/// pSrc may be null, and no more than its structure size is looked at. AND, OR and XOR and every operation on 1-bit
+/// bitmaps work on the stored bits: samples, indices and alpha alike. The others work on samples: palette indices, the
+/// 5-bit components of 16-bit colour (whose spare bit becomes 0), gray samples up to 2^(HighBit + 1) - 1, bytes, or
+/// 16-bit words; dividing by 0 gives the maximum. There NOT inverts before the operation all bits of the byte or word
+/// that a sample is taken into, of which the sample's low bits are kept in the end, and after it all bits of the pixel;
+/// 0 and 1 count only where they leave nothing else to look at. COMBINE_SRC_OVER leaves the alpha of pDst as it is.
 /// Memory is taken before the first pixel changes; an aborted or failed call leaves whole rows, old or new. Where pDst
-/// has a region, only pixels inside it change. Progress goes by rows; flags that change nothing report 0 and 100.
+/// has a region, only pixels inside it change. Progress goes by the rectangle's rows, after that of turning a source
+/// whose rows are pDst's columns; flags that change nothing report 0 and 100.
 /// Errors: ERROR_INV_PARAMETER null or no pixels, unknown flags, nothing left of the rectangle, different depths, a
 /// source that is needed and missing; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE; ERROR_INV_BITS_PER_PIXEL; ERROR_FAILURE no
 /// memory; a store's own; a progress callback's or a region hook's answer.
@@ -162,7 +162,7 @@ R_API R_INT R_RectFromBitmap(BITMAPHANDLE* pBitmap, R_INT nViewPerspective, RECT
 /// in memory and stay rows are turned where they are, the others into new pixels, placed as the old ones.
 /// Errors: ERROR_INV_PARAMETER null or no pixels, a perspective outside 1 to 8; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE;
 /// ERROR_INV_BITS_PER_PIXEL; those of R_DupBitmapNewDim; a progress callback's answer. pSrc is as it was then, but for
-/// bits behind a row's last pixel.
+/// bits behind a row's last pixel. In place a mere flip of the rows flips the region too; what its hook answers counts.
 R_API R_INT R_ChangeBitmapViewPerspective(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize,
                                           R_INT nViewPerspective) R_NOEXCEPT;
 
