@@ -73,3 +73,17 @@ def combine(t, orientation):
     t.fails("combine", source, "out.tif", "--with", other, "--mode", "add", "--at", "31+17", says="outside")
     t.path("gray.pgm").write_bytes(b"P5\n2 1\n255\n\x01\x02")
     t.fails("combine", source, "out.tif", "--with", "gray.pgm", "--mode", "add", says="another kind")
+
+
+@case("Working.CombineColours")
+def combine_colours(t):
+    """Which bit is black does not matter; other palettes have to be the same."""
+    t.path("a.pbm").write_bytes(b"P4\n8 1\n\xf0")
+    t.path("b.pam").write_bytes(b"P7\nWIDTH 8\nHEIGHT 1\nDEPTH 1\nMAXVAL 1\nTUPLTYPE BLACKANDWHITE\nENDHDR\n" +
+                                bytes(4) + b"\1" * 4)
+    t.ok("combine", "a.pbm", "c.pbm", "--with", "b.pam", "--mode", "and")
+    assert t.path("c.pbm").read_bytes() == t.path("a.pbm").read_bytes()
+    t.path("gray.pgm").write_bytes(b"P5\n2 1\n255\n\x01\x02")
+    t.has("tiff")
+    coloured = make_tiff(t.path("p.tif"), [tiff_page(9, 7, 8, photometric=3, palette=[(i, 0, i) for i in range(256)])])
+    t.fails("combine", "gray.pgm", "out.tif", "--with", coloured, "--mode", "xor", says="palette")

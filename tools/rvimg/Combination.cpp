@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <vector>
 
 namespace rvimg {
 
@@ -45,6 +46,33 @@ void exchangeRedAndBlue(BITMAPHANDLE* record)
     record->Order = record->Order == ORDER_BGR ? ORDER_RGB : ORDER_BGR;
 }
 
+constexpr R_INT kAll = std::numeric_limits<R_INT>::max(); // what lies outside is cut
+
+std::vector<RGBQUAD> paletteOf(BITMAPHANDLE* record)
+{
+    std::vector<RGBQUAD> palette(record->nColors);
+    palette.resize(R_GetBitmapPaletteEntries(record, 0, record->nColors, palette.data()));
+    return palette;
+}
+
+/// Which index is black and which is white can be exchanged; other palettes have to be the same.
+void makePaletteAlike(BITMAPHANDLE* record, BITMAPHANDLE* page)
+{
+    std::vector<RGBQUAD> own = paletteOf(record);
+    const std::vector<RGBQUAD> wanted = paletteOf(page);
+    const auto agree = [](const RGBQUAD& a, const RGBQUAD& b) {
+        return a.rgbRed == b.rgbRed && a.rgbGreen == b.rgbGreen && a.rgbBlue == b.rgbBlue;
+    };
+    if (std::equal(own.begin(), own.end(), wanted.begin(), wanted.end(), agree)) return;
+    std::reverse(own.begin(), own.end());
+    const bool exchanged = evenGrays(own) != Ramp::none && own.size() == size_t{1} << record->BitsPerPixel &&
+                           std::equal(own.begin(), own.end(), wanted.begin(), wanted.end(), agree);
+    if (!exchanged) throw Error("has another palette than the other picture");
+    constexpr R_UINT kInvert = COMBINE_SRC_0 | COMBINE_DST_NOT | COMBINE_OR;
+    check(R_CombineBitmapKrn(record, 0, 0, kAll, kAll, nullptr, 0, 0, kInvert));
+    check(R_CopyBitmapPalette(record, page));
+}
+
 /// The kernel combines pixels as they are stored: they must be stored alike.
 void makeAlike(Image& other, BITMAPHANDLE* page)
 {
@@ -53,6 +81,7 @@ void makeAlike(Image& other, BITMAPHANDLE* page)
     if (record->BitsPerPixel != page->BitsPerPixel || (page->BitsPerPixel > 8 && !bothGray))
         throw Error("is of another kind than the other picture, which is " + describe(other.layout()));
     if (page->BitsPerPixel >= 24 && record->Order != page->Order) exchangeRedAndBlue(record);
+    if (page->BitsPerPixel <= 8) makePaletteAlike(record, page);
 }
 
 } // namespace
@@ -68,7 +97,6 @@ Operation combineWith(const Combination& combination, const ReadOptions& reading
 {
     const auto other = std::make_shared<Image>(readPicture(combination.file, reading));
     return [other, flags = flagsOf(combination), at = combination.at.value_or(Place{})](BITMAPHANDLE* page) {
-        constexpr R_INT kAll = std::numeric_limits<R_INT>::max(); // what lies outside either is cut
         makeAlike(*other, page);
         RECT corner{at.x, at.y, at.x + 1, at.y + 1};
         check(R_RectToBitmap(page, TOP_LEFT, &corner));
