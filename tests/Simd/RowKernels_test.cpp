@@ -289,7 +289,7 @@ void checkTurn(const DepthTurn& depth, size_t width, size_t height, bool aligned
             const auto to = static_cast<ptrdiff_t>(target.pitch), from = static_cast<ptrdiff_t>(source.pitch);
             (kernels->*depth.kernel)(target.row(backwards ? width - 1 : 0), backwards ? -to : to,
                                      source.row(backwards ? height - 1 : 0), backwards ? -from : from, width, height,
-                                     aligned);
+                                     height >= 256);
             for (size_t x = 0; x < width; ++x) {
                 const uint8_t* const row = target.row(backwards ? width - 1 - x : x);
                 std::vector<uint8_t> wanted = model[x];
@@ -317,7 +317,7 @@ TEST(RowKernels, EveryTurnMakesColumnsOfRows)
             if (HasFatalFailure()) return;
         }
         checkTurn(depth, 64 + random() % 300, 64 + random() % 300, false);
-        checkTurn(depth, 70, 512, true); // whole blocks, past the caches
+        checkTurn(depth, 70, 512, true); // whole lines, past the caches
         if (HasFatalFailure()) return;
     }
 }

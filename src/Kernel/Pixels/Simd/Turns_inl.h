@@ -1,9 +1,10 @@
 // Rows that become columns. Part of the text of a variant: see RowKernels_inl.h, which includes it.
 //
-// A picture is turned in tiles of about a cache line each way, one after the other along its rows. A tile is first
-// copied together: a line of the picture is touched once, so it does not matter how many rows share a cache set, and
-// what is at the picture's edges looks like all the rest. In the cache its pixels are brought to whole units of 1, 2, 4
-// or 8 bytes, turned, packed again and written row by row, a line each.
+// A picture is turned in tiles, one after the other along its rows: columns of a cache line, and rows that make a few
+// lines of the target, so that few of those are written in two parts. A tile is first copied together: a line of the
+// picture is touched once, so it does not matter how many rows share a cache set, and what is at the picture's edges
+// looks like all the rest. In the cache its pixels are brought to whole units of 1, 2, 4 or 8 bytes, turned, packed
+// again and written row by row.
 
 namespace rv::simd::RV_SIMD {
 namespace {
@@ -243,17 +244,25 @@ RV_INLINE void take(uint8_t* tile, const uint8_t* source, ptrdiff_t pitch, size_
     }
 }
 
-/// Writes a tile's rows, RowBytes each, of which the first `bytes` count. Past the caches where that is wanted and the
-/// rows lie so that they are whole blocks.
+/// Writes a row past the caches: whole lines of it, and what of lines it shares with its neighbours as ever.
+template <size_t RowBytes> RV_INLINE void givePast(uint8_t* target, const uint8_t* row) noexcept
+{
+    constexpr size_t line = 64;
+    size_t done = -reinterpret_cast<uintptr_t>(target) % line;
+    memcpy(target, row, done);
+    for (; RowBytes - done >= line; done += line)
+        for (size_t within = 0; within < line; within += sizeof(Widest))
+            storePast(target + done + within, load<Widest>(row + done + within));
+    memcpy(target + done, row + done, RowBytes - done);
+}
+
+/// Writes a tile's rows, RowBytes each, of which the first `bytes` count.
 template <size_t RowBytes>
 RV_INLINE void give(uint8_t* target, ptrdiff_t pitch, const uint8_t* tile, size_t rows, size_t bytes,
                     bool past) noexcept
 {
-    const auto aligned = (reinterpret_cast<uintptr_t>(target) | static_cast<uintptr_t>(pitch)) % sizeof(Widest) == 0;
-    if (past && aligned && bytes == RowBytes && RowBytes % 64 == 0) {
-        for (size_t row = 0; row < rows; ++row, target += pitch)
-            for (size_t done = 0; done < RowBytes; done += sizeof(Widest))
-                storePast(target + done, load<Widest>(tile + row * RowBytes + done));
+    if (past && bytes == RowBytes && RowBytes >= 128) {
+        for (size_t row = 0; row < rows; ++row, target += pitch) givePast<RowBytes>(target, tile + row * RowBytes);
     } else if (bytes == RowBytes) {
         for (size_t row = 0; row < rows; ++row, target += pitch) memcpy(target, tile + row * RowBytes, RowBytes);
     } else {
@@ -265,7 +274,7 @@ RV_INLINE void give(uint8_t* target, ptrdiff_t pitch, const uint8_t* tile, size_
 /// Pixels that are whole units already.
 template <unsigned Bits> struct TurnTile {
     static constexpr size_t unit = Bits / 8;
-    static constexpr size_t rows = 64;
+    static constexpr size_t rows = unit == 1 ? 256 : unit == 8 ? 64 : 128;
     static constexpr size_t columns = unit <= 2 ? 64 / unit : unit == 4 ? 32 : 16;
     alignas(64) uint8_t lying[rows * columns * unit];
     alignas(64) uint8_t standing[rows * columns * unit];
@@ -283,7 +292,7 @@ template <unsigned Bits> struct TurnTile {
 template <unsigned Bits>
 requires(Bits < 8 || Bits == 12 || Bits == 24 || Bits == 48) struct TurnTile<Bits> {
     static constexpr size_t unit = Loose<Bits>::unit;
-    static constexpr size_t rows = 64;
+    static constexpr size_t rows = unit == 1 ? 256 : unit == 8 ? 64 : 128;
     static constexpr size_t columns = unit <= 2 ? 64 / unit : unit == 4 ? 32 : 16;
     alignas(64) uint8_t packed[rows * columns * Bits / 8 + kSpill];
     alignas(64) uint8_t lying[rows * columns * unit];
