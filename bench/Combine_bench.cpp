@@ -1,29 +1,9 @@
 // Two pictures combined into one of them, beside other libraries at the same work.
-#include "Support.h"
-
-#include <memory>
-
-#if defined(RV_BENCH_OPENCV)
-#include <opencv2/core.hpp>
-#endif
-#if defined(RV_BENCH_LIBYUV)
-#include <libyuv.h>
-#endif
-#if defined(RV_BENCH_LEPTONICA)
-#include <leptonica/allheaders.h>
-#endif
+#include "Pictures.h"
 
 namespace rv::bench {
 
 namespace {
-
-struct Size {
-    R_INT width;
-    R_INT height;
-    R_INT bits;
-    size_t rowBytes() const { return (static_cast<size_t>(width) * static_cast<size_t>(bits) + 31) / 32 * 4; }
-    size_t bytes() const { return rowBytes() * static_cast<size_t>(height); }
-};
 
 /// Where the rectangle lies in the source: so many columns further right.
 MakeStep kernel(Size size, R_UINT flags, R_INT shift)

@@ -1,18 +1,6 @@
 // Copies of whole pictures and of rectangles, beside other libraries at the same work. A rectangle of ours is a new
 // bitmap each time, so peers that make a new one stand beside those that write to memory they have.
-#include "Support.h"
-
-#include <memory>
-
-#if defined(RV_BENCH_OPENCV)
-#include <opencv2/core.hpp>
-#endif
-#if defined(RV_BENCH_LIBYUV)
-#include <libyuv.h>
-#endif
-#if defined(RV_BENCH_LEPTONICA)
-#include <leptonica/allheaders.h>
-#endif
+#include "Pictures.h"
 
 namespace rv::bench {
 
@@ -28,12 +16,8 @@ struct Cut {
     R_INT cutWidth;
     R_INT cutHeight;
 
-    static size_t pitch(R_INT width, R_INT bits)
-    {
-        return (static_cast<size_t>(width) * static_cast<size_t>(bits) + 31) / 32 * 4;
-    }
-    size_t bytes() const { return pitch(width, bits) * static_cast<size_t>(height); }
-    size_t cutBytes() const { return pitch(cutWidth, bits) * static_cast<size_t>(cutHeight); }
+    size_t bytes() const { return rowBytesOf(width, bits) * static_cast<size_t>(height); }
+    size_t cutBytes() const { return rowBytesOf(cutWidth, bits) * static_cast<size_t>(cutHeight); }
 };
 
 /// Rows from one bitmap to another.
@@ -67,9 +51,9 @@ MakeStep opencv(const Cut& cut, bool makesNew)
     return [=] {
         const auto from = std::make_shared<Warm>(cut.bytes()), to = std::make_shared<Warm>(cut.cutBytes());
         const int type = cut.bits == 24 ? CV_8UC3 : CV_8UC1;
-        const cv::Mat source(cut.height, cut.width, type, from->data(), Cut::pitch(cut.width, cut.bits));
+        const cv::Mat source(cut.height, cut.width, type, from->data(), rowBytesOf(cut.width, cut.bits));
         const cv::Mat part = source(cv::Rect(cut.left, cut.top, cut.cutWidth, cut.cutHeight));
-        const cv::Mat target(cut.cutHeight, cut.cutWidth, type, to->data(), Cut::pitch(cut.cutWidth, cut.bits));
+        const cv::Mat target(cut.cutHeight, cut.cutWidth, type, to->data(), rowBytesOf(cut.cutWidth, cut.bits));
         return [=, keep = std::pair(from, to)] {
             if (makesNew) return part.clone().data != nullptr;
             cv::Mat result = target;
@@ -85,12 +69,12 @@ MakeStep libyuv(const Cut& cut)
 {
     return [=] {
         const auto from = std::make_shared<Warm>(cut.bytes()), to = std::make_shared<Warm>(cut.cutBytes());
-        const size_t samples = static_cast<size_t>(cut.bits / 8), pitch = Cut::pitch(cut.width, cut.bits);
+        const size_t samples = static_cast<size_t>(cut.bits / 8), pitch = rowBytesOf(cut.width, cut.bits);
         const uint8_t* const first =
             from->data() + static_cast<size_t>(cut.top) * pitch + static_cast<size_t>(cut.left) * samples;
         return [=, keep = std::pair(from, to)] {
             libyuv::CopyPlane(first, static_cast<int>(pitch), to->data(),
-                              static_cast<int>(Cut::pitch(cut.cutWidth, cut.bits)),
+                              static_cast<int>(rowBytesOf(cut.cutWidth, cut.bits)),
                               cut.cutWidth * static_cast<int>(samples), cut.cutHeight);
             return true;
         };

@@ -1,18 +1,7 @@
 // Pictures painted in one colour. The measure is a memset: nothing is read.
-#include "Support.h"
+#include "Pictures.h"
 
 #include <cstring>
-#include <memory>
-
-#if defined(RV_BENCH_OPENCV)
-#include <opencv2/core.hpp>
-#endif
-#if defined(RV_BENCH_LIBYUV)
-#include <libyuv.h>
-#endif
-#if defined(RV_BENCH_LEPTONICA)
-#include <leptonica/allheaders.h>
-#endif
 
 namespace rv::bench {
 

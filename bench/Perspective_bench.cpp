@@ -1,35 +1,10 @@
 // Pictures in another perspective: quarter turns into another bitmap, half turns where the pixels are, beside other
 // libraries at the same work. Memory for the other bitmap is in use already, or new each time.
-#include "Support.h"
-
-#include <memory>
-
-#if defined(RV_BENCH_OPENCV)
-#include <opencv2/core.hpp>
-#endif
-#if defined(RV_BENCH_LIBYUV)
-#include <libyuv.h>
-#endif
-#if defined(RV_BENCH_LEPTONICA)
-#include <leptonica/allheaders.h>
-#endif
+#include "Pictures.h"
 
 namespace rv::bench {
 
 namespace {
-
-struct Size {
-    R_INT width;
-    R_INT height;
-    R_INT bits;
-
-    static size_t pitch(R_INT width, R_INT bits)
-    {
-        return (static_cast<size_t>(width) * static_cast<size_t>(bits) + 31) / 32 * 4;
-    }
-    size_t bytes() const { return pitch(width, bits) * static_cast<size_t>(height); }
-    size_t turnedBytes() const { return pitch(height, bits) * static_cast<size_t>(width); }
-};
 
 /// Has copies of a bitmap lie in a block, which is the copies' user data.
 bool lendMemory(BITMAPHANDLE* source, Warm* block)
@@ -86,9 +61,9 @@ MakeStep opencv(Size size, bool quarter, bool makesNew)
     return [=] {
         const auto from = std::make_shared<Warm>(size.bytes()), to = std::make_shared<Warm>(size.turnedBytes());
         const int type = size.bits == 24 ? CV_8UC3 : CV_8UC1;
-        const cv::Mat source(size.height, size.width, type, from->data(), Size::pitch(size.width, size.bits));
+        const cv::Mat source(size.height, size.width, type, from->data(), rowBytesOf(size.width, size.bits));
         const R_INT width = quarter ? size.height : size.width, height = quarter ? size.width : size.height;
-        const cv::Mat target(height, width, type, to->data(), Size::pitch(width, size.bits));
+        const cv::Mat target(height, width, type, to->data(), rowBytesOf(width, size.bits));
         return [=, keep = std::pair(from, to)] {
             cv::Mat result;
             if (!makesNew) result = target;
@@ -106,8 +81,8 @@ MakeStep libyuv(Size size, bool quarter)
     if (size.bits == 24) size.bits = 32;
     return [=] {
         const auto from = std::make_shared<Warm>(size.bytes()), to = std::make_shared<Warm>(size.turnedBytes());
-        const auto pitch = static_cast<int>(Size::pitch(size.width, size.bits));
-        const auto turned = quarter ? static_cast<int>(Size::pitch(size.height, size.bits)) : pitch;
+        const auto pitch = static_cast<int>(rowBytesOf(size.width, size.bits));
+        const auto turned = quarter ? static_cast<int>(rowBytesOf(size.height, size.bits)) : pitch;
         const auto mode = quarter ? libyuv::kRotate90 : libyuv::kRotate180;
         const auto call = size.bits == 8 ? libyuv::RotatePlane : libyuv::ARGBRotate;
         return [=] { return call(from->data(), pitch, to->data(), turned, size.width, size.height, mode) == 0; };

@@ -1,0 +1,37 @@
+/// What measurements of whole pictures share: the other libraries, and how many bytes a picture has.
+#pragma once
+
+#include "Support.h"
+
+#include <memory>
+
+#if defined(RV_BENCH_OPENCV)
+#include <opencv2/core.hpp>
+#endif
+#if defined(RV_BENCH_LIBYUV)
+#include <libyuv.h>
+#endif
+#if defined(RV_BENCH_LEPTONICA)
+#include <leptonica/allheaders.h>
+#endif
+
+namespace rv::bench {
+
+/// Bytes from one row of a bitmap to the next.
+inline size_t rowBytesOf(R_INT width, R_INT bits)
+{
+    return (static_cast<size_t>(width) * static_cast<size_t>(bits) + 31) / 32 * 4;
+}
+
+struct Size {
+    R_INT width;
+    R_INT height;
+    R_INT bits;
+
+    size_t rowBytes() const { return rowBytesOf(width, bits); }
+    size_t bytes() const { return rowBytes() * static_cast<size_t>(height); }
+    /// Of the picture whose columns are rows.
+    size_t turnedBytes() const { return rowBytesOf(height, bits) * static_cast<size_t>(width); }
+};
+
+} // namespace rv::bench
