@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace rv::test {
@@ -14,46 +14,36 @@ namespace {
 
 constexpr R_INT kSome = 2147483647;
 
-/// A bitmap whose pixels are all different.
-struct Numbered : TestBitmap {
-    explicit Numbered(R_INT perspective) : TestBitmap({.bits = 8, .width = 17, .height = 11})
+/// A picture that is not square, in a perspective.
+struct Lying : TestBitmap {
+    Lying(R_INT bits, Home home, R_INT perspective, R_INT width = 37, R_INT height = 11)
+        : TestBitmap({.bits = bits, .home = home, .width = width, .height = height})
     {
-        auto rows = pixels();
-        for (size_t i = 0; i < rows.size(); ++i)
-            rows[i] = static_cast<uint8_t>(i / get()->BytesPerLine * 17 + i % get()->BytesPerLine);
-        setPixels(rows);
         get()->ViewPerspective = perspective;
+        get()->XResolution = 300;
+        get()->YResolution = 100;
     }
 };
 
 TEST(Perspective, PointsAndRectanglesFollowTheDisplayedPixels)
 {
     for (R_INT stored = TOP_LEFT; stored <= LEFT_BOTTOM; ++stored) {
-        const Numbered p(stored);
+        const Lying p(32, Home::conventional, stored);
         const Picture picture(p);
         const auto rows = p.pixels();
         for (R_INT y = 0; y < picture.height; ++y) {
             for (R_INT x = 0; x < picture.width; ++x) {
-                const auto wanted = picture.pixels[static_cast<size_t>(y * picture.width + x)];
                 R_INT column = x, row = y;
-                ASSERT_EQ(R_PointToBitmap(p.get(), TOP_LEFT, &column, &row), SUCCESS);
-                ASSERT_EQ(rows[static_cast<size_t>(row) * p->BytesPerLine + static_cast<size_t>(column)], wanted);
-                ASSERT_EQ(R_PointFromBitmap(p.get(), TOP_LEFT, &column, &row), SUCCESS);
-                ASSERT_TRUE(column == x && row == y) << stored;
-
-                // A rectangle is the pixels in two of its corners.
-                const RECT drawn = {x / 2, y / 3, x + 1, y + 1};
-                RECT rect = drawn;
-                ASSERT_EQ(R_RectToBitmap(p.get(), TOP_LEFT, &rect), SUCCESS);
-                R_INT left = drawn.left, top = drawn.top, right = x, bottom = y;
-                (void)R_PointToBitmap(p.get(), TOP_LEFT, &left, &top);
-                (void)R_PointToBitmap(p.get(), TOP_LEFT, &right, &bottom);
-                ASSERT_EQ(rect.left, std::min(left, right));
-                ASSERT_EQ(rect.right, std::max(left, right) + 1);
-                ASSERT_EQ(rect.top, std::min(top, bottom));
-                ASSERT_EQ(rect.bottom, std::max(top, bottom) + 1);
-                ASSERT_EQ(R_RectFromBitmap(p.get(), TOP_LEFT, &rect), SUCCESS);
-                ASSERT_EQ(std::memcmp(&rect, &drawn, sizeof rect), 0);
+                ASSERT_EQ(R_PointToBitmap(p, TOP_LEFT, &column, &row), SUCCESS);
+                ASSERT_EQ(pixelAt(rows.data() + R_INT64{row} * p->BytesPerLine, column, 32),
+                          picture.pixels[static_cast<size_t>(y * picture.width + x)]);
+                RECT rect = {x, y, x + 1, y + 1}; // of that pixel
+                ASSERT_EQ(R_RectToBitmap(p, TOP_LEFT, &rect), SUCCESS);
+                ASSERT_TRUE(rect.left == column && rect.right == column + 1);
+                ASSERT_TRUE(rect.top == row && rect.bottom == row + 1);
+                ASSERT_EQ(R_PointFromBitmap(p, TOP_LEFT, &column, &row), SUCCESS);
+                ASSERT_EQ(R_RectFromBitmap(p, TOP_LEFT, &rect), SUCCESS);
+                ASSERT_TRUE(column == x && row == y && rect.left == x && rect.bottom == y + 1) << stored;
             }
         }
     }
@@ -91,69 +81,54 @@ TEST(Perspective, AChangeIsTheSameByAnyWay)
 
 TEST(Perspective, SomeSizesAreExchangedOnceMore)
 {
-    Scene scene;
-    scene.width = 10;
-    scene.height = 20;
-    const TestBitmap p(scene);
-    p->ViewPerspective = TOP_LEFT;
-    R_INT x = 0, y = 0;
-    EXPECT_EQ(R_PointToBitmap(p.get(), RIGHT_TOP, &x, &y), SUCCESS);
-    EXPECT_TRUE(x == 9 && y == 0) << "the height of an image that lies on its side";
-    x = 0, y = 0;
-    EXPECT_EQ(R_PointToBitmap(p.get(), LEFT_TOP, &x, &y), SUCCESS);
-    EXPECT_TRUE(x == 0 && y == 0);
-    x = 0, y = 0;
-    EXPECT_EQ(R_PointToBitmap(p.get(), RIGHT_BOTTOM, &x, &y), SUCCESS);
-    EXPECT_TRUE(x == 19 && y == 9) << "not exchanged";
-    p->ViewPerspective = RIGHT_TOP;
-    x = 0, y = 0;
-    EXPECT_EQ(R_PointFromBitmap(p.get(), TOP_LEFT, &x, &y), SUCCESS);
-    EXPECT_TRUE(x == 19 && y == 0);
+    // The corner of an image of 10 x 20, given as if it were stored some other way.
+    const Lying p(8, Home::conventional, TOP_LEFT, 10, 20);
+    for (const auto& [from, column, row] : {std::array{RIGHT_TOP, 9, 0}, {LEFT_TOP, 0, 0}, {RIGHT_BOTTOM, 19, 9}}) {
+        R_INT x = 0, y = 0;
+        EXPECT_EQ(R_PointToBitmap(p, from, &x, &y), SUCCESS);
+        EXPECT_TRUE(x == column && y == row) << from << ": " << x << " " << y;
+    }
 }
 
 TEST(Perspective, RefusesWhatIsNone)
 {
-    const TestBitmap p({});
-    p->ViewPerspective = TOP_LEFT;
+    const Lying p(8, Home::conventional, TOP_LEFT);
     R_INT flip = 5, angle = 5, x = 1, y = 2;
     RECT rect = {-kSome, 1, kSome, 2};
     for (const R_INT none : {-1, 0, 9, kSome}) {
         EXPECT_EQ(R_GetChangeViewPerspectiveParams(none, 1, &flip, &angle), ERROR_INV_PARAMETER);
         EXPECT_EQ(R_GetChangeViewPerspectiveParams(1, none, &flip, &angle), ERROR_INV_PARAMETER);
-        EXPECT_EQ(R_PointToBitmap(p.get(), none, &x, &y), ERROR_INV_PARAMETER);
-        EXPECT_EQ(R_PointFromBitmap(p.get(), none, &x, &y), ERROR_INV_PARAMETER);
-        EXPECT_EQ(R_RectToBitmap(p.get(), none, &rect), SUCCESS);
-        EXPECT_EQ(R_RectFromBitmap(p.get(), none, &rect), SUCCESS);
+        EXPECT_EQ(R_PointToBitmap(p, none, &x, &y), ERROR_INV_PARAMETER);
+        EXPECT_EQ(R_PointFromBitmap(p, none, &x, &y), ERROR_INV_PARAMETER);
+        EXPECT_EQ(R_RectToBitmap(p, none, &rect), SUCCESS);
+        EXPECT_EQ(R_RectFromBitmap(p, none, &rect), SUCCESS);
         EXPECT_EQ(R_ChangeRectViewPerspective(none, 5, 5, 3, &rect), SUCCESS);
         EXPECT_EQ(R_ChangeRectViewPerspective(3, 5, 5, none, &rect), SUCCESS);
+        EXPECT_EQ(R_ChangeBitmapViewPerspective(nullptr, p, 0, none), ERROR_INV_PARAMETER);
     }
     EXPECT_TRUE(flip == 5 && angle == 5 && x == 1 && y == 2 && rect.left == -kSome && rect.right == kSome);
-    p->ViewPerspective = 9;
-    EXPECT_EQ(R_PointToBitmap(p.get(), 9, &x, &y), SUCCESS) << "the two are the same";
-
     EXPECT_EQ(R_GetChangeViewPerspectiveParams(1, 1, nullptr, &angle), ERROR_INV_PARAMETER);
     EXPECT_EQ(R_ChangeRectViewPerspective(0, 5, 5, 0, nullptr), ERROR_INV_PARAMETER);
-    for (const auto call : {R_PointToBitmap, R_PointFromBitmap}) {
-        EXPECT_EQ(call(nullptr, 1, &x, &y), ERROR_INV_PARAMETER);
-        EXPECT_EQ(call(p.get(), 9, &x, nullptr), ERROR_INV_PARAMETER);
-        p->uStructSize = 283;
-        EXPECT_EQ(call(p.get(), 9, &x, &y), ERROR_INV_STRUCT_SIZE);
-        p->uStructSize = BITMAPHANDLE_SIZE;
-    }
-    EXPECT_EQ(R_RectToBitmap(p.get(), 9, nullptr), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_PointToBitmap(p, 9, &x, nullptr), ERROR_INV_PARAMETER);
     EXPECT_EQ(R_RectFromBitmap(nullptr, 9, &rect), ERROR_INV_PARAMETER);
-}
+    EXPECT_EQ(R_ChangeBitmapViewPerspective(p, nullptr, 0, 1), ERROR_INV_PARAMETER);
 
-/// A picture that is not square, in a perspective.
-struct Lying : TestBitmap {
-    Lying(R_INT bits, Home home, R_INT perspective, R_INT width = 37, R_INT height = 11)
-        : TestBitmap({.bits = bits, .home = home, .width = width, .height = height})
-    {
-        get()->ViewPerspective = perspective;
-        get()->XResolution = 300;
-        get()->YResolution = 100;
-    }
-};
+    const GuardedRecord made(BITMAPHANDLE_SIZE);
+    EXPECT_EQ(R_ChangeBitmapViewPerspective(made, p, 283, 1), ERROR_INV_STRUCT_SIZE);
+    p->BytesPerLine = 36;
+    EXPECT_EQ(R_ChangeBitmapViewPerspective(nullptr, p, 0, 6), ERROR_INV_SIZE) << "rows that do not hold their pixels";
+    p->ViewPerspective = 9;
+    EXPECT_EQ(R_PointToBitmap(p, 9, &x, &y), SUCCESS) << "the two are the same";
+    EXPECT_EQ(R_ChangeBitmapViewPerspective(nullptr, p, 0, 1), ERROR_INV_PARAMETER);
+    p->uStructSize = 283;
+    EXPECT_EQ(R_PointToBitmap(p, 9, &x, &y), ERROR_INV_STRUCT_SIZE);
+    EXPECT_EQ(R_RectToBitmap(p, 0, &rect), ERROR_INV_STRUCT_SIZE);
+    EXPECT_EQ(R_ChangeBitmapViewPerspective(nullptr, p, 0, 0), ERROR_INV_STRUCT_SIZE);
+    p->uStructSize = BITMAPHANDLE_SIZE;
+    p->Flags &= ~FLAG_ALLOCATED;
+    EXPECT_EQ(R_ChangeBitmapViewPerspective(nullptr, p, 0, 1), ERROR_INV_PARAMETER);
+    p->Flags |= FLAG_ALLOCATED;
+}
 
 TEST(ChangePerspective, TheImageStays)
 {
@@ -235,29 +210,6 @@ TEST(ChangePerspective, AnAbortChangesNothing)
         }
     }
     EXPECT_EQ(live.count(), 0) << live.text();
-}
-
-TEST(ChangePerspective, RefusesWhatIsNone)
-{
-    const Lying p(8, Home::conventional, TOP_LEFT);
-    const GuardedRecord made(BITMAPHANDLE_SIZE);
-    const auto change = [&](R_INT to) { return R_ChangeBitmapViewPerspective(made, p, BITMAPHANDLE_SIZE, to); };
-    EXPECT_EQ(R_ChangeBitmapViewPerspective(made, nullptr, BITMAPHANDLE_SIZE, 1), ERROR_INV_PARAMETER);
-    EXPECT_EQ(R_ChangeBitmapViewPerspective(made, p, 283, 1), ERROR_INV_STRUCT_SIZE);
-    EXPECT_EQ(change(0), ERROR_INV_PARAMETER);
-    EXPECT_EQ(change(9), ERROR_INV_PARAMETER);
-    p->ViewPerspective = 9;
-    EXPECT_EQ(change(1), ERROR_INV_PARAMETER);
-    p->ViewPerspective = TOP_LEFT;
-    p->BytesPerLine = 36;
-    EXPECT_EQ(change(6), ERROR_INV_SIZE) << "rows that do not hold their pixels";
-    p->BytesPerLine = 40;
-    p->uStructSize = 229;
-    EXPECT_EQ(change(9), ERROR_INV_STRUCT_SIZE);
-    p->uStructSize = BITMAPHANDLE_SIZE;
-    p->Flags &= ~FLAG_ALLOCATED;
-    EXPECT_EQ(change(1), ERROR_INV_PARAMETER);
-    p->Flags |= FLAG_ALLOCATED;
 }
 
 } // namespace
