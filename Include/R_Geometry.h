@@ -53,6 +53,8 @@ R_API R_INT R_CopyBitmapData(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc) R_NOEXCEPT;
 /// is null or pSrc itself, the rectangle takes pSrc's place. R_CopyBitmapRect2: placed as the MEM_ flags say. Errors:
 /// ERROR_INV_PARAMETER null or a source without pixels, a rectangle not inside; ERROR_INV_STRUCT_SIZE; those of
 /// R_DupBitmapNewDim, ERROR_INV_SIZE for an empty rectangle; a progress callback's answer. pSrc is as it was then.
+/// Callbacks that hold the rows of pSrc are given its new ones last: where they refuse, it is the new image all the
+/// same, and their answer is the result.
 R_API R_INT R_CopyBitmapRect(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, R_INT nCol, R_INT nRow,
                              R_UINT uWidth, R_UINT uHeight) R_NOEXCEPT;
 R_API R_INT R_CopyBitmapRect2(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, R_INT nCol, R_INT nRow,

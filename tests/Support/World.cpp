@@ -73,9 +73,10 @@ template <class F> void moveRows(BITMAPHANDLE* p, std::vector<uint8_t>& pixels, 
     require(R_ReleaseBitmap(p), SUCCESS, "R_ReleaseBitmap");
 }
 
-R_INT supplyPixels(BITMAPHANDLE*, ALLOCATIONINFO* info, void* userData)
+R_INT supplyPixels(BITMAPHANDLE* p, ALLOCATIONINFO* info, void* userData)
 {
     blockOf(userData).assign(info->Size, 0);
+    p->Addr.Pointer = blockOf(userData).data(); // its own affair: nobody else may follow it or free it
     return SUCCESS_ABORT;
 }
 

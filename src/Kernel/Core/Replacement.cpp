@@ -49,7 +49,30 @@ bool keepsRows(const BITMAPHANDLEDATACALLBACKS* callbacks) noexcept
             callbacks->PutBitmapRowColCallback != nullptr);
 }
 
-/// Offers the callbacks of a bitmap, whose pixels are the kernel's, to hold them. *supplied: they have room for them.
+/// Where a bitmap's pixels are: its address slots and its flags about them.
+class Placement {
+public:
+    explicit Placement(const BITMAPHANDLE* pBitmap) noexcept
+        : store_(storeOf(pBitmap)), slots_(slotsOf(pBitmap)), shape_(shapeOf(pBitmap)),
+          flags_(pBitmap->Flags & kPlacementFlags)
+    {
+    }
+    void restoreTo(BITMAPHANDLE* pBitmap) const noexcept
+    {
+        setSlots(pBitmap, slots_);
+        pBitmap->Flags = (pBitmap->Flags & ~kPlacementFlags) | flags_;
+    }
+    void destroy() noexcept { store_->destroy(slots_, shape_); }
+
+private:
+    const RowStore* store_;
+    StoreSlots slots_;
+    StoreShape shape_;
+    R_UINT flags_;
+};
+
+/// Offers the callbacks of a bitmap to hold its pixels. *supplied: they have room for them, and the record tells where,
+/// if that is their way; otherwise its slots hold nothing of account.
 Status offerPixels(BITMAPHANDLE* pBitmap, bool* supplied) noexcept
 {
     *supplied = false;
@@ -57,9 +80,13 @@ Status offerPixels(BITMAPHANDLE* pBitmap, bool* supplied) noexcept
     if (callbacks->AllocateBitmapDataCallback == nullptr) return SUCCESS;
     ALLOCATIONINFO info;
     fillAllocationInfo(&info, pBitmap, MEM_CONVENTIONAL, nullptr);
+    setSlots(pBitmap, {});
+    pBitmap->Flags &= ~kPlacementFlags;
     const R_INT answer = callbacks->AllocateBitmapDataCallback(pBitmap, &info, callbacks->pUserData);
     *supplied = answer == SUCCESS_ABORT;
-    return *supplied ? Status(SUCCESS) : Status(answer);
+    if (!*supplied) return answer;
+    pBitmap->Flags |= FLAG_ALLOCATED | FLAG_MIRROR;
+    return SUCCESS;
 }
 
 /// Gives every row to the callback that takes rows. *all: it has kept each of them.
@@ -69,6 +96,8 @@ Status giveRows(BITMAPHANDLE* pBitmap, RowCursor& rows, bool* all) noexcept
     const BITMAPROWCOLCALLBACK put = callbacks->PutBitmapRowColCallback;
     *all = put != nullptr;
     if (put == nullptr) return SUCCESS;
+    BitmapAccess access(pBitmap);
+    R_TRY(access.status());
     const R_UINT rowBytes = pBitmap->BytesPerLine;
     for (R_INT row = 0; row < pBitmap->Height; ++row) {
         R_TRY(rows.open(row));
@@ -78,25 +107,23 @@ Status giveRows(BITMAPHANDLE* pBitmap, RowCursor& rows, bool* all) noexcept
         else
             R_TRY(rowMoved(answer, rowBytes));
     }
-    return SUCCESS;
+    return access.finish(SUCCESS);
 }
 
-/// Moves the pixels of a bitmap, which the kernel holds, to where its callbacks hold rows.
+/// Moves the pixels of a bitmap, which the kernel holds, to where its callbacks hold rows. They stay where they are
+/// when a row is not taken.
 Status movePixelsToCallbacks(BITMAPHANDLE* pBitmap, RowCursor& rows) noexcept
 {
+    Placement kernels(pBitmap);
     bool supplied = false, all = false;
-    R_TRY(offerPixels(pBitmap, &supplied));
-    {
-        BitmapAccess access(pBitmap);
-        R_TRY(access.status());
-        R_TRY(access.finish(giveRows(pBitmap, rows, &all)));
-    }
-    if (!supplied || !all) return SUCCESS;
-    StoreSlots slots = slotsOf(pBitmap);
-    storeOf(pBitmap)->destroy(slots, shapeOf(pBitmap));
-    setSlots(pBitmap, {});
-    pBitmap->Flags = (pBitmap->Flags & ~kPlacementFlags) | FLAG_ALLOCATED | FLAG_MIRROR;
-    return SUCCESS;
+    Status moved = offerPixels(pBitmap, &supplied);
+    if (!supplied) kernels.restoreTo(pBitmap);
+    if (moved.ok()) moved = giveRows(pBitmap, rows, &all);
+    if (moved.ok() && supplied && all)
+        kernels.destroy();
+    else
+        kernels.restoreTo(pBitmap);
+    return moved;
 }
 
 /// Puts an image in the place of pBitmap's, which is freed; the record keeps what is its caller's.
