@@ -87,6 +87,7 @@ TEST(Copy, RectanglesOfEveryDepthAndPlacement)
                 ASSERT_EQ(R_TrimBitmap(source, r.left, r.top, last ? 0x80000000u : width, height), SUCCESS);
                 ASSERT_EQ(source.pixels(), wanted) << scene.text() << ", in place";
                 ASSERT_EQ(source->uStructSize, size);
+                if (home == Home::callbacks) ASSERT_NE(source->Addr.Pointer, nullptr) << "the callback's own note";
             }
         }
     }
@@ -152,11 +153,15 @@ TEST(Duplicate, TakesOverWhatDescribesTheImage)
     gray->pLUT = lut;
     gray->HighBit = 11;
     gray->Transparency = 0x04001234;
-    gray->Flags |= FLAG_SIGNED | FLAG_NO_CLIP | FLAG_PREMULTIPLY_ALPHA | FLAG_NON_LINEAR_LUT | FLAG_INTERLACED;
+    constexpr R_UINT flags =
+        FLAG_WAIT_USER_INPUT | FLAG_SIGNED | FLAG_NO_CLIP | FLAG_PREMULTIPLY_ALPHA | FLAG_NON_LINEAR_LUT;
+    gray->Flags |= flags | FLAG_INTERLACED;
     gray->pDitherData = lut;
     Made same, colour(BITMAPHANDLE_SIZE_SHORT), shared, owned;
+    ASSERT_EQ(R_SetBitmapNewPalette(gray, reinterpret_cast<const RGBQUAD*>("to show it with"), 4), SUCCESS);
     ASSERT_EQ(R_DupBitmapNewDim(same, gray, BITMAPHANDLE_SIZE, 3, 4, 16, 0x0E), SUCCESS);
-    EXPECT_EQ(same->Flags, FLAG_SIGNED | FLAG_NO_CLIP | FLAG_PREMULTIPLY_ALPHA | FLAG_NON_LINEAR_LUT);
+    EXPECT_TRUE(same->nColors == 4 && std::memcmp(same->pPalette, gray->pPalette, 16) == 0);
+    EXPECT_EQ(same->Flags, flags);
     EXPECT_TRUE(same->Order == ORDER_GRAY && same->HighBit == 11 && same->pLUT == lut && same->Width == 3);
     EXPECT_TRUE(same->ViewPerspective == RIGHT_TOP && same->Transparency == 0x04001234 && same->pDitherData == nullptr);
     ASSERT_EQ(R_DupBitmapNewDim(colour, gray, BITMAPHANDLE_SIZE_SHORT, 3, 4, 24, 0x0E), SUCCESS);

@@ -13,9 +13,9 @@ namespace {
 
 /// Flags that go with the image. Those of a placement are of no account once the duplicate has pixels of its own; until
 /// then they tell where the source has them.
-constexpr R_UINT kImageFlags = FLAG_DISK_MEMORY | FLAG_TRANSPARENCY | FLAG_COMPRESSED | FLAG_SIGNED | FLAG_USE_LUT |
-                               FLAG_USE_PAINT_LUT | FLAG_SUPER_COMPRESSED | FLAG_NO_CLIP | FLAG_PREMULTIPLY_ALPHA |
-                               FLAG_ALPHA_BLEND | FLAG_FLOAT;
+constexpr R_UINT kImageFlags = FLAG_DISK_MEMORY | FLAG_WAIT_USER_INPUT | FLAG_TRANSPARENCY | FLAG_COMPRESSED |
+                               FLAG_SIGNED | FLAG_USE_LUT | FLAG_USE_PAINT_LUT | FLAG_SUPER_COMPRESSED | FLAG_NO_CLIP |
+                               FLAG_PREMULTIPLY_ALPHA | FLAG_ALPHA_BLEND | FLAG_FLOAT;
 /// Those that go with gray samples alone.
 constexpr R_UINT kTableFlags = FLAG_USE_LUT | FLAG_USE_PAINT_LUT | FLAG_NON_LINEAR_LUT;
 
@@ -74,10 +74,11 @@ void copyDescription(BITMAPHANDLE* pDst, const BITMAPHANDLE* pSrc) noexcept
     copyTables(pDst, pSrc);
 }
 
-/// A bitmap without palette has as many colours as one of its depth has, or as the source says that it has.
+/// A bitmap without palette has as many colours as one of its depth has, or as the source says that it has. Above 8
+/// bits a palette is one that a picture of the same depth is to be shown with.
 Status takePalette(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uFlags) noexcept
 {
-    if (pDst->BitsPerPixel > 8) return SUCCESS;
+    if (pDst->BitsPerPixel > 8 && pDst->BitsPerPixel != pSrc->BitsPerPixel) return SUCCESS;
     if (readableColors(pSrc) == 0) {
         if (pDst->BitsPerPixel == pSrc->BitsPerPixel) pDst->nColors = pSrc->nColors;
         return SUCCESS;
