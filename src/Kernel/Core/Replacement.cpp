@@ -76,8 +76,8 @@ private:
 Status offerPixels(BITMAPHANDLE* pBitmap, bool* supplied) noexcept
 {
     *supplied = false;
-    const BITMAPHANDLEDATACALLBACKS* const callbacks = pBitmap->pDataCallbacks;
-    if (callbacks->AllocateBitmapDataCallback == nullptr) return SUCCESS;
+    const BITMAPHANDLEDATACALLBACKS* const callbacks = dataCallbacks(pBitmap);
+    if (callbacks == nullptr || callbacks->AllocateBitmapDataCallback == nullptr) return SUCCESS;
     ALLOCATIONINFO info;
     fillAllocationInfo(&info, pBitmap, MEM_CONVENTIONAL, nullptr);
     setSlots(pBitmap, {});
@@ -92,8 +92,8 @@ Status offerPixels(BITMAPHANDLE* pBitmap, bool* supplied) noexcept
 /// Gives every row to the callback that takes rows. *all: it has kept each of them.
 Status giveRows(BITMAPHANDLE* pBitmap, RowCursor& rows, bool* all) noexcept
 {
-    const BITMAPHANDLEDATACALLBACKS* const callbacks = pBitmap->pDataCallbacks;
-    const BITMAPROWCOLCALLBACK put = callbacks->PutBitmapRowColCallback;
+    const BITMAPHANDLEDATACALLBACKS* const callbacks = dataCallbacks(pBitmap);
+    const BITMAPROWCOLCALLBACK put = callbacks != nullptr ? callbacks->PutBitmapRowColCallback : nullptr;
     *all = put != nullptr;
     if (put == nullptr) return SUCCESS;
     BitmapAccess access(pBitmap);

@@ -206,7 +206,7 @@ constexpr size_t kSpill = 16; ///< bytes behind packed pixels that their moves m
 
 template <unsigned Bits> RV_INLINE void loosen(uint8_t* units, const uint8_t* packed, size_t bytes) noexcept
 {
-    constexpr size_t step = sizeof(Widest) / sizeof(Word) * Loose<Bits>::bytes;
+    constexpr size_t step = sizeof(Widest) * Loose<Bits>::bytes / sizeof(Word);
     for (; bytes != 0; bytes -= step, packed += step, units += sizeof(Widest)) {
         auto words = LooseMove<Bits, Widest>::fetch(packed);
         if constexpr (Loose<Bits>::stream) words = partStream<Bits, 1>(words);
@@ -216,7 +216,7 @@ template <unsigned Bits> RV_INLINE void loosen(uint8_t* units, const uint8_t* pa
 
 template <unsigned Bits> RV_INLINE void pack(uint8_t* packed, const uint8_t* units, size_t bytes) noexcept
 {
-    constexpr size_t step = sizeof(Widest) / sizeof(Word) * Loose<Bits>::bytes;
+    constexpr size_t step = sizeof(Widest) * Loose<Bits>::bytes / sizeof(Word);
     for (; bytes != 0; bytes -= step, packed += step, units += sizeof(Widest)) {
         auto words = load<Widest>(units);
         if constexpr (Loose<Bits>::stream) words = joinStream<Bits, 1>(words);
