@@ -12,6 +12,10 @@
 #include <unordered_set>
 #include <utility>
 
+#if !defined(_WIN32)
+#include <pthread.h>
+#endif
+
 namespace rv::test {
 namespace {
 
@@ -328,6 +332,18 @@ template <class Field> Field get(Field FailingPlatform::*field)
 } // namespace
 
 void installTestPlatform() { tested(); }
+
+#if !defined(_WIN32)
+namespace {
+// The child of a fork finds the lock free, as it finds the kernel's own. Their handlers are registered later, and so
+// run first: a thread that holds one of theirs may be about to take this one.
+__attribute__((constructor(101))) void lockAroundForks()
+{
+    (void)pthread_atfork([] { tested().mutex.lock(); }, [] { tested().mutex.unlock(); },
+                         [] { tested().mutex.unlock(); });
+}
+} // namespace
+#endif
 
 FailingAllocation::FailingAllocation(int nth, unsigned kinds)
 {
