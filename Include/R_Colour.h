@@ -96,4 +96,124 @@ R_API R_INT R_SetBitmapPalette(BITMAPHANDLE* pBitmap, HPALETTE hPalette) R_NOEXC
 R_API HPALETTE R_CreateSystemPalette(void) R_NOEXCEPT;
 R_API void R_DeletePalette(HPALETTE hPalette) R_NOEXCEPT;
 
+// --- Match tables and palettes made for pictures
+//
+// A 15-bit colour has the top five bits of red in bits 10 to 14, of green in 5 to 9, of blue in 0 to 4. A match table
+// has 32,768 cells, one for each: 0, or 1 + the position of the palette entry that stands for the colour.
+
+#define MATCH_TABLE_CELLS 32768u
+
+/// A new table for uColors entries, each cell by R_FindPaletteIndex; freed with R_FreeUserMatchTable. Null for a null
+/// palette, without entries or without memory.
+R_API R_UINT* R_CreateUserMatchTable(const RGBQUAD* pPalette, R_UINT uColors) R_NOEXCEPT;
+/// SUCCESS; null is ignored.
+R_API R_INT R_FreeUserMatchTable(R_UINT* puTable) R_NOEXCEPT;
+/// Makes a table the calling thread's current one, null for none; returns the former one. Tables stay the caller's.
+R_API R_UINT* R_SetUserMatchTable(R_UINT* puTable) R_NOEXCEPT;
+
+#define OPTPAL_SMALL_THRESHOLD 1u ///< a very frequent colour gets an entry of its own in small palettes too
+
+/// The palette that suits the colours of a bitmap, or of all bitmaps of a list: boxes of 15-bit colours are divided
+/// where their variance is largest, at the mean, after very frequent colours have been set apart (a variance-based
+/// method of the family of Wan, Prusinkiewicz and Wong, "Variance-based color image quantization", 1990).
+/// pPalette      out, *puColors entries: those in use ascending by red, green and blue, then zeros
+/// puColors      in: entries wanted, 1 to 256; out: entries in use
+/// ppMatchTable  out, the table of the colours that are there, to be freed with R_FreeUserMatchTable; may be null
+/// Errors: ERROR_FAILURE no memory; ERROR_INV_BITMAP null or no pixels; ERROR_INV_STRUCT_SIZE; ERROR_INV_PARAMETER null
+/// outputs, a count outside 1 to 256, unknown flags.
+R_API R_INT R_CreateBitmapOptPal(BITMAPHANDLE* pBitmap, RGBQUAD* pPalette, R_UINT* puColors, R_UINT** ppMatchTable,
+                                 R_UINT uFlags) R_NOEXCEPT;
+
+// --- Dithering, a row at a time
+
+// BITMAPHANDLE.DitheringMethod. The kernels of error diffusion are the published ones of these names; every row goes
+// from left to right.
+#define DITHER_NONE 0 ///< the nearest colour
+#define DITHER_FLOYD_STEINBERG 1
+#define DITHER_STUCKI 2
+#define DITHER_BURKES 3
+#define DITHER_SIERRA 4
+#define DITHER_STEVENSON_ARCE 5
+#define DITHER_JARVIS 6
+#define DITHER_ORDERED 7   ///< 8 x 8 dispersed dots
+#define DITHER_CLUSTERED 8 ///< 8 x 8 clustered dots
+
+/// Starts turning the rows of a bitmap, by its DitheringMethod, into indices of a palette, packed in nDestBitsPerPixel
+/// bits (R_StartDithering: the fewest that hold uColors). The state hangs in pDitherData until R_StopDithering; one
+/// that was there is not freed. Entries whose reserved byte has bit 0 or 1 set are never chosen, unless all have.
+/// pPalette        copied; null stands for the fixed palette of the number of colours
+/// pUserMatchTable null, or a table of the caller's for this palette, used in place of any rule and filled where it
+///                 has zeros
+/// Errors: ERROR_INV_PARAMETER null, uColors outside 1 to 256, another depth, a method above 8, no palette where one
+/// is needed; ERROR_INV_STRUCT_SIZE; ERROR_FAILURE no memory.
+R_API R_INT R_StartDithering(BITMAPHANDLE* pBitmap, const RGBQUAD* pPalette, R_UINT uColors) R_NOEXCEPT;
+R_API R_INT R_StartDitheringExt(BITMAPHANDLE* pBitmap, const RGBQUAD* pPalette, R_UINT uColors, R_INT nDestBitsPerPixel,
+                                R_UINT* pUserMatchTable) R_NOEXCEPT;
+/// The next row, from top to bottom: pSrcRow in the bitmap's format, pDstRow in the bytes that hold Width indices;
+/// bits behind the last become 0. Errors: ERROR_INV_PARAMETER null or not started; ERROR_INV_STRUCT_SIZE.
+R_API R_INT R_DitherLine(BITMAPHANDLE* pBitmap, const void* pSrcRow, void* pDstRow) R_NOEXCEPT;
+R_API R_INT R_StopDithering(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
+/// The calling thread's method for new bitmaps, 7 at the start. ERROR_INV_PARAMETER outside 0 to 8.
+R_API R_INT R_DefaultDithering(R_INT nMethod) R_NOEXCEPT;
+R_API R_INT R_GetDefaultDithering(void) R_NOEXCEPT;
+
+// --- Colour resolution
+
+// uFlags of R_ColorResBitmap: the palette of a new bitmap of 1 to 8 bits, one of these, ...
+#define COLORRES_FIXED 0x0001u     ///< the depth's fixed palette
+#define COLORRES_USER 0x0002u      ///< pPalette; null: the fixed one
+#define COLORRES_WEB_SAFE 0x0008u  ///< the web-safe palette; 8 bits
+#define COLORRES_GRAY 0x0010u      ///< an even gray ramp
+#define COLORRES_OPTIMIZED 0x0020u ///< made for the picture, of uColors entries at most
+#define COLORRES_SOURCE 0x0040u    ///< the source's own entries, as many as there is room for
+// ... or the order of one of more bits: neither flag is RGB
+#define COLORRES_ORDER_BGR 0x0004u
+#define COLORRES_ORDER_GRAY 0x0080u ///< 8, 12 and 16 bits
+// How colours that are not there are made up. Without it the nearest entry is taken.
+#define COLORRES_DITHER 0x0100u ///< by the source's DitheringMethod
+
+/// A bitmap of another depth, order or palette with the same picture: in pDst, or, where pDst is null or pSrc itself,
+/// in the place of the old pixels. Any of the fourteen depths, 1 to 64, from any other. Samples that grow keep black
+/// and white exact; alpha is carried where both have it, and is opaque where only the new bitmap has; gray samples
+/// count by LowBit and HighBit, and through the look-up tables that the source has.
+/// uFlags     0 is COLORRES_FIXED up to 8 bits, RGB above
+/// pPalette   uColors entries for COLORRES_USER; else uColors is the most entries wanted, 0 for all of the depth
+/// Errors: ERROR_INV_PARAMETER null or no pixels, flags that make no sense; ERROR_INV_STRUCT_SIZE;
+/// ERROR_INV_BITS_PER_PIXEL; ERROR_INV_SIZE; those of R_DupBitmapNewDim; a progress callback's answer. pSrc is as it
+/// was then.
+R_API R_INT R_ColorResBitmap(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, R_INT nBitsPerPixel,
+                             R_UINT uFlags, const RGBQUAD* pPalette, R_UINT uColors) R_NOEXCEPT;
+
+/// Converts uPixels pixels of a row from one bitmap's format to another's: depth, order, palette, significant bits and
+/// look-up tables are those of the two records, which need no pixels. Indices are the nearest entries. The rows are
+/// packed as bitmaps hold them and may not overlap; bits behind the last pixel become 0.
+/// Errors: ERROR_INV_PARAMETER null, a destination of 1 to 8 bits without a palette; ERROR_INV_STRUCT_SIZE;
+/// ERROR_INV_BITS_PER_PIXEL; ERROR_FAILURE no memory.
+R_API R_INT R_ConvertRow(BITMAPHANDLE* pDstFormat, void* pDstRow, BITMAPHANDLE* pSrcFormat, const void* pSrcRow,
+                         R_UINT uPixels) R_NOEXCEPT;
+
+// --- Gray, look-up tables and alpha
+
+/// 0 not gray; 1 gray from black to white; 2 from white to black; 3 gray in another order: by the palette up to 8 bits,
+/// by the order above; bitmaps of 24 and more bits are gray where every pixel is. ERROR_INV_BITMAP null or no pixels;
+/// ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE; ERROR_FAILURE no memory.
+R_API R_INT R_IsGrayScaleBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
+/// Makes the bitmap gray, of 8, 12 or 16 bits: luminance (2R + 5G + B + 4) >> 3 of 8-bit samples, and the same sum of
+/// 16-bit ones for 12 and 16 bits. Errors as of R_ColorResBitmap.
+R_API R_INT R_GrayScaleBitmap(BITMAPHANDLE* pBitmap, R_INT nBitsPerPixel) R_NOEXCEPT;
+/// Replaces gray samples by what the bitmap's look-up table in use makes of them; the table is let go then. 8-bit
+/// tables make a gray of 8 bits, or 24 bits where an entry is a colour; 16-bit ones 16 bits or 48. ERROR_INV_PARAMETER
+/// null, no pixels, or no table; else as of R_ColorResBitmap.
+R_API R_INT R_ApplyBitmapLUT(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
+/// Reads the alpha of a bitmap of 32 or 64 bits into a new gray bitmap of 8 or 16, and writes such a bitmap (of either
+/// depth, and of the same size) as its alpha.
+/// Errors: ERROR_INV_PARAMETER null or no pixels, other depths or sizes; ERROR_INV_STRUCT_SIZE; ...
+R_API R_INT R_GetBitmapAlpha(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize) R_NOEXCEPT;
+R_API R_INT R_SetBitmapAlpha(BITMAPHANDLE* pBitmap, BITMAPHANDLE* pAlpha) R_NOEXCEPT;
+/// Multiplies the colours of a bitmap of 32 or 64 bits by its alpha, or divides them again, and sets
+/// FLAG_PREMULTIPLY_ALPHA or clears it; a bitmap that is so already is left alone. Rounded to nearest; what has no
+/// alpha becomes black. In place: whole rows are old or new when it fails.
+R_API R_INT R_PremultiplyBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
+R_API R_INT R_UnpremultiplyBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
+
 #endif

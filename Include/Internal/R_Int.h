@@ -34,6 +34,9 @@ R_API R_INT R_IntReverseBitmapViewPerspective(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 R_API R_INT R_IntChangeBitmapViewPerspective(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize,
                                              R_INT nViewPerspective, R_UINT uFlags) R_NOEXCEPT;
 
+/// R_IsGrayScaleBitmap for callers that know their bitmap.
+R_API R_INT R_IntIsGrayScaleBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
+
 /// Frees a bitmap that R_DupBitmapNewDim has made of pSrc; a palette that the two share stays pSrc's. Null is ignored.
 R_API void R_FreeDuplicateBitmap(BITMAPHANDLE* pDst, const BITMAPHANDLE* pSrc) R_NOEXCEPT;
 
