@@ -1,0 +1,207 @@
+#include "Kernel/Pixels/FormatReader.h"
+
+#include "Kernel/Pixels/Depths.h"
+#include "Kernel/Pixels/PixelTraits.h"
+
+#include <algorithm>
+
+namespace rv {
+
+namespace {
+
+constexpr uint8_t kOpaque = 255;
+constexpr uint16_t kOpaque16 = 65535;
+
+constexpr uint16_t widen(unsigned sample) noexcept { return static_cast<uint16_t>(sample * 257); }
+constexpr RGBQUAD16 widen(const RGBQUAD& c) noexcept
+{
+    return {widen(c.rgbBlue), widen(c.rgbGreen), widen(c.rgbRed), widen(c.rgbReserved)};
+}
+constexpr uint8_t narrow(uint16_t sample) noexcept { return static_cast<uint8_t>(sample * 255u / 65535u); }
+constexpr RGBQUAD grayQuad(uint8_t level) noexcept { return {level, level, level, kOpaque}; }
+constexpr RGBQUAD16 grayQuad16(uint16_t level) noexcept { return {level, level, level, kOpaque16}; }
+
+template <class Quad> Quad quadOf(const RGBQUAD& colour) noexcept
+{
+    if constexpr (sizeof(Quad) == sizeof(RGBQUAD))
+        return colour;
+    else
+        return widen(colour);
+}
+
+/// Calls take(column, pixel) for every pixel of a row. Eight packed pixels are whole bytes, taken as one word.
+template <int Bits, class Take> void forEachPixel(const uint8_t* source, size_t width, Take take) noexcept
+{
+    size_t column = 0;
+    if constexpr (Bits < 8) {
+        for (; width - column >= 8; column += 8) {
+            R_UINT64 eight = 0;
+            for (int byte = 0; byte < Bits; ++byte) eight = eight << 8 | source[byte];
+            source += Bits;
+            for (size_t i = 0; i < 8; ++i) take(column + i, eight >> (7 - i) * Bits & PixelTraits<Bits>::mask);
+        }
+        for (size_t i = 0; column + i < width; ++i) take(column + i, PixelTraits<Bits>::read(source, i));
+    } else {
+        for (; column < width; ++column) take(column, PixelTraits<Bits>::read(source, column));
+    }
+}
+
+} // namespace
+
+/// The ways to read, which know the reader's inside.
+struct FormatReader::Access {
+    using Reader = FormatReader;
+
+    template <int Bits, class Quad>
+    static void indices(const Reader& reader, Quad* target, const uint8_t* source, size_t width) noexcept
+    {
+        const RGBQUAD* const colours = reader.colours_;
+        forEachPixel<Bits>(source, width, [&](size_t i, R_UINT64 index) { target[i] = quadOf<Quad>(colours[index]); });
+    }
+
+    template <int Bits>
+    static void gray(const Reader& reader, RGBQUAD* target, const uint8_t* source, size_t width) noexcept
+    {
+        const Significant upper = reader.upper_;
+        forEachPixel<Bits>(source, width, [&](size_t i, R_UINT64 sample) {
+            target[i] = reader.colours_[upper.of(static_cast<unsigned>(sample))];
+        });
+    }
+    template <int Bits>
+    static void gray(const Reader& reader, RGBQUAD16* target, const uint8_t* source, size_t width) noexcept
+    {
+        const Significant all = reader.all_;
+        forEachPixel<Bits>(source, width, [&](size_t i, R_UINT64 sample) {
+            target[i] = grayQuad16(all.wide(all.of(static_cast<unsigned>(sample))));
+        });
+    }
+
+    static void entry(const Reader& reader, RGBQUAD& target, unsigned index) noexcept
+    {
+        const PixelFormat& format = reader.format_;
+        if (format.table != nullptr && index < format.tableLength) {
+            target = format.table[index];
+        } else if (format.table16 != nullptr && index < format.tableLength16) {
+            const RGBQUAD16& wide = format.table16[index];
+            target = {narrow(wide.rgbBlue), narrow(wide.rgbGreen), narrow(wide.rgbRed), kOpaque};
+        } else {
+            target = grayQuad(static_cast<uint8_t>(index * 255u / reader.all_.mask));
+        }
+        target.rgbReserved = kOpaque;
+    }
+    static void entry(const Reader& reader, RGBQUAD16& target, unsigned index) noexcept
+    {
+        const PixelFormat& format = reader.format_;
+        if (format.table != nullptr && index < format.tableLength)
+            target = widen(format.table[index]);
+        else if (format.table16 != nullptr && index < format.tableLength16)
+            target = format.table16[index];
+        else
+            target = grayQuad16(reader.all_.wide(index));
+        target.rgbReserved = kOpaque16;
+    }
+    template <int Bits, class Quad>
+    static void tabled(const Reader& reader, Quad* target, const uint8_t* source, size_t width) noexcept
+    {
+        const Significant all = reader.all_;
+        forEachPixel<Bits>(source, width, [&](size_t i, R_UINT64 sample) {
+            entry(reader, target[i], all.of(static_cast<unsigned>(sample)));
+        });
+    }
+
+    template <class Quad> static void colour5(const Reader&, Quad* target, const uint8_t* source, size_t width) noexcept
+    {
+        forEachPixel<16>(source, width, [&](size_t i, R_UINT64 pixel) {
+            const auto sample = [&](int shift) noexcept {
+                const auto v = static_cast<unsigned>(pixel >> shift & 31);
+                if constexpr (sizeof(Quad) == sizeof(RGBQUAD))
+                    return static_cast<uint8_t>(v << 3 | v >> 2);
+                else
+                    return static_cast<uint16_t>(v << 11 | v << 6 | v << 1 | v >> 4);
+            };
+            target[i] = {sample(0), sample(5), sample(10), quadOf<Quad>(grayQuad(0)).rgbReserved};
+        });
+    }
+
+    /// Samples of bytes, three or four to a pixel.
+    template <int Bits, bool RedFirst, class Quad>
+    static void bytes(const Reader&, Quad* target, const uint8_t* source, size_t width) noexcept
+    {
+        constexpr size_t red = RedFirst ? 0 : 2, blue = 2 - red, step = Bits / 8;
+        for (size_t i = 0; i < width; ++i, source += step)
+            target[i] = quadOf<Quad>({source[blue], source[1], source[red], step == 4 ? source[3] : kOpaque});
+    }
+
+    /// Samples of two bytes, the low one first.
+    template <int Bits, bool RedFirst, class Quad>
+    static void words(const Reader&, Quad* target, const uint8_t* source, size_t width) noexcept
+    {
+        constexpr size_t red = RedFirst ? 0 : 4, blue = 4 - red, step = Bits / 8;
+        for (size_t i = 0; i < width; ++i, source += step) {
+            if constexpr (sizeof(Quad) == sizeof(RGBQUAD)) {
+                target[i] = {source[blue + 1], source[3], source[red + 1], step == 8 ? source[7] : kOpaque};
+            } else {
+                const auto word = [&](size_t at) noexcept {
+                    return static_cast<uint16_t>(source[at] | source[at + 1] << 8);
+                };
+                target[i] = {word(blue), word(2), word(red), step == 8 ? word(6) : kOpaque16};
+            }
+        }
+    }
+
+    template <class Quad> static Read<Quad> choose(const PixelFormat& format) noexcept
+    {
+        return withDepth(format.bits, [&]<int Bits>(Depth<Bits>) -> Read<Quad> {
+            if constexpr (Bits <= 8) {
+                return &indices<Bits, Quad>;
+            } else if constexpr (Bits <= 16) {
+                if (!format.gray && Bits == 16) return &colour5<Quad>;
+                if (format.hasTable()) return &tabled<Bits, Quad>;
+                return static_cast<Read<Quad>>(&gray<Bits>);
+            } else if constexpr (Bits <= 32) {
+                return format.redFirst ? &bytes<Bits, true, Quad> : &bytes<Bits, false, Quad>;
+            } else {
+                return format.redFirst ? &words<Bits, true, Quad> : &words<Bits, false, Quad>;
+            }
+        });
+    }
+};
+
+FormatReader::Significant FormatReader::significantBits(const PixelFormat& format, R_INT limit) noexcept
+{
+    const R_INT64 high = format.highBit;
+    const auto count = static_cast<unsigned>(std::clamp<R_INT64>(high - format.lowBit + 1, 1, limit));
+    Significant significant;
+    significant.shift = static_cast<unsigned>(std::clamp<R_INT64>(high - count + 1, 0, 31)); // 31: nothing is left
+    significant.mask = (1u << count) - 1;
+    significant.scale = ((uint64_t{65535} << 32) + significant.mask - 1) / significant.mask;
+    return significant;
+}
+
+void FormatReader::prepareColours() noexcept
+{
+    for (R_UINT i = 0; i < 256; ++i) {
+        colours_[i] = i < format_.colours ? format_.palette[i] : RGBQUAD{};
+        colours_[i].rgbReserved = kOpaque;
+    }
+}
+
+void FormatReader::prepareGray() noexcept
+{
+    upper_ = significantBits(format_, 8);
+    all_ = significantBits(format_, format_.bits);
+    for (unsigned i = 0; i < 256; ++i)
+        colours_[i] = grayQuad(static_cast<uint8_t>(std::min(i, upper_.mask) * 255u / upper_.mask));
+}
+
+FormatReader::FormatReader(const PixelFormat& format) noexcept
+    : format_(format), read8_(Access::choose<RGBQUAD>(format)), read16_(Access::choose<RGBQUAD16>(format))
+{
+    if (format_.palette == nullptr) format_.colours = 0;
+    if (format_.bits <= 8)
+        prepareColours();
+    else
+        prepareGray();
+}
+
+} // namespace rv
