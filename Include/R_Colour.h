@@ -144,7 +144,7 @@ R_API R_INT R_CreateBitmapOptPal(BITMAPHANDLE* pBitmap, RGBQUAD* pPalette, R_UIN
 /// pPalette        copied; null stands for the fixed palette of the number of colours
 /// pUserMatchTable null, or a table of the caller's for this palette, used in place of any rule and filled where it
 ///                 has zeros
-/// Errors: ERROR_INV_PARAMETER null, uColors outside 1 to 256, another depth, a method above 8, no palette where one
+/// Errors: ERROR_INV_PARAMETER null, uColors outside 1 to 256, another depth, another method, no palette where one
 /// is needed; ERROR_INV_STRUCT_SIZE; ERROR_FAILURE no memory.
 R_API R_INT R_StartDithering(BITMAPHANDLE* pBitmap, const RGBQUAD* pPalette, R_UINT uColors) R_NOEXCEPT;
 R_API R_INT R_StartDitheringExt(BITMAPHANDLE* pBitmap, const RGBQUAD* pPalette, R_UINT uColors, R_INT nDestBitsPerPixel,

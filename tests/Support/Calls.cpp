@@ -266,7 +266,7 @@ std::span<const Call> allCalls()
     static const std::vector<Call> calls = [] {
         std::vector<Call> all;
         for (const auto& family : {bitmapCalls, threadCalls, fileCalls, redirectCalls, tempFileCalls, moduleCalls,
-                                   listCalls, runCalls, compressionCalls, copyCalls, perspectiveCalls}) {
+                                   listCalls, runCalls, compressionCalls, copyCalls, perspectiveCalls, ditherCalls}) {
             const std::span<const Call> some = family();
             all.insert(all.end(), some.begin(), some.end());
         }

@@ -1,0 +1,83 @@
+/// Rows of any format dithered to indices of a palette.
+///
+/// Errors are kept as sums of their weighted numerators, and each sum is divided once, by the pixel that takes it. So
+/// a row at a time and many rows at once give the same bytes.
+#pragma once
+
+#include "Kernel/Colour/DitherTarget.h"
+#include "Kernel/Pixels/FormatReader.h"
+#include "Kernel/Pixels/Samples.h"
+#include "R_Bitmap.h"
+
+namespace rv {
+
+/// What a picture is dithered to.
+struct DitherRequest {
+    const RGBQUAD* palette; ///< null: the fixed palette of so many colours
+    R_UINT colours;         ///< 1 to 256
+    R_INT bits;             ///< of an index, 1 to 8
+    R_UINT* userTable;      ///< a match table of the caller's, or null
+};
+
+class Dithering {
+public:
+    Dithering(const Dithering&) = delete;
+    Dithering& operator=(const Dithering&) = delete;
+
+    /// A new one for the rows of a bitmap, by its format and method as they are now. Errors as of R_StartDitheringExt.
+    static Status make(Dithering** ppDithering, const BITMAPHANDLE* pBitmap, const DitherRequest& request) noexcept;
+    /// Null is ignored.
+    static void free(Dithering* dithering) noexcept;
+    /// The one that hangs in a bitmap; null where there is none of ours.
+    static Dithering* of(const BITMAPHANDLE* pBitmap) noexcept;
+
+    /// The next row. The two may be the same.
+    void row(const uint8_t* source, uint8_t* target) noexcept;
+
+    /// The next rows, a pitch of bytes apart each. Many at a time are faster than one by one, where there is memory
+    /// for it; they go together best by multiples of kRowsAtOnce.
+    void rows(const uint8_t* source, ptrdiff_t sourcePitch, uint8_t* target, ptrdiff_t targetPitch,
+              R_INT count) noexcept;
+    static constexpr R_INT kRowsAtOnce = 16;
+
+private:
+    Dithering(const PixelFormat& format, const BITMAPHANDLE* pBitmap, R_INT bits) noexcept;
+    ~Dithering() = default;
+
+    Status prepare(const DitherRequest& request, bool grayFormat) noexcept;
+    bool takeRowMemory() noexcept;
+    void clearPending() noexcept;
+    bool grayOnly(bool grayFormat) const noexcept;
+
+    template <class Rule> void indicesBy(const Rule& rule) noexcept;
+    template <size_t Channels, class Rule> void diffuse(const Rule& rule) noexcept;
+    template <class Rule> void plain(const Rule& rule) noexcept;
+    void makeIndices() noexcept;
+    void advance(const int32_t* const* errors) noexcept;
+    void pack(uint8_t* target) noexcept;
+
+    static constexpr uint32_t kTag = 0x64697468; // what hangs in a record may be anybody's
+    static constexpr size_t kPad = 96;           // columns on either side that a wavefront passes through
+
+    uint32_t tag_ = kTag;
+    R_UINT line_ = 0;
+    R_INT method_;
+    size_t width_;
+    R_INT bits_;
+    size_t sourceBits_;
+    size_t channels_ = 3;
+    FormatReader reader_;
+    DitherTarget target_;
+    SampleFormat packing_;
+    int16_t thresholds_[64];
+    const Diffusion* diffusion_ = nullptr; // null: an error stays where it is
+
+    RowBuffer colours_; // of the row
+    RowBuffer indices_; // of the row, a byte each
+    RowBuffer packed_;
+    RowBuffer sums_;                           // what the pointers below point into, each at column 0
+    int32_t* pending_[kDiffusionRows][3] = {}; // numerators for the next row and those below it, by channel
+    int32_t* errors_[3] = {};                  // of the row, by channel
+};
+
+} // namespace rv
