@@ -184,35 +184,46 @@ R_API R_INT R_GetDefaultDithering(void) R_NOEXCEPT;
 R_API R_INT R_ColorResBitmap(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, R_INT nBitsPerPixel,
                              R_UINT uFlags, const RGBQUAD* pPalette, R_UINT uColors) R_NOEXCEPT;
 
-/// Converts uPixels pixels of a row from one bitmap's format to another's: depth, order, palette, significant bits and
-/// look-up tables are those of the two records, which need no pixels. Indices are the nearest entries. The rows are
-/// packed as bitmaps hold them and may not overlap; bits behind the last pixel become 0.
-/// Errors: ERROR_INV_PARAMETER null, a destination of 1 to 8 bits without a palette; ERROR_INV_STRUCT_SIZE;
-/// ERROR_INV_BITS_PER_PIXEL; ERROR_FAILURE no memory.
+/// Converts uPixels pixels of a row from one bitmap's format to another's, as their records say; neither needs pixels.
+/// Samples lose their lower bits, or grow so that black and white stay what they are: v * 257 from 8 to 16 bits, from 5
+/// by repeating their bits. Gray has the range of LowBit to HighBit; the source's tables count, the target's do not.
+/// Indices are the nearest entries, in bitmaps of gray order those nearest to the luminance. Alpha is opaque where the
+/// source has none. The rows are packed as bitmaps hold them and may not overlap; bits behind the last pixel become 0.
+/// Errors: ERROR_INV_PARAMETER null, a destination of 1 to 8 bits without a palette, LowBit above HighBit;
+/// ERROR_INV_STRUCT_SIZE; ERROR_INV_BITS_PER_PIXEL; ERROR_FAILURE no memory.
 R_API R_INT R_ConvertRow(BITMAPHANDLE* pDstFormat, void* pDstRow, BITMAPHANDLE* pSrcFormat, const void* pSrcRow,
                          R_UINT uPixels) R_NOEXCEPT;
 
 // --- Gray, look-up tables and alpha
 
-/// 0 not gray; 1 gray from black to white; 2 from white to black; 3 gray in another order: by the palette up to 8 bits,
-/// by the order above; bitmaps of 24 and more bits are gray where every pixel is. ERROR_INV_BITMAP null or no pixels;
+/// 0 not gray; 1 gray from black to white; 2 from white to black; 3 gray in another order: by the palette up to 8 bits
+/// (without one 0); 12 bits, and 16 of gray order, are 1, whatever a table makes of them, and other 16 bits 0; 24 and
+/// more bits are 1 where the samples of every pixel are equal. ERROR_INV_BITMAP null or no pixels;
 /// ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE; ERROR_FAILURE no memory.
 R_API R_INT R_IsGrayScaleBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 /// Makes the bitmap gray, of 8, 12 or 16 bits: luminance (2R + 5G + B + 4) >> 3 of 8-bit samples, and the same sum of
-/// 16-bit ones for 12 and 16 bits. Errors as of R_ColorResBitmap.
+/// 16-bit ones for 12 and 16 bits. Gray is read through its tables, which are let go then; all bits are significant.
+/// Errors: ERROR_INV_PARAMETER null or no pixels, LowBit above HighBit; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE;
+/// ERROR_INV_BITS_PER_PIXEL; those of R_DupBitmapNewDim; a progress callback's answer. The bitmap is as it was then.
 R_API R_INT R_GrayScaleBitmap(BITMAPHANDLE* pBitmap, R_INT nBitsPerPixel) R_NOEXCEPT;
-/// Replaces gray samples by what the bitmap's look-up table in use makes of them; the table is let go then. 8-bit
-/// tables make a gray of 8 bits, or 24 bits where an entry is a colour; 16-bit ones 16 bits or 48. ERROR_INV_PARAMETER
-/// null, no pixels, or no table; else as of R_ColorResBitmap.
+/// Replaces the samples of a bitmap of gray order by what its look-up table makes of them: pLUT, or pLUT16 where there
+/// is no other; the tables are let go then. Samples past the table stay what they are. 8-bit tables make a gray of 8
+/// bits, or 24 bits where an entry is a colour; 16-bit ones 16 bits or 48. ERROR_INV_PARAMETER null, no pixels, no gray
+/// order or no table; else as of R_GrayScaleBitmap.
 R_API R_INT R_ApplyBitmapLUT(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
-/// Reads the alpha of a bitmap of 32 or 64 bits into a new gray bitmap of 8 or 16, and writes such a bitmap (of either
-/// depth, and of the same size) as its alpha.
-/// Errors: ERROR_INV_PARAMETER null or no pixels, other depths or sizes; ERROR_INV_STRUCT_SIZE; ...
+/// Reads the alpha of a bitmap of 32 or 64 bits into a new gray bitmap of 8 or 16, and writes a bitmap of the same size
+/// and of 8 bits, or 16 of gray order, as its alpha: the luminance that it shows, or its samples where 8 bits have no
+/// palette. Rows are taken as they are stored.
+/// Errors: ERROR_INV_PARAMETER null or no pixels, pDst is pSrc, other depths or sizes; ERROR_INV_STRUCT_SIZE;
+/// ERROR_INV_SIZE; those of R_DupBitmapNewDim; ERROR_FAILURE no memory, and nothing is written; a progress callback's
+/// answer, and whole rows are old or new.
 R_API R_INT R_GetBitmapAlpha(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize) R_NOEXCEPT;
 R_API R_INT R_SetBitmapAlpha(BITMAPHANDLE* pBitmap, BITMAPHANDLE* pAlpha) R_NOEXCEPT;
 /// Multiplies the colours of a bitmap of 32 or 64 bits by its alpha, or divides them again, and sets
 /// FLAG_PREMULTIPLY_ALPHA or clears it; a bitmap that is so already is left alone. Rounded to nearest; what has no
-/// alpha becomes black. In place: whole rows are old or new when it fails.
+/// alpha becomes black, and a colour above its alpha white. In place: whole rows are old or new when it fails.
+/// Errors: ERROR_INV_PARAMETER null or no pixels, another depth; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE; ERROR_FAILURE
+/// no memory; a progress callback's answer.
 R_API R_INT R_PremultiplyBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 R_API R_INT R_UnpremultiplyBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 

@@ -258,6 +258,23 @@ TEST(RowKernels, EveryCombinationGivesThePlainBytes)
     }
 }
 
+TEST(RowKernels, EveryConversionGivesThePlainBytes)
+{
+    for (size_t width = 0; width <= kThreeVectors && !HasFatalFailure(); ++width) {
+        const auto expect = [&](const char* what, size_t to, size_t from, auto kernel) {
+            expectPlainBytes(what, std::vector<uint8_t>(to), randomBytes(from, static_cast<unsigned>(width)), kernel);
+        };
+        expect("bits", width, (width + 7) / 8,
+               [&](const RowKernels& k, uint8_t* to, const uint8_t* from) { k.expand1(to, from, width, 3, 0xC5); });
+        expect("blue first", width, 3 * width,
+               [&](const RowKernels& k, uint8_t* to, const uint8_t* from) { k.lumaBgr(to, from, width); });
+        expect("red first", width, 3 * width,
+               [&](const RowKernels& k, uint8_t* to, const uint8_t* from) { k.lumaRgb(to, from, width); });
+        expect("triple", 3 * width, width,
+               [&](const RowKernels& k, uint8_t* to, const uint8_t* from) { k.triple(to, from, width); });
+    }
+}
+
 /// Rows `pitch` bytes apart that end at an unreadable page.
 struct PictureRows {
     uint8_t* row(size_t y) const { return block.end() - rowBytes - (rows - 1 - y) * pitch; }

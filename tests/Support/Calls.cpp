@@ -265,8 +265,9 @@ std::span<const Call> allCalls()
 {
     static const std::vector<Call> calls = [] {
         std::vector<Call> all;
-        for (const auto& family : {bitmapCalls, threadCalls, fileCalls, redirectCalls, tempFileCalls, moduleCalls,
-                                   listCalls, runCalls, compressionCalls, copyCalls, perspectiveCalls, ditherCalls}) {
+        for (const auto& family :
+             {bitmapCalls, threadCalls, fileCalls, redirectCalls, tempFileCalls, moduleCalls, listCalls, runCalls,
+              compressionCalls, copyCalls, perspectiveCalls, ditherCalls, colourResCalls}) {
             const std::span<const Call> some = family();
             all.insert(all.end(), some.begin(), some.end());
         }

@@ -66,6 +66,7 @@ std::span<const Call> compressionCalls();
 std::span<const Call> copyCalls();
 std::span<const Call> perspectiveCalls();
 std::span<const Call> ditherCalls();
+std::span<const Call> colourResCalls();
 std::span<const Call> allCalls();
 
 /// Where a call answers what the driver does not look at.

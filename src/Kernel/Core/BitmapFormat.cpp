@@ -11,7 +11,7 @@ Status formatOf(const BITMAPHANDLE* pBitmap, PixelFormat* format) noexcept
     PixelFormat f;
     f.bits = pBitmap->BitsPerPixel;
     if (!isDepth(f.bits)) return ERROR_INV_BITS_PER_PIXEL;
-    f.gray = f.bits == 12 || (f.bits == 16 && pBitmap->Order == ORDER_GRAY);
+    f.gray = f.bits == 12 || (f.bits <= 16 && pBitmap->Order == ORDER_GRAY);
     f.redFirst = pBitmap->Order == ORDER_RGB;
     if (f.bits <= 8) {
         f.palette = pBitmap->pPalette;

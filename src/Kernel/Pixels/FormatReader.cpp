@@ -1,7 +1,7 @@
 #include "Kernel/Pixels/FormatReader.h"
 
 #include "Kernel/Pixels/Depths.h"
-#include "Kernel/Pixels/PixelTraits.h"
+#include "Kernel/Pixels/PackedPixels.h"
 
 #include <algorithm>
 
@@ -27,23 +27,6 @@ template <class Quad> Quad quadOf(const RGBQUAD& colour) noexcept
         return colour;
     else
         return widen(colour);
-}
-
-/// Calls take(column, pixel) for every pixel of a row. Eight packed pixels are whole bytes, taken as one word.
-template <int Bits, class Take> void forEachPixel(const uint8_t* source, size_t width, Take take) noexcept
-{
-    size_t column = 0;
-    if constexpr (Bits < 8) {
-        for (; width - column >= 8; column += 8) {
-            R_UINT64 eight = 0;
-            for (int byte = 0; byte < Bits; ++byte) eight = eight << 8 | source[byte];
-            source += Bits;
-            for (size_t i = 0; i < 8; ++i) take(column + i, eight >> (7 - i) * Bits & PixelTraits<Bits>::mask);
-        }
-        for (size_t i = 0; column + i < width; ++i) take(column + i, PixelTraits<Bits>::read(source, i));
-    } else {
-        for (; column < width; ++column) take(column, PixelTraits<Bits>::read(source, column));
-    }
 }
 
 } // namespace
@@ -152,6 +135,8 @@ struct FormatReader::Access {
     template <class Quad> static Read<Quad> choose(const PixelFormat& format) noexcept
     {
         return withDepth(format.bits, [&]<int Bits>(Depth<Bits>) -> Read<Quad> {
+            if constexpr (Bits == 8)
+                if (format.gray && format.hasTable()) return &tabled<Bits, Quad>;
             if constexpr (Bits <= 8) {
                 return &indices<Bits, Quad>;
             } else if constexpr (Bits <= 16) {
@@ -198,10 +183,10 @@ FormatReader::FormatReader(const PixelFormat& format) noexcept
     : format_(format), read8_(Access::choose<RGBQUAD>(format)), read16_(Access::choose<RGBQUAD16>(format))
 {
     if (format_.palette == nullptr) format_.colours = 0;
-    if (format_.bits <= 8)
-        prepareColours();
-    else
+    if (format_.bits > 8 || (format_.gray && format_.hasTable()))
         prepareGray();
+    else
+        prepareColours();
 }
 
 } // namespace rv

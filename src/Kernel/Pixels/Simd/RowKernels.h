@@ -83,6 +83,15 @@ constexpr size_t kArithmetics = 9;
 /// stays. The two rows are the same or apart.
 using CompositePixels = void (*)(uint8_t* target, const uint8_t* source, size_t count) noexcept;
 
+/// Makes a byte of every bit of a row, the top one of byte 0 first: zero or one. Target and source are apart.
+using ExpandBits = void (*)(uint8_t* target, const uint8_t* source, size_t width, uint8_t zero, uint8_t one) noexcept;
+
+/// Luminance of pixels of three bytes: (2R + 5G + B + 4) >> 3. Target and source are apart.
+using LumaRow = void (*)(uint8_t* target, const uint8_t* source, size_t width) noexcept;
+
+/// Writes each of `width` bytes three times. Target and source are apart.
+using TripleBytes = void (*)(uint8_t* target, const uint8_t* source, size_t width) noexcept;
+
 /// One variant of every kernel.
 struct RowKernels {
     const char* name;
@@ -124,6 +133,10 @@ struct RowKernels {
     CombineSamples combine16[kArithmetics];
     CompositePixels over8;
     CompositePixels over16;
+    ExpandBits expand1;
+    LumaRow lumaBgr;
+    LumaRow lumaRgb;
+    TripleBytes triple;
 };
 
 // Which of them this machine can run is Select.h's business.

@@ -13,6 +13,7 @@
 #include "Kernel/Pixels/Simd/Blocks_inl.h"
 #include "Kernel/Pixels/Simd/Bytes_inl.h"
 #include "Kernel/Pixels/Simd/Combine_inl.h"
+#include "Kernel/Pixels/Simd/Convert_inl.h"
 #include "Kernel/Pixels/Simd/Mirror_inl.h"
 #include "Kernel/Pixels/Simd/NearestEntries_inl.h"
 #include "Kernel/Pixels/Simd/Repeat_inl.h"
@@ -73,6 +74,10 @@ const RowKernels kRowKernels = {
     .combine16 = RV_ARITHMETIC(uint16_t),
     .over8 = over8,
     .over16 = over16,
+    .expand1 = expand1,
+    .lumaBgr = luma<1>,
+    .lumaRgb = luma<2>,
+    .triple = triple,
 };
 
 } // namespace rv::simd::RV_SIMD

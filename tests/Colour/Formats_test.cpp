@@ -1,6 +1,6 @@
-// Rows of every format as colours, beside a reckoning pixel by pixel.
+// Rows of every format as colours and as rows of every other, beside a reckoning pixel by pixel.
+#include "Kernel/Colour/RowConverter.h"
 #include "Kernel/Pixels/Depths.h"
-#include "Kernel/Pixels/FormatReader.h"
 #include "Support/World.h"
 
 #include <gtest/gtest.h>
@@ -27,27 +27,47 @@ template <class Entry> const Entry* randomEntries(size_t count)
     return entries.data();
 }
 
+const RGBQUAD* grayRamp()
+{
+    static const auto ramp = [] {
+        std::array<RGBQUAD, 256> made;
+        EXPECT_EQ(R_GetFixedPalette(made.data(), 0), SUCCESS);
+        return made;
+    }();
+    return ramp.data();
+}
+
 /// A random format and a row of it, which ends where its last pixel does.
 struct RandomRow {
     explicit RandomRow(unsigned seed) : random(seed)
     {
-        format.bits = allDepths()[below(allDepths().size())];
-        format.gray = format.bits == 12 || (format.bits == 16 && below(2) != 0);
-        format.redFirst = below(2) != 0;
-        if (format.gray) {
-            format.highBit = static_cast<R_INT>(below(18));
-            format.lowBit = static_cast<R_INT>(below(static_cast<size_t>(format.highBit) + 1));
-            if (below(8) == 0) format.highBit = INT32_MAX;
-            if (below(2) != 0) format.table = randomEntries<RGBQUAD>(3000);
-            if (below(2) != 0) format.table16 = randomEntries<RGBQUAD16>(70000);
-            format.tableLength = below(3000);
-            format.tableLength16 = below(70000);
-        } else if (below(8) != 0) {
-            format.palette = randomEntries<RGBQUAD>(3000);
-            format.colours = below(257);
-        }
+        format = randomFormat();
+        if (below(4) == 0) width = below(1300);
         row.resize(packedBytes(static_cast<R_INT64>(width), format.bits));
         for (auto& byte : row) byte = static_cast<uint8_t>(random());
+    }
+    PixelFormat randomFormat()
+    {
+        static constexpr R_INT common[] = {1, 8, 24};
+        PixelFormat f;
+        f.bits = below(2) != 0 ? common[below(3)] : allDepths()[below(allDepths().size())];
+        f.gray = f.bits == 12 || (f.bits <= 16 && below(2) != 0);
+        f.redFirst = below(2) != 0;
+        if (f.bits <= 8) {
+            const bool ramp = f.bits == 8 && below(2) != 0;
+            f.palette = ramp ? grayRamp() : randomEntries<RGBQUAD>(3000) + below(2000);
+            f.colours = ramp ? 256 : 1 + below(1u << f.bits);
+        }
+        if (f.gray && (f.bits > 8 || (f.bits == 8 && below(4) == 0))) {
+            f.highBit = static_cast<R_INT>(below(18));
+            f.lowBit = static_cast<R_INT>(below(static_cast<size_t>(f.highBit) + 1));
+            if (below(8) == 0) f.highBit = INT32_MAX;
+            if (below(2) != 0) f.table = randomEntries<RGBQUAD>(3000);
+            if (below(2) != 0) f.table16 = randomEntries<RGBQUAD16>(70000);
+            f.tableLength = below(3000);
+            f.tableLength16 = below(70000);
+        }
+        return f;
     }
     unsigned below(size_t end) { return static_cast<unsigned>(random() % end); }
 
@@ -80,10 +100,10 @@ Colour model(const RandomRow& r, size_t column, unsigned top)
 {
     const PixelFormat& f = r.format;
     const uint64_t pixel = pixelAt(r.row.data(), static_cast<R_INT64>(column), f.bits);
-    if (f.gray) return grayModel(f, pixel, top);
+    if (f.gray && (f.bits > 8 || f.hasTable())) return grayModel(f, pixel, top);
     const unsigned factor = top / 255;
     if (f.bits <= 8) {
-        const RGBQUAD c = f.palette != nullptr && pixel < f.colours ? f.palette[pixel] : RGBQUAD{};
+        const RGBQUAD c = pixel < f.colours ? f.palette[pixel] : RGBQUAD{};
         return {c.rgbRed * factor, c.rgbGreen * factor, c.rgbBlue * factor, top};
     }
     if (f.bits == 16) {
@@ -119,6 +139,50 @@ TEST(Formats, EveryFormatReadsAsItsPixelsAreDefined)
         const RandomRow row(seed);
         expectRead<RGBQUAD>(row, 255);
         expectRead<RGBQUAD16>(row, 65535);
+    }
+}
+
+unsigned luminanceOf(const Colour& c) { return (2 * c[0] + 5 * c[1] + c[2] + 4) / 8; }
+
+/// The pixel that stands for a pixel of the row in another format.
+uint64_t converted(const RandomRow& r, size_t column, const PixelFormat& to)
+{
+    const bool wide = to.bits > 32 || (to.gray && to.bits > 8);
+    Colour c = model(r, column, wide ? 65535 : 255);
+    if (to.gray) c[0] = c[1] = c[2] = luminanceOf(c);
+    if (to.bits <= 8) {
+        const auto level = [&](size_t i) { return static_cast<R_INT>(c[i]); };
+        return R_FindPaletteIndex(to.palette, to.colours, level(0), level(1), level(2));
+    }
+    if (to.gray) {
+        const int64_t count = std::min<int64_t>(int64_t{to.highBit} - to.lowBit + 1, to.bits);
+        return uint64_t{c[0]} >> (16 - count) << std::min<int64_t>(to.lowBit, to.bits - count);
+    }
+    if (to.bits == 16) return c[0] / 8 << 10 | c[1] / 8 << 5 | c[2] / 8;
+    if (!to.redFirst) std::swap(c[0], c[2]);
+    uint64_t pixel = 0;
+    for (unsigned i = 0; i < (to.bits % 32 == 0 ? 4u : 3u); ++i) pixel |= uint64_t{c[i]} << i * (wide ? 16 : 8);
+    return pixel;
+}
+
+TEST(Formats, EveryFormatBecomesEveryOther)
+{
+    for (unsigned seed = 0; seed < 4000 && !HasFailure(); ++seed) {
+        RandomRow row(seed);
+        const PixelFormat to = row.randomFormat();
+        const size_t bytes = packedBytes(static_cast<R_INT64>(row.width), to.bits);
+        std::vector<uint8_t> wanted(bytes + 1);
+        wanted[bytes] = 0xA5;
+        for (size_t i = 0; i < row.width; ++i)
+            setPixelAt(wanted.data(), static_cast<R_INT64>(i), to.bits, converted(row, i, to));
+        for (const bool straight : {true, false}) {
+            RowConverter rows(row.format, to, straight);
+            ASSERT_EQ(rows.status(), SUCCESS);
+            std::vector<uint8_t> got(bytes + 1, 0xA5);
+            rows.convert(got.data(), row.row.data(), row.width);
+            EXPECT_EQ(got, wanted) << "seed " << seed << ": " << row.format.bits << " to " << to.bits << " bits, "
+                                   << row.width << (straight ? ", straight" : ", by colours");
+        }
     }
 }
 
