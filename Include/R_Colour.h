@@ -161,26 +161,28 @@ R_API R_INT R_GetDefaultDithering(void) R_NOEXCEPT;
 
 // uFlags of R_ColorResBitmap: the palette of a new bitmap of 1 to 8 bits, one of these, ...
 #define COLORRES_FIXED 0x0001u     ///< the depth's fixed palette
-#define COLORRES_USER 0x0002u      ///< pPalette; null: the fixed one
+#define COLORRES_USER 0x0002u      ///< the first uColors entries of pPalette; null: the fixed one
 #define COLORRES_WEB_SAFE 0x0008u  ///< the web-safe palette; 8 bits
-#define COLORRES_GRAY 0x0010u      ///< an even gray ramp
+#define COLORRES_GRAY 0x0010u      ///< an even gray ramp of uColors entries
 #define COLORRES_OPTIMIZED 0x0020u ///< made for the picture, of uColors entries at most
-#define COLORRES_SOURCE 0x0040u    ///< the source's own entries, as many as there is room for
-// ... or the order of one of more bits: neither flag is RGB
+#define COLORRES_SOURCE 0x0040u    ///< the source's own entries, uColors at most; up to 8 bits
+// ... or the order of one of more bits: neither flag is RGB, and 12 bits are always gray
 #define COLORRES_ORDER_BGR 0x0004u
-#define COLORRES_ORDER_GRAY 0x0080u ///< 8, 12 and 16 bits
-// How colours that are not there are made up. Without it the nearest entry is taken.
-#define COLORRES_DITHER 0x0100u ///< by the source's DitheringMethod
+#define COLORRES_ORDER_GRAY 0x0080u ///< 8, 12 and 16 bits; of 8 with the gray palette
+// How colours that are not there are made up. Without it the nearest entry is taken, and with gray samples or more than
+// 8 bits it does not count.
+#define COLORRES_DITHER 0x0100u ///< by the source's DitheringMethod, in the order in which rows are stored
 
 /// A bitmap of another depth, order or palette with the same picture: in pDst, or, where pDst is null or pSrc itself,
-/// in the place of the old pixels. Any of the fourteen depths, 1 to 64, from any other. Samples that grow keep black
-/// and white exact; alpha is carried where both have it, and is opaque where only the new bitmap has; gray samples
-/// count by LowBit and HighBit, and through the look-up tables that the source has.
+/// in the place of the old pixels. Any of the fourteen depths, 1 to 64, from any other, each row as R_ConvertRow or
+/// R_DitherLine makes it. Gray samples are read by LowBit and HighBit and through the look-up tables that the source
+/// has, which the new bitmap has not; all its bits are significant.
 /// uFlags     0 is COLORRES_FIXED up to 8 bits, RGB above
-/// pPalette   uColors entries for COLORRES_USER; else uColors is the most entries wanted, 0 for all of the depth
-/// Errors: ERROR_INV_PARAMETER null or no pixels, flags that make no sense; ERROR_INV_STRUCT_SIZE;
-/// ERROR_INV_BITS_PER_PIXEL; ERROR_INV_SIZE; those of R_DupBitmapNewDim; a progress callback's answer. pSrc is as it
-/// was then.
+/// pPalette   for COLORRES_USER; with COLORRES_DITHER the calling thread's current match table is taken to be for it
+/// uColors    for COLORRES_USER 1 to all of the depth; else 0 and too many stand for all of the depth
+/// Errors: ERROR_INV_PARAMETER null or no pixels, flags that make no sense, dithering indices without a palette, LowBit
+/// above HighBit; ERROR_INV_STRUCT_SIZE; ERROR_INV_BITS_PER_PIXEL; ERROR_INV_SIZE; those of R_DupBitmapNewDim and
+/// R_CreateBitmapOptPal; a progress callback's answer. pSrc is as it was then.
 R_API R_INT R_ColorResBitmap(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, R_INT nBitsPerPixel,
                              R_UINT uFlags, const RGBQUAD* pPalette, R_UINT uColors) R_NOEXCEPT;
 
