@@ -103,8 +103,8 @@ R_API void R_DeletePalette(HPALETTE hPalette) R_NOEXCEPT;
 
 #define MATCH_TABLE_CELLS 32768u
 
-/// A new table for uColors entries, each cell by R_FindPaletteIndex; freed with R_FreeUserMatchTable. Null for a null
-/// palette, without entries or without memory.
+/// A new table for uColors entries, each cell 1 + R_FindPaletteIndex for its colour, whose levels are multiples of 8;
+/// without entries all of them are 0. Freed with R_FreeUserMatchTable. Null for a null palette and without memory.
 R_API R_UINT* R_CreateUserMatchTable(const RGBQUAD* pPalette, R_UINT uColors) R_NOEXCEPT;
 /// SUCCESS; null is ignored.
 R_API R_INT R_FreeUserMatchTable(R_UINT* puTable) R_NOEXCEPT;
@@ -120,7 +120,8 @@ R_API R_UINT* R_SetUserMatchTable(R_UINT* puTable) R_NOEXCEPT;
 /// puColors      in: entries wanted, 1 to 256; out: entries in use
 /// ppMatchTable  out, the table of the colours that are there, to be freed with R_FreeUserMatchTable; may be null
 /// Errors: ERROR_FAILURE no memory; ERROR_INV_BITMAP null or no pixels; ERROR_INV_STRUCT_SIZE; ERROR_INV_PARAMETER null
-/// outputs, a count outside 1 to 256, unknown flags.
+/// outputs, a count outside 1 to 256, unknown flags, significant bits of gray that are none; ERROR_INV_SIZE and
+/// ERROR_INV_BITS_PER_PIXEL for a record that cannot be. The outputs are as they were then.
 R_API R_INT R_CreateBitmapOptPal(BITMAPHANDLE* pBitmap, RGBQUAD* pPalette, R_UINT* puColors, R_UINT** ppMatchTable,
                                  R_UINT uFlags) R_NOEXCEPT;
 

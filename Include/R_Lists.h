@@ -50,7 +50,8 @@ R_API R_INT R_CopyBitmapListItems(HBITMAPLIST* phNew, HBITMAPLIST hList, R_UINT 
 /// ERROR_INV_PARAMETER a null pointer, no count, uStart past the items.
 R_API R_INT R_MoveBitmapListItems(HBITMAPLIST* phNew, HBITMAPLIST hList, R_UINT uStart, R_UINT uCount) R_NOEXCEPT;
 
-/// R_CreateBitmapOptPal for all bitmaps of a list at once. An empty list has no entries and succeeds.
+/// R_CreateBitmapOptPal for all bitmaps of a list at once. An empty list has no entries and succeeds; an item without
+/// pixels is ERROR_INV_BITMAP. ERROR_INV_PARAMETER also for a null list.
 R_API R_INT R_CreateBitmapListOptPal(HBITMAPLIST hList, RGBQUAD* pPalette, R_UINT* puColors, R_UINT** ppMatchTable,
                                      R_UINT uFlags) R_NOEXCEPT;
 

@@ -67,6 +67,7 @@ void registerCopies();
 void registerFiles();
 void registerFills();
 void registerMemory();
+void registerPalettes();
 void registerPerspectives();
 void registerRuns();
 void registerStores();

@@ -116,6 +116,7 @@ int main(int argc, char** argv)
     rv::bench::registerPerspectives();
     rv::bench::registerFills();
     rv::bench::registerCombine();
+    rv::bench::registerPalettes();
     rv::bench::registerBuffered();
     rv::bench::registerCopies();
     rv::bench::registerFiles();

@@ -84,7 +84,7 @@ def medians(raw):
     for entry in raw["benchmarks"]:
         if entry.get("error_occurred"):
             sys.exit(f"{entry['name']}: {entry.get('error_message', 'failed')}")
-        if entry.get("aggregate_name") != "median" or "bytes" in entry:
+        if entry.get("aggregate_name") != "median" or "bytes" in entry or "psnr" in entry:
             continue
         job, who = entry["run_name"].removesuffix("/real_time").rsplit("/", 1)
         jobs.setdefault(job, {})[who] = entry["real_time"]
@@ -167,6 +167,16 @@ def print_held(raw):
         print(f"{job.removesuffix(' held'):16}{who:20}{entry['bytes']:12,.0f}, {entry['bytes'] / entry['of']:.2f} of its rows")
 
 
+def print_quality(raw):
+    made = [entry for entry in raw["benchmarks"] if entry.get("aggregate_name") == "median" and "psnr" in entry]
+    if not made:
+        return
+    print("\nWhat a picture keeps with a palette that was made for it")
+    for entry in sorted(made, key=lambda entry: -entry["psnr"]):
+        job, who = re.sub("/iterations:[0-9]*|/real_time", "", entry["run_name"]).rsplit("/", 1)
+        print(f"{job:24}{who.removesuffix(' quality'):30}{entry['psnr']:6.2f} dB")
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("benchmark")
@@ -190,6 +200,7 @@ def main():
     print_services(jobs)
     print_lines(jobs)
     print_held(raw)
+    print_quality(raw)
     print(f"\nOne thread but for work items, medians of {arguments.repetitions}, on {context.get('num_cpus', '?')} processors of "
           f"{context.get('mhz_per_cpu', '?')} MHz.")
     if missing:

@@ -18,6 +18,22 @@ constexpr R_SEGMENT kPieces[] = {{3, 8}, {21, 1000}};
 R_INT64 freed(RGBQUAD* palette) { return R_HeapTerm(palette), as(palette != nullptr); }
 R_INT64 freed(HPALETTE palette) { return R_DeletePalette(palette), as(palette != nullptr); }
 
+R_INT64 freed(R_UINT* table) // of the web-safe palette
+{
+    const bool white = table != nullptr && table[MATCH_TABLE_CELLS - 1] == 216;
+    return R_FreeUserMatchTable(table), as(white);
+}
+
+/// A palette of seven entries, and how many colours there were to find one for.
+R_INT64 optimizePalette(World& w)
+{
+    R_UINT* table = nullptr;
+    const R_INT64 status = R_CreateBitmapOptPal(w.a, w.answers.colours, &w.answers.number[0], &table, 0);
+    for (R_UINT i = 0; table != nullptr && i < MATCH_TABLE_CELLS; ++i) w.answers.number[1] += table[i] != 0 ? 1 : 0;
+    R_FreeUserMatchTable(table);
+    return status;
+}
+
 /// Palettes of bitmaps above 8 bits cannot be asked for.
 R_INT64 paletted(World& w, R_INT64 status) { return w.a->BitsPerPixel <= 8 ? status : SUCCESS; }
 
@@ -241,6 +257,11 @@ const Call kCalls[] = {
     tables(DOES(R_SetBitmapPalette, withPalette([&](HPALETTE p) { return R_SetBitmapPalette(w.a, p); }))),
     DOES(R_CreateSystemPalette, R_DeletePalette(R_CreateSystemPalette()), SUCCESS),
     DOES(R_DeletePalette, R_DeletePalette(nullptr), SUCCESS),
+    DOES(R_CreateUserMatchTable, freed(R_CreateUserMatchTable(R_IntGetNetscapePalette(), 256))),
+    CALL(R_FreeUserMatchTable, nullptr),
+    DOES(R_SetUserMatchTable,
+         as(R_SetUserMatchTable(w.answers.number) == nullptr && R_SetUserMatchTable(nullptr) == w.answers.number)),
+    DOES(R_CreateBitmapOptPal, optimizePalette(w)),
     // Geometry
     CALL(R_FlipBitmap, w.a),
     CALL(R_ReverseBitmap, w.a),

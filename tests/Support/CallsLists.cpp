@@ -57,6 +57,11 @@ const Call kCalls[] = {
                                      (w.spare.structSize() == BITMAPHANDLE_SIZE ? SUCCESS : ERROR_INV_STRUCT_SIZE))),
     LIST(R_InsertBitmapListItem, R_InsertBitmapListItem(list, 1, w.spare)),
     LIST(R_CopyBitmapListItems, newList(list, R_CopyBitmapListItems)),
+    DOES(R_CreateBitmapListOptPal, withList(w, 1,
+                                            [&](HBITMAPLIST list) {
+                                                return R_CreateBitmapListOptPal(list, w.answers.colours,
+                                                                                &w.answers.number[1], nullptr, 0);
+                                            })),
     LIST(R_MoveBitmapListItems, newList(list, R_MoveBitmapListItems)),
 };
 

@@ -22,6 +22,7 @@ struct ThreadSettings {
     R_INT64 tileSize = 0; ///< 0 means kDefaultTileSize
     R_INT convTiles = -100;
     R_INT convBuffers = 1;
+    R_UINT* userMatchTable = nullptr; ///< the caller's
     STATUSCALLBACK statusCallback = nullptr;
     void* statusUserData = nullptr;
     STATUSCALLBACK copyStatusCallback = nullptr;

@@ -3,6 +3,7 @@
 #include "R_Lists.h"
 
 #include "Kernel/Base/System.h"
+#include "Kernel/Colour/OptPal.h"
 #include "Kernel/Core/Checks.h"
 #include "Kernel/Core/MovableBlock.h"
 #include "R_Colour.h"
@@ -178,17 +179,21 @@ Status copyEmptyItem(BITMAPHANDLE* copy, BITMAPHANDLE* item) noexcept
     return readableColors(item) != 0 ? R_CopyBitmapPalette(copy, item) : SUCCESS;
 }
 
-/// Appends a copy of an item to another list. The item is looked at as a record of its own: a bitmap's callbacks may
-/// change its list meanwhile.
+/// An item as a record of its own: a bitmap's callbacks may change its list while it is looked at.
+Status lookAt(HBITMAPLIST list, R_UINT index, BITMAPHANDLE* item) noexcept
+{
+    R_TRY(checkIndex(list, index));
+    const LockedSlots slots(list->items);
+    if (!slots) return ERROR_FAILURE;
+    copySlots(item, slots.at(index), 1);
+    return SUCCESS;
+}
+
+/// Appends a copy of an item to another list.
 Status appendCopy(HBITMAPLIST list, HBITMAPLIST from, R_UINT index) noexcept
 {
     BITMAPHANDLE item, copy;
-    {
-        R_TRY(checkIndex(from, index));
-        const LockedSlots slots(from->items);
-        if (!slots) return ERROR_FAILURE;
-        copySlots(&item, slots.at(index), 1);
-    }
+    R_TRY(lookAt(from, index, &item));
     const bool empty = (item.Flags & FLAG_ALLOCATED) == 0;
     R_TRY(empty ? copyEmptyItem(&copy, &item) : Status(R_CopyBitmap(&copy, &item, item.uStructSize)));
     const Status appended = R_InsertBitmapListItem(list, LIST_END, &copy);
@@ -365,4 +370,19 @@ R_INT R_MoveBitmapListItems(HBITMAPLIST* phNew, HBITMAPLIST hList, R_UINT uStart
     fitSlots(hList, before);
     *phNew = made.detach();
     return SUCCESS;
+}
+
+R_INT R_CreateBitmapListOptPal(HBITMAPLIST hList, RGBQUAD* pPalette, R_UINT* puColors, R_UINT** ppMatchTable,
+                               R_UINT uFlags) noexcept
+{
+    OptimizedPalette palette;
+    R_TRY(palette.status());
+    if (hList == nullptr) return ERROR_INV_PARAMETER;
+    R_TRY(checkOptPalOutputs(pPalette, puColors, uFlags));
+    for (R_UINT index = 0; index < hList->count; ++index) {
+        BITMAPHANDLE item;
+        R_TRY(lookAt(hList, index, &item));
+        R_TRY(palette.add(&item));
+    }
+    return palette.write(pPalette, puColors, ppMatchTable, uFlags);
 }
