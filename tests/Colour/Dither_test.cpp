@@ -121,7 +121,7 @@ std::vector<int> modelled(const Picture& picture, int width, R_INT method, const
             for (size_t c = 0; c < 3; ++c) wanted[c] = std::clamp(wanted[c] + sums[at][c] / divisors[method], 0, 255);
             int m = 127;
             if (method >= DITHER_ORDERED) {
-                m = (method == DITHER_ORDERED ? kA : kB)[y % 8][x % 8];
+                m = method == DITHER_ORDERED ? kA[y % 8][x % 8] : kB[y % 8][x % 8];
                 wanted = target.adjusted(wanted, m);
             }
             indices.push_back(target.index(wanted, m));

@@ -76,7 +76,8 @@ Status Dithering::prepare(const DitherRequest& request, bool grayFormat) noexcep
         target_.fillThresholds(method_, thresholds_);
     else
         std::fill_n(thresholds_, std::size(thresholds_), target_.comparing() ? DitherTarget::kMiddle : int16_t{0});
-    if (diffusion_ != nullptr && grayOnly(grayFormat)) channels_ = 1;
+    if (grayOnly(grayFormat)) channels_ = 1;
+    sourceIsGray_ = channels_ == 1 && isByteRamp();
     return takeRowMemory() ? SUCCESS : ERROR_FAILURE;
 }
 
@@ -89,6 +90,14 @@ bool Dithering::grayOnly(bool grayFormat) const noexcept
                        [](const RGBQUAD& c) { return c.rgbRed == c.rgbGreen && c.rgbGreen == c.rgbBlue; });
 }
 
+bool Dithering::isByteRamp() const noexcept
+{
+    if (sourceBits_ != 8) return false;
+    for (int level = 0; level < 256; ++level)
+        if (reader_.colours()[level].rgbBlue != level) return false;
+    return true;
+}
+
 bool Dithering::takeRowMemory() noexcept
 {
     const size_t roomy = (width_ + 7) / 8 * 8 + kSampleSlack;
@@ -99,12 +108,12 @@ bool Dithering::takeRowMemory() noexcept
     if (packing_.pack != nullptr && !(packed_ = RowBuffer(roomy))) return false;
     if (diffusion_ == nullptr) return true;
 
-    const size_t stride = width_ + 2 * kPad;
+    const size_t stride = width_ + 2 * simd::kDiffusionPad;
     const size_t count = (static_cast<size_t>(diffusion_->rows) + 1) * channels_ * stride;
     sums_ = RowBuffer(count * sizeof(int32_t));
     if (!sums_) return false;
     std::memset(sums_.data(), 0, count * sizeof(int32_t));
-    auto* next = reinterpret_cast<int32_t*>(sums_.data()) + kPad;
+    auto* next = reinterpret_cast<int32_t*>(sums_.data()) + simd::kDiffusionPad;
     for (size_t channel = 0; channel < channels_; ++channel) {
         for (int row = 0; row < diffusion_->rows; ++row, next += stride) pending_[row][channel] = next;
         errors_[channel] = next;

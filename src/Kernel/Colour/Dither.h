@@ -7,6 +7,7 @@
 #include "Kernel/Colour/DitherTarget.h"
 #include "Kernel/Pixels/FormatReader.h"
 #include "Kernel/Pixels/Samples.h"
+#include "Kernel/Pixels/Simd/RowKernels.h"
 #include "R_Bitmap.h"
 
 namespace rv {
@@ -46,7 +47,7 @@ private:
 
     Status prepare(const DitherRequest& request, bool grayFormat) noexcept;
     bool takeRowMemory() noexcept;
-    void clearPending() noexcept;
+    bool isByteRamp() const noexcept;
     bool grayOnly(bool grayFormat) const noexcept;
 
     template <class Rule> void indicesBy(const Rule& rule) noexcept;
@@ -54,10 +55,18 @@ private:
     template <class Rule> void plain(const Rule& rule) noexcept;
     void makeIndices() noexcept;
     void advance(const int32_t* const* errors) noexcept;
+
+    struct Band;
+    const simd::DiffuseRows* bandKernel() const noexcept;
+    bool prepareBand(Band* band) noexcept;
+    void band(const Band& band, const uint8_t* source, ptrdiff_t sourcePitch, uint8_t* target,
+              ptrdiff_t targetPitch) noexcept;
+    void runKernel(const Band& band) noexcept;
+    void compareRow(const uint8_t* source, uint8_t* target) noexcept;
+    void readGray(uint8_t* target, const uint8_t* source) noexcept;
     void pack(uint8_t* target) noexcept;
 
     static constexpr uint32_t kTag = 0x64697468; // what hangs in a record may be anybody's
-    static constexpr size_t kPad = 96;           // columns on either side that a wavefront passes through
 
     uint32_t tag_ = kTag;
     R_UINT line_ = 0;
@@ -66,6 +75,7 @@ private:
     R_INT bits_;
     size_t sourceBits_;
     size_t channels_ = 3;
+    bool sourceIsGray_ = false; // bytes that are their own gray
     FormatReader reader_;
     DitherTarget target_;
     SampleFormat packing_;
@@ -77,7 +87,9 @@ private:
     RowBuffer packed_;
     RowBuffer sums_;                           // what the pointers below point into, each at column 0
     int32_t* pending_[kDiffusionRows][3] = {}; // numerators for the next row and those below it, by channel
-    int32_t* errors_[3] = {};                  // of the row, by channel
+    RowBuffer band_;
+    size_t bandBytes_ = 0;
+    int32_t* errors_[3] = {}; // of the row, by channel
 };
 
 } // namespace rv

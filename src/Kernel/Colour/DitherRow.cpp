@@ -1,6 +1,7 @@
 // Dithering a row at a time.
 
 #include "Kernel/Colour/Dither.h"
+#include "Kernel/Pixels/Simd/Select.h"
 
 #include <algorithm>
 #include <cstring>
@@ -164,15 +165,9 @@ void Dithering::advance(const int32_t* const* errors) noexcept
         int32_t* const done = pending_[0][c];
         for (int k = 1; k < rows; ++k) pending_[k - 1][c] = pending_[k][c];
         pending_[rows - 1][c] = done;
-        std::memset(done, 0, width_ * sizeof *done);
-        for (int k = 1; k <= rows; ++k) {
-            const int* const w = diffusion_->weights[k];
-            int32_t* const sums = pending_[k - 1][c];
-            const int32_t* const e = errors[c]; // zeros on either side
-            for (size_t x = 0; x < width_; ++x)
-                sums[x] += w[0] * e[x + 3] + w[1] * e[x + 2] + w[2] * e[x + 1] + w[3] * e[x] + w[4] * (e + x)[-1] +
-                           w[5] * (e + x)[-2] + w[6] * (e + x)[-3];
-        }
+        std::memset(done, 0, (width_ + 8) * sizeof *done); // sums run on behind the row
+        for (int k = 1; k <= rows; ++k)
+            rowKernels().spreadErrors(pending_[k - 1][c], errors[c], width_, diffusion_->weights[k]);
     }
 }
 
@@ -194,19 +189,43 @@ void Dithering::pack(uint8_t* target) noexcept
     }
 }
 
+/// Gray pixels as bytes. The target may be the row's own colours.
+void Dithering::readGray(uint8_t* target, const uint8_t* source) noexcept
+{
+    const RGBQUAD* colours = reader_.colours();
+    if (sourceIsGray_) {
+        std::memcpy(target, source, width_);
+    } else if (sourceBits_ == 8) {
+        for (size_t x = 0; x < width_; ++x) target[x] = colours[source[x]].rgbBlue;
+    } else {
+        reader_.read(reinterpret_cast<RGBQUAD*>(colours_.data()), source, width_);
+        colours = reinterpret_cast<const RGBQUAD*>(colours_.data());
+        for (size_t x = 0; x < width_; ++x) target[x] = colours[x].rgbBlue;
+    }
+}
+
+/// Gray to black and white by levels alone: no colour is made of it.
+void Dithering::compareRow(const uint8_t* source, uint8_t* target) noexcept
+{
+    uint8_t levels[8];
+    std::copy_n(thresholds_ + line_ % 8 * 8, std::size(levels), levels);
+    const uint8_t* gray = source;
+    if (!sourceIsGray_) {
+        readGray(colours_.data(), source);
+        gray = colours_.data();
+    }
+    rowKernels().bitsAbove(target, gray, width_, levels);
+    ++line_;
+}
+
 void Dithering::row(const uint8_t* source, uint8_t* target) noexcept
 {
+    if (diffusion_ == nullptr && channels_ == 1 && bits_ == 1) return compareRow(source, target);
     reader_.read(reinterpret_cast<RGBQUAD*>(colours_.data()), source, width_);
     makeIndices();
     if (diffusion_ != nullptr) advance(errors_);
     ++line_;
     pack(target);
-}
-
-void Dithering::rows(const uint8_t* source, ptrdiff_t sourcePitch, uint8_t* target, ptrdiff_t targetPitch,
-                     R_INT count) noexcept
-{
-    for (R_INT i = 0; i < count; ++i) row(source + i * sourcePitch, target + i * targetPitch);
 }
 
 } // namespace rv

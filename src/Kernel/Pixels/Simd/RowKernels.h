@@ -4,6 +4,8 @@
 /// one past them. This header is included where each instruction set is built, so it holds no inline code.
 #pragma once
 
+#include "Kernel/Pixels/Diffusion.h"
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -92,6 +94,36 @@ using LumaRow = void (*)(uint8_t* target, const uint8_t* source, size_t width) n
 /// Writes each of `width` bytes three times. Target and source are apart.
 using TripleBytes = void (*)(uint8_t* target, const uint8_t* source, size_t width) noexcept;
 
+/// Diffuses errors in `lanes` rows at once, which are `width` pixels long. At each of width + (lanes - 1) * delay steps
+/// it takes one pixel of every row: of row i the one in column step - i * delay, be it in the row or not.
+struct DiffusionBand {
+    /// Gray: for each step a byte of every row. Colour: blue, green, red and any byte; that of row i for step s is at
+    /// place s + i * skew.
+    const uint8_t* pixels;
+    size_t skew;
+    uint8_t* indices; ///< out: for each step an index of every row
+    size_t width;
+    const IndexItems* items;
+    /// Numerators from above the band for its first rows, by channel. What is read beside a row does not count.
+    const int32_t* pending[kDiffusionRows][3];
+    /// Out: the errors of the last row, of the one before it and so on; zeros beside them.
+    int32_t* errors[kDiffusionRows][3];
+};
+struct DiffuseRows {
+    size_t lanes;
+    size_t delay;
+    void (*run)(const DiffusionBand& band) noexcept;
+};
+/// Adds a row's errors to the sums of a row below it: weights[3 + o] times each, o columns on. There are zeros beside
+/// the errors. Up to 8 columns behind the width are read and written.
+using SpreadErrors = void (*)(int32_t* sums, const int32_t* errors, size_t width, const int* weights) noexcept;
+constexpr size_t kDiffusionPad = 96; ///< columns beside a row of numerators or errors that are read or written
+
+/// A bit for each of width bytes, the first one on top of the first byte: whether it is above its column's level. Bits
+/// behind the last one become 0.
+/// levels  of eight columns, after which they repeat themselves
+using BitsAboveLevels = void (*)(uint8_t* bits, const uint8_t* gray, size_t width, const uint8_t* levels) noexcept;
+
 /// One variant of every kernel.
 struct RowKernels {
     const char* name;
@@ -137,6 +169,11 @@ struct RowKernels {
     LumaRow lumaBgr;
     LumaRow lumaRgb;
     TripleBytes triple;
+    DiffuseRows diffuseToTwo[kDiffusions];  ///< gray to black and white
+    DiffuseRows diffuseToFour[kDiffusions]; ///< gray to four grays
+    DiffuseRows diffuseColour[kDiffusions]; ///< by the items
+    SpreadErrors spreadErrors;
+    BitsAboveLevels bitsAbove;
 };
 
 // Which of them this machine can run is Select.h's business.

@@ -18,6 +18,8 @@
 #include "Kernel/Pixels/Simd/NearestEntries_inl.h"
 #include "Kernel/Pixels/Simd/Repeat_inl.h"
 #include "Kernel/Pixels/Simd/Turns_inl.h"
+// After those whose lists of indices it uses.
+#include "Kernel/Pixels/Simd/Diffusion_inl.h"
 
 #define RV_NAME_OF(word) #word
 #define RV_NAME(macro) RV_NAME_OF(macro)
@@ -78,6 +80,14 @@ const RowKernels kRowKernels = {
     .lumaBgr = luma<1>,
     .lumaRgb = luma<2>,
     .triple = triple,
+    .diffuseToTwo = {grayRows<0, 7>(), grayRows<1, 7>(), grayRows<2, 7>(), grayRows<3, 7>(), grayRows<4, 7>(),
+                     grayRows<5, 7>()},
+    .diffuseToFour = {grayRows<0, 6>(), grayRows<1, 6>(), grayRows<2, 6>(), grayRows<3, 6>(), grayRows<4, 6>(),
+                      grayRows<5, 6>()},
+    .diffuseColour = {colourRows<0>(), colourRows<1>(), colourRows<2>(), colourRows<3>(), colourRows<4>(),
+                      colourRows<5>()},
+    .spreadErrors = spreadErrors,
+    .bitsAbove = bitsAboveLevels,
 };
 
 } // namespace rv::simd::RV_SIMD
