@@ -178,9 +178,10 @@ R_API R_INT R_GetDefaultDithering(void) R_NOEXCEPT;
 /// in the place of the old pixels. Any of the fourteen depths, 1 to 64, from any other, each row as R_ConvertRow or
 /// R_DitherLine makes it. Gray samples are read by LowBit and HighBit and through the look-up tables that the source
 /// has, which the new bitmap has not; all its bits are significant.
-/// uFlags     0 is COLORRES_FIXED up to 8 bits, RGB above
-/// pPalette   for COLORRES_USER; with COLORRES_DITHER the calling thread's current match table is taken to be for it
-/// uColors    for COLORRES_USER 1 to all of the depth; else 0 and too many stand for all of the depth
+/// uStructSize  pDst's; of no account in place
+/// uFlags       0 is COLORRES_FIXED up to 8 bits, RGB above
+/// pPalette     for COLORRES_USER; with COLORRES_DITHER the calling thread's current match table is taken to be for it
+/// uColors      for COLORRES_USER 1 to all of the depth; else 0 and too many stand for all of the depth
 /// Errors: ERROR_INV_PARAMETER null or no pixels, flags that make no sense, dithering indices without a palette, LowBit
 /// above HighBit; ERROR_INV_STRUCT_SIZE; ERROR_INV_BITS_PER_PIXEL; ERROR_INV_SIZE; those of R_DupBitmapNewDim and
 /// R_CreateBitmapOptPal; a progress callback's answer. pSrc is as it was then.

@@ -78,6 +78,7 @@ R_INT64 isGray(World& w, R_INT answer)
 }
 
 const Call kCalls[] = {
+    CALL(R_ColorResBitmap, nullptr, w.a, 0, 4, COLORRES_OPTIMIZED | COLORRES_DITHER, nullptr, 0),
     CALL(R_ConvertRow, w.b, w.row.data(), w.a, std::vector<uint8_t>(w.a->BytesPerLine, 0x5A).data(),
          static_cast<R_UINT>(w.a->Width)),
     DOES(R_IsGrayScaleBitmap, isGray(w, R_IsGrayScaleBitmap(w.a))),
