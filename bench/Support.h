@@ -62,6 +62,7 @@ MakeStep copyOf(size_t bytes);
 
 // One function for each file of measurements.
 void registerBuffered();
+void registerColorRes();
 void registerCombine();
 void registerCopies();
 void registerFiles();

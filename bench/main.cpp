@@ -117,6 +117,7 @@ int main(int argc, char** argv)
     rv::bench::registerFills();
     rv::bench::registerCombine();
     rv::bench::registerPalettes();
+    rv::bench::registerColorRes();
     rv::bench::registerBuffered();
     rv::bench::registerCopies();
     rv::bench::registerFiles();
