@@ -57,7 +57,8 @@ Status checkWanted(const Wanted& wanted, const BITMAPHANDLE* pSrc) noexcept
     if (wanted.has(COLORRES_WEB_SAFE) && bits != 8) return ERROR_INV_PARAMETER;
     if (wanted.has(COLORRES_SOURCE) && (pSrc->BitsPerPixel > 8 || readableColors(pSrc) == 0))
         return ERROR_INV_PARAMETER;
-    if (wanted.has(COLORRES_USER) && wanted.palette != nullptr && (wanted.colours == 0 || wanted.colours > 1u << bits))
+    const R_UINT most = indices ? 1u << bits : 0;
+    if (wanted.has(COLORRES_USER) && wanted.palette != nullptr && (wanted.colours == 0 || wanted.colours > most))
         return ERROR_INV_PARAMETER;
     return SUCCESS;
 }
