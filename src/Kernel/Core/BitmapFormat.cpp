@@ -15,7 +15,7 @@ Status formatOf(const BITMAPHANDLE* pBitmap, PixelFormat* format) noexcept
     f.redFirst = pBitmap->Order == ORDER_RGB;
     if (f.bits <= 8) {
         f.palette = pBitmap->pPalette;
-        f.colours = readableColors(pBitmap);
+        f.colours = std::min(readableColors(pBitmap), 1u << f.bits); // no pixel names those behind
     } else if (f.gray) {
         f.lowBit = std::max(pBitmap->LowBit, 0);
         f.highBit = highBit(pBitmap);
