@@ -177,7 +177,8 @@ R_API R_INT R_GetDefaultDithering(void) R_NOEXCEPT;
 /// A bitmap of another depth, order or palette with the same picture: in pDst, or, where pDst is null or pSrc itself,
 /// in the place of the old pixels. Any of the fourteen depths, 1 to 64, from any other, each row as R_ConvertRow or
 /// R_DitherLine makes it. Gray samples are read by LowBit and HighBit and through the look-up tables that the source
-/// has, which the new bitmap has not; all its bits are significant.
+/// has, which the new bitmap has not; all its bits are significant. Background and Transparency become what pixels of
+/// these colours become without dithering. The colours of premultiplied pixels stay so where alpha is lost.
 /// uStructSize  pDst's; of no account in place
 /// uFlags       0 is COLORRES_FIXED up to 8 bits, RGB above
 /// pPalette     for COLORRES_USER; with COLORRES_DITHER the calling thread's current match table is taken to be for it
@@ -207,17 +208,18 @@ R_API R_INT R_ConvertRow(BITMAPHANDLE* pDstFormat, void* pDstRow, BITMAPHANDLE* 
 R_API R_INT R_IsGrayScaleBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 /// Makes the bitmap gray, of 8, 12 or 16 bits: luminance (2R + 5G + B + 4) >> 3 of 8-bit samples, and the same sum of
 /// 16-bit ones for 12 and 16 bits. Gray is read through its tables, which are let go then; all bits are significant.
+/// Background and Transparency become gray too.
 /// Errors: ERROR_INV_PARAMETER null or no pixels, LowBit above HighBit; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE;
 /// ERROR_INV_BITS_PER_PIXEL; those of R_DupBitmapNewDim; a progress callback's answer. The bitmap is as it was then.
 R_API R_INT R_GrayScaleBitmap(BITMAPHANDLE* pBitmap, R_INT nBitsPerPixel) R_NOEXCEPT;
-/// Replaces the samples of a bitmap of gray order by what its look-up table makes of them: pLUT, or pLUT16 where there
-/// is no other; the tables are let go then. Samples past the table stay what they are. 8-bit tables make a gray of 8
-/// bits, or 24 bits where an entry is a colour; 16-bit ones 16 bits or 48. ERROR_INV_PARAMETER null, no pixels, no gray
-/// order or no table; else as of R_GrayScaleBitmap.
+/// Replaces the samples of a bitmap of gray order by what its look-up tables make of them: pLUT, and pLUT16 where that
+/// has no entry; the tables are let go then. Samples past both stay what they are. 8-bit entries make a gray of 8 bits,
+/// or 24 bits where an entry is a colour; 16-bit ones that count 16 bits or 48. ERROR_INV_PARAMETER null, no pixels, no
+/// gray order or no entries; else as of R_GrayScaleBitmap.
 R_API R_INT R_ApplyBitmapLUT(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 /// Reads the alpha of a bitmap of 32 or 64 bits into a new gray bitmap of 8 or 16, and writes a bitmap of the same size
 /// and of 8 bits, or 16 of gray order, as its alpha: the luminance that it shows, or its samples where 8 bits have no
-/// palette. Rows are taken as they are stored.
+/// palette. Rows are taken as they are stored; colours stay what they are, premultiplied or not.
 /// Errors: ERROR_INV_PARAMETER null or no pixels, pDst is pSrc, other depths or sizes; ERROR_INV_STRUCT_SIZE;
 /// ERROR_INV_SIZE; those of R_DupBitmapNewDim; ERROR_FAILURE no memory, and nothing is written; a progress callback's
 /// answer, and whole rows are old or new.

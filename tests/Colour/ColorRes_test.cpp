@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <random>
 
 namespace rv::test {
@@ -18,6 +19,7 @@ struct Job {
         if (below(2) != 0 && source->BitsPerPixel != 12) source->Order = static_cast<R_INT>(below(3));
         if (source->BitsPerPixel == 16) source->HighBit = static_cast<R_INT>(below(17)) - 1;
         source->ViewPerspective = TOP_LEFT;
+        source->Transparency = R_GetPixelColor(source, 0, 0);
         source->DitheringMethod = static_cast<R_INT>(below(9));
         bits = allDepths()[below(allDepths().size())];
         for (RGBQUAD& entry : palette)
@@ -51,6 +53,12 @@ struct Job {
     {
         return R_ColorResBitmap(target, source, BITMAPHANDLE_SIZE, bits, flags, palette.data(), colours);
     }
+    /// Whether a colour value tells all of a pixel, and always becomes the same.
+    bool namesPixels() const
+    {
+        const R_INT from = source->BitsPerPixel;
+        return (from <= 8 || from == 24 || from == 32) && (flags & COLORRES_DITHER) == 0;
+    }
     /// The rows that `like` has to have, by the row calls.
     std::vector<uint8_t> wanted(BITMAPHANDLE* like)
     {
@@ -63,6 +71,9 @@ struct Job {
             R_UINT count = colours;
             EXPECT_EQ(R_CreateBitmapOptPal(source, entries.data(), &count, &table, 0), SUCCESS);
         }
+        // A table keeps the rule of a fixed palette from naming entries that are not there.
+        if (dithers && table == nullptr && (!std::has_single_bit(like->nColors) || like->nColors == 1))
+            table = R_CreateUserMatchTable(like->pPalette, 0);
         if (dithers) {
             EXPECT_EQ(R_StartDitheringExt(source, like->pPalette, like->nColors, bits, table), SUCCESS);
         }
@@ -94,6 +105,9 @@ TEST(ColorRes, EveryRowIsWhatTheRowCallsMakeOfIt)
         BITMAPHANDLE made;
         ASSERT_EQ(job.make(&made), SUCCESS) << job.source.scene().text() << " to " << job.bits << ", " << job.flags;
         const auto rows = pixelsOf(&made);
+        if (job.namesPixels()) {
+            EXPECT_EQ(made.Transparency, R_GetPixelColor(&made, 0, 0)) << job.source.scene().text();
+        }
         EXPECT_EQ(rows, job.wanted(&made)) << job.source.scene().text() << " to " << job.bits << ", " << job.flags;
         const bool gray = job.bits == 12 || (job.flags & COLORRES_ORDER_GRAY) != 0;
         const bool bgr = (job.flags & COLORRES_ORDER_BGR) != 0;
@@ -116,6 +130,25 @@ TEST(ColorRes, EveryRowIsWhatTheRowCallsMakeOfIt)
         }
         R_FreeBitmap(&made);
     }
+}
+
+TEST(ColorRes, NoPixelNamesAnEntryThatIsNotThere)
+{
+    std::array<RGBQUAD, 16> fixed;
+    ASSERT_EQ(R_GetFixedPalette(fixed.data(), 4), SUCCESS);
+    const TestBitmap picture({.bits = 24}), page({.bits = 1});
+    ASSERT_EQ(R_ColorResBitmap(nullptr, picture, 0, 4, COLORRES_USER | COLORRES_DITHER, fixed.data(), 10), SUCCESS);
+    const auto rows = picture.pixels();
+    for (size_t at = 0; at < rows.size() * 2; ++at) // padding too
+        ASSERT_LT(pixelAt(rows.data(), static_cast<R_INT64>(at), 4), picture->nColors);
+
+    ASSERT_EQ(R_SetBitmapNewPalette(page, fixed.data(), 16), SUCCESS); // more than a bit can tell apart
+    const uint8_t green[] = {0, 255, 0};
+    BITMAPHANDLE from;
+    ASSERT_EQ(R_InitBitmap(&from, BITMAPHANDLE_SIZE, 1, 1, 24), SUCCESS);
+    uint8_t index = 0xFF;
+    EXPECT_EQ(R_ConvertRow(page, &index, &from, green, 1), SUCCESS);
+    EXPECT_EQ(index, 0);
 }
 
 TEST(ColorRes, WhatMakesNoSenseIsRefused)
@@ -144,6 +177,8 @@ TEST(ColorRes, WhatMakesNoSenseIsRefused)
         EXPECT_EQ(R_ColorResBitmap(nullptr, bitmap, 0, r.bits, r.flags, palette.data(), r.colours), r.status)
             << r.bits << " bits, flags " << r.flags;
     EXPECT_EQ(R_ColorResBitmap(nullptr, nullptr, 0, 8, 0, nullptr, 0), ERROR_INV_PARAMETER);
+    BITMAPHANDLE made; // the size comes before the depth
+    EXPECT_EQ(R_ColorResBitmap(&made, bitmap, 100, 9, 0, nullptr, 0), ERROR_INV_STRUCT_SIZE);
 }
 
 } // namespace

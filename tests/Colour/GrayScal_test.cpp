@@ -38,10 +38,12 @@ TEST(GrayScal, PicturesBecomeTheirLuminance)
     const TestBitmap colours({.bits = 24}), wide({.bits = 48, .structSize = BITMAPHANDLE_SIZE_SHORT});
     colours->Order = ORDER_BGR;
     wide->Order = ORDER_RGB;
+    ASSERT_EQ(R_PutPixelColor(colours, 0, 0, colours->Transparency = 0x0000FF), SUCCESS);
     auto before = samplesOf(colours);
     ASSERT_EQ(R_GrayScaleBitmap(colours, 8), SUCCESS);
     expectBecame(colours, before,
                  [](uint64_t p) { return (2 * byteOf(p, 2) + 5 * byteOf(p, 1) + byteOf(p, 0) + 4) / 8; });
+    EXPECT_EQ(colours->Transparency, R_GetPixelColor(colours, 0, 0));
     EXPECT_EQ(R_IsGrayScaleBitmap(colours), 1);
     EXPECT_EQ(colours->Order, ORDER_GRAY);
 
@@ -80,12 +82,15 @@ TEST(GrayScal, ATableAppliedIsWhatItShowed)
     coloured->pLUT = narrow.data();
     coloured->LUTLength = 100;
     auto before = samplesOf(coloured);
+    coloured->Transparency = R_GetPixelColor(coloured, 0, 0);
     ASSERT_EQ(R_ApplyBitmapLUT(coloured), SUCCESS);
+    EXPECT_EQ(coloured->Transparency, R_GetPixelColor(coloured, 0, 0));
     EXPECT_EQ(coloured->pLUT, nullptr);
     expectBecame(coloured, before, [](uint64_t p) { return p < 100 ? (255 - p) | p << 8 | 7 << 16 : p * 0x10101; });
 
     deep->pLUT16 = wide.data();
     deep->LUTLength16 = 3000;
+    deep->pLUT = narrow.data(); // without entries
     before = samplesOf(deep);
     ASSERT_EQ(R_ApplyBitmapLUT(deep), SUCCESS);
     EXPECT_EQ(deep->BitsPerPixel, 16);

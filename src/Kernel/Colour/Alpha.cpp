@@ -194,11 +194,14 @@ using namespace rv;
 R_INT R_GetBitmapAlpha(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize) noexcept
 {
     if (pDst == nullptr || pDst == pSrc) return ERROR_INV_PARAMETER;
+    R_TRY(checkAllocated(pSrc, ERROR_INV_PARAMETER));
+    if (!isStructSize(uStructSize)) return ERROR_INV_STRUCT_SIZE;
     R_TRY(checkPixels(pSrc, hasAlpha));
     Replacement made(pDst, pSrc, uStructSize, {pSrc->Width, pSrc->Height, pSrc->BitsPerPixel / 4});
     R_TRY(made.status());
     Status status = makeGray(made.bitmap());
     if (!status.ok()) return made.fail(status);
+    pDst->Flags &= ~FLAG_TRANSPARENCY; // the picture's transparent colour is no alpha
     {
         BitmapAccess source(pSrc);
         status = source.status();

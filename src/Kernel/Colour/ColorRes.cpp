@@ -86,7 +86,9 @@ public:
         } else {
             copy(R_IntGetFixedPalette(wanted.bits), 1u << wanted.bits);
         }
-        return SUCCESS;
+        if (!wanted.dithered() || table_ != nullptr || !beginsFixedPalette()) return SUCCESS;
+        table_ = ownTable_ = R_CreateUserMatchTable(entries_, 0);
+        return table_ != nullptr ? SUCCESS : ERROR_FAILURE;
     }
     const RGBQUAD* entries() const noexcept { return entries_; }
     R_UINT count() const noexcept { return count_; }
@@ -97,6 +99,12 @@ private:
     {
         count_ = count;
         std::copy_n(entries, count, entries_);
+    }
+    /// Whether the entries are some of a fixed palette's, whose rule, without a match table, would choose others too.
+    bool beginsFixedPalette() const noexcept
+    {
+        const R_INT bits = bitsForColours(count_);
+        return count_ < 1u << bits && std::memcmp(entries_, R_IntGetFixedPalette(bits), count_ * sizeof(RGBQUAD)) == 0;
     }
     void makeRamp(R_UINT count) noexcept
     {
@@ -121,19 +129,14 @@ private:
     R_UINT* ownTable_ = nullptr;
 };
 
-/// Makes the new record what is wanted. Colours that it names are looked for in the palette that it has now.
-Status describe(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Wanted& wanted, const NewPalette& palette) noexcept
+/// Makes the new record what is wanted.
+Status describe(BITMAPHANDLE* pDst, const Wanted& wanted, const NewPalette& palette) noexcept
 {
-    if (wanted.gray()) {
-        R_TRY(makeGray(pDst));
-    } else {
-        dropGrayParams(pDst);
-        pDst->Order = wanted.has(COLORRES_ORDER_BGR) ? ORDER_BGR : ORDER_RGB;
-        if (wanted.bits <= 8) R_TRY(copyPaletteEntries(pDst, palette.entries(), palette.count()));
-        if (wanted.bits != 32 && wanted.bits != 64) pDst->Flags &= ~(FLAG_ALPHA_BLEND | FLAG_PREMULTIPLY_ALPHA);
-    }
-    pDst->Background = R_TranslateBitmapColor(pDst, pSrc, pSrc->Background);
-    pDst->Transparency = R_TranslateBitmapColor(pDst, pSrc, pSrc->Transparency);
+    if (wanted.gray()) return makeGray(pDst);
+    dropGrayParams(pDst);
+    pDst->Order = wanted.has(COLORRES_ORDER_BGR) ? ORDER_BGR : ORDER_RGB;
+    if (wanted.bits <= 8) R_TRY(copyPaletteEntries(pDst, palette.entries(), palette.count()));
+    if (wanted.bits != 32 && wanted.bits != 64) pDst->Flags &= ~(FLAG_ALPHA_BLEND | FLAG_PREMULTIPLY_ALPHA);
     return SUCCESS;
 }
 
@@ -198,11 +201,12 @@ Status ditherBitmap(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const NewPalette& pa
 
 Status fill(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Wanted& wanted, const NewPalette& palette) noexcept
 {
-    R_TRY(describe(pDst, pSrc, wanted, palette));
-    if (wanted.dithered()) return ditherBitmap(pDst, pSrc, palette);
+    R_TRY(describe(pDst, wanted, palette));
     PixelFormat from, to;
     R_TRY(formatOf(pSrc, &from));
     R_TRY(formatOf(pDst, &to));
+    R_TRY(convertColours(pDst, to, pSrc, from));
+    if (wanted.dithered()) return ditherBitmap(pDst, pSrc, palette);
     RowConverter rows(from, to);
     R_TRY(rows.status());
     return convertBitmap(pDst, pSrc, rows);
@@ -219,6 +223,8 @@ R_INT R_ColorResBitmap(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSiz
 {
     R_TRY(checkAllocated(pSrc, ERROR_INV_PARAMETER));
     R_TRY(checkStructSize(pSrc));
+    const bool inPlace = pDst == nullptr || pDst == pSrc;
+    if (!inPlace && !isStructSize(uStructSize)) return ERROR_INV_STRUCT_SIZE;
     if (!isDepth(nBitsPerPixel)) return ERROR_INV_BITS_PER_PIXEL;
     const Wanted wanted{nBitsPerPixel, uFlags, pPalette, uColors};
     R_TRY(checkWanted(wanted, pSrc));
@@ -227,7 +233,6 @@ R_INT R_ColorResBitmap(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSiz
     R_TRY(formatOf(pSrc, &readable));
     NewPalette palette;
     if (nBitsPerPixel <= 8) R_TRY(palette.make(wanted, pSrc));
-    const bool inPlace = pDst == nullptr || pDst == pSrc;
     Replacement made(pDst, pSrc, inPlace ? pSrc->uStructSize : uStructSize, {pSrc->Width, pSrc->Height, nBitsPerPixel});
     R_TRY(made.status());
     const Status filled = fill(made.bitmap(), pSrc, wanted, palette);

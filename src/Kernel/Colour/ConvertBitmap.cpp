@@ -2,9 +2,12 @@
 
 #include "Kernel/Core/Access.h"
 #include "Kernel/Core/Checks.h"
+#include "Kernel/Core/ColourValue.h"
 #include "Kernel/Core/Palette.h"
 #include "Kernel/Core/Progress.h"
 #include "Kernel/Core/RowCursor.h"
+#include "Kernel/Pixels/Depths.h"
+#include "Kernel/Pixels/PixelTraits.h"
 
 #include <cstring>
 
@@ -33,7 +36,53 @@ Status convertRows(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, RowConverter& rows) n
     return SUCCESS;
 }
 
+/// A row of one pixel.
+struct OnePixel {
+    uint8_t bytes[8] = {};
+
+    void put(R_INT bits, StoredPixel pixel) noexcept
+    {
+        withDepth(bits, [&]<int Bits>(Depth<Bits>) {
+            PixelTraits<Bits>::write(bytes, 0, pixel.bits);
+            return true;
+        });
+    }
+    StoredPixel get(R_INT bits) const noexcept
+    {
+        return withDepth(bits,
+                         [&]<int Bits>(Depth<Bits>) -> StoredPixel { return {PixelTraits<Bits>::read(bytes, 0)}; });
+    }
+};
+
+Status convertColour(COLORREF* colour, BITMAPHANDLE* pDst, const PixelFormat& to, BITMAPHANDLE* pSrc,
+                     const PixelFormat& from) noexcept
+{
+    OnePixel before, after;
+    PixelFormat format = from;
+    if (kindOf(*colour) == COLOUR_RGB) { // which the source need not be able to show
+        format = PixelFormat{.bits = 24, .redFirst = true};
+        before.put(24, {rgbBits(*colour)});
+    } else {
+        before.put(from.bits, pixelOfColour(pSrc, *colour, 255));
+    }
+    RowConverter pixel(format, to, false);
+    R_TRY(pixel.status());
+    pixel.convert(after.bytes, before.bytes, 1);
+    *colour = colourOfPixel(pDst, after.get(to.bits));
+    return SUCCESS;
+}
+
 } // namespace
+
+Status convertColours(BITMAPHANDLE* pDst, const PixelFormat& to, BITMAPHANDLE* pSrc, const PixelFormat& from) noexcept
+{
+    COLORREF background = pSrc->Background, transparency = pSrc->Transparency; // packed fields
+    R_TRY(convertColour(&background, pDst, to, pSrc, from));
+    R_TRY(convertColour(&transparency, pDst, to, pSrc, from));
+    pDst->Background = background;
+    pDst->Transparency = transparency;
+    return SUCCESS;
+}
 
 Status convertBitmap(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, RowConverter& rows) noexcept
 {

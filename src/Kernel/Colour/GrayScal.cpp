@@ -64,6 +64,7 @@ Status replaceBy(BITMAPHANDLE* pBitmap, const PixelFormat& from, R_INT bits, Pre
     PixelFormat to;
     Status status = prepare(made.bitmap());
     if (status.ok()) status = formatOf(made.bitmap(), &to);
+    if (status.ok()) status = convertColours(made.bitmap(), to, pBitmap, from);
     if (!status.ok()) return made.fail(status);
     RowConverter rows(from, to);
     status = rows.status();
@@ -86,12 +87,14 @@ template <class Entry> bool hasColour(const Entry* entries, R_UINT count) noexce
                        [](const Entry& e) noexcept { return e.rgbRed != e.rgbGreen || e.rgbRed != e.rgbBlue; });
 }
 
-/// The depth in which nothing of the table is lost.
-R_INT bitsOfTable(const PixelFormat& format) noexcept
+/// The depth in which nothing of the tables is lost. Entries of the second count where the first has none.
+R_INT bitsOfTables(const PixelFormat& format) noexcept
 {
     const R_UINT most = 1u << format.bits; // what lies behind has no sample
-    if (format.table != nullptr) return hasColour(format.table, std::min(format.tableLength, most)) ? 24 : 8;
-    return hasColour(format.table16, std::min(format.tableLength16, most)) ? 48 : 16;
+    const R_UINT narrow = std::min(format.tableLength, most), all = std::min(format.tableLength16, most);
+    const bool wide = all > narrow;
+    const bool colour = hasColour(format.table, narrow) || (wide && hasColour(format.table16 + narrow, all - narrow));
+    return wide ? (colour ? 48 : 16) : (colour ? 24 : 8);
 }
 
 /// Gray samples of 8 bits have a palette to be shown by, and tables all the same.
@@ -108,7 +111,9 @@ Status formatWithTables(const BITMAPHANDLE* pBitmap, PixelFormat* format) noexce
         format->table16 = lut16(pBitmap);
         format->tableLength16 = pBitmap->LUTLength16;
     }
-    return format->hasTable() ? SUCCESS : ERROR_INV_PARAMETER;
+    if (format->table == nullptr) format->tableLength = 0;
+    if (format->table16 == nullptr) format->tableLength16 = 0;
+    return format->tableLength != 0 || format->tableLength16 != 0 ? SUCCESS : ERROR_INV_PARAMETER;
 }
 
 } // namespace
@@ -154,7 +159,7 @@ R_INT R_ApplyBitmapLUT(BITMAPHANDLE* pBitmap) noexcept
     R_TRY(checkChangeable(pBitmap));
     PixelFormat from;
     R_TRY(formatWithTables(pBitmap, &from));
-    const R_INT bits = bitsOfTable(from);
+    const R_INT bits = bitsOfTables(from);
     if (bits <= 16) return replaceBy(pBitmap, from, bits, makeGray);
     return replaceBy(pBitmap, from, bits, [](BITMAPHANDLE* made) noexcept -> Status {
         dropGrayParams(made);
