@@ -179,6 +179,10 @@ TEST(ColorRes, WhatMakesNoSenseIsRefused)
     EXPECT_EQ(R_ColorResBitmap(nullptr, nullptr, 0, 8, 0, nullptr, 0), ERROR_INV_PARAMETER);
     BITMAPHANDLE made; // the size comes before the depth
     EXPECT_EQ(R_ColorResBitmap(&made, bitmap, 100, 9, 0, nullptr, 0), ERROR_INV_STRUCT_SIZE);
+
+    // Rows of 64 bits that a record cannot count.
+    const TestBitmap wide({.bits = 1, .width = 70000000, .height = 1});
+    EXPECT_EQ(R_ColorResBitmap(&made, wide, BITMAPHANDLE_SIZE, 64, 0, nullptr, 0), ERROR_INV_SIZE);
 }
 
 } // namespace

@@ -111,6 +111,11 @@ TEST(Perspective, RefusesWhatIsNone)
     EXPECT_EQ(R_ChangeRectViewPerspective(0, 5, 5, 0, nullptr), ERROR_INV_PARAMETER);
     EXPECT_EQ(R_PointToBitmap(p, 9, &x, nullptr), ERROR_INV_PARAMETER);
     EXPECT_EQ(R_RectFromBitmap(nullptr, 9, &rect), ERROR_INV_PARAMETER);
+
+    BITMAPHANDLE high, turned; // columns of more bytes than a record counts in a row
+    ASSERT_EQ(R_InitBitmap(&high, BITMAPHANDLE_SIZE, 1, 70000000, 64), SUCCESS);
+    high.Flags |= FLAG_ALLOCATED | FLAG_CONVENTIONAL_MEMORY | FLAG_MIRROR; // nothing of it is looked at
+    EXPECT_EQ(R_ChangeBitmapViewPerspective(&turned, &high, BITMAPHANDLE_SIZE, RIGHT_TOP), ERROR_INV_SIZE);
     EXPECT_EQ(R_ChangeBitmapViewPerspective(p, nullptr, 0, 1), ERROR_INV_PARAMETER);
 
     const GuardedRecord made(BITMAPHANDLE_SIZE);

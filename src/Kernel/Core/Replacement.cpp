@@ -170,6 +170,12 @@ BITMAPHANDLE* Replacement::bitmap() noexcept { return target_; }
 
 Status Replacement::duplicate(R_UINT uStructSize, const Shape& shape, R_UINT flags) noexcept
 {
+    // Longer rows than a record counts would be cut by it, and then be filled whole.
+    constexpr R_UINT64 longestRow = 0x1FFFFFFC;
+    if (shape.width > 0 && isDepth(shape.bits) && packedBytes(shape.width, shape.bits) > longestRow) {
+        target_ = nullptr;
+        return ERROR_INV_SIZE;
+    }
     // A record keeps its own size, whatever size was asked for.
     if (replaces() && source_ != nullptr && isStructSize(uStructSize)) uStructSize = source_->uStructSize;
     const Status made = R_DupBitmapNewDim(target_, source_, uStructSize, shape.width, shape.height, shape.bits, flags);

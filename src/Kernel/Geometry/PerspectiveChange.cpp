@@ -26,6 +26,7 @@ Size turnedSize(const BITMAPHANDLE* pBitmap, const Turn& turn) noexcept
 /// Gives the new bitmap its pixels, and what of its record lies as they do.
 Status fillTurned(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn, R_INT perspective) noexcept
 {
+    R_TRY(checkWalkable(pDst)); // what was high may be too wide for a record
     BitmapAccess source(pSrc);
     R_TRY(source.status());
     BitmapAccess target(pDst);
