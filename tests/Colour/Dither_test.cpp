@@ -2,6 +2,7 @@
 #include "Kernel/Colour/Dither.h"
 #include "Kernel/Pixels/Depths.h"
 #include "Kernel/Pixels/Simd/Select.h"
+#include "Support/FailingPlatform.h"
 #include "Support/World.h"
 
 #include <gtest/gtest.h>
@@ -263,7 +264,19 @@ TEST(Dither, SaysWhatItCannotStart)
     EXPECT_EQ(R_StartDithering(indexed, palette, 257), ERROR_INV_PARAMETER);
     EXPECT_EQ(R_StartDitheringExt(indexed, palette, 16, 9, nullptr), ERROR_INV_PARAMETER);
     EXPECT_EQ(R_StartDitheringExt(indexed, palette, 16, 0, nullptr), ERROR_INV_PARAMETER);
-    EXPECT_EQ(R_StartDitheringExt(indexed, nullptr, 16, 4, table), ERROR_INV_PARAMETER);
+    {
+        const NoMemory none; // arguments come first
+        EXPECT_EQ(R_StartDitheringExt(indexed, nullptr, 16, 4, table), ERROR_INV_PARAMETER);
+    }
+    R_INT status = ERROR_FAILURE;
+    for (int nth = 1; status != SUCCESS; ++nth) {
+        std::vector<R_UINT> cells(MATCH_TABLE_CELLS);
+        const FailingAllocation fault(nth);
+        status = R_StartDitheringExt(indexed, palette, 16, 4, cells.data());
+        ASSERT_EQ(status, fault.happened() ? ERROR_FAILURE : SUCCESS);
+        EXPECT_EQ(cells[0], status == SUCCESS ? 1u : 0u); // of black, the first entry
+    }
+    EXPECT_EQ(R_StopDithering(indexed), SUCCESS);
     const auto refused = [&](const TestBitmap& bitmap, auto spoil) {
         BITMAPHANDLE record = *bitmap.get();
         spoil(record);
@@ -294,9 +307,9 @@ TEST(Dither, ShortAndAllMarkedPalettes)
     ASSERT_EQ(R_SetBitmapNewPalette(bitmap, colours.data(), 3), SUCCESS);
     bitmap->DitheringMethod = DITHER_NONE;
     const uint8_t source[] = {0, 1, 2};
-    const auto indices = [&](const RGBQUAD* palette, R_UINT count) {
+    const auto indices = [&](const RGBQUAD* palette, R_UINT count, R_INT bits = 8) {
         std::array<uint8_t, 3> row{};
-        EXPECT_EQ(R_StartDitheringExt(bitmap, palette, count, 8, nullptr), SUCCESS);
+        EXPECT_EQ(R_StartDitheringExt(bitmap, palette, count, bits, nullptr), SUCCESS);
         EXPECT_EQ(R_DitherLine(bitmap, source, row.data()), SUCCESS);
         EXPECT_EQ(R_StopDithering(bitmap), SUCCESS);
         return row;
@@ -307,6 +320,9 @@ TEST(Dither, ShortAndAllMarkedPalettes)
     EXPECT_EQ(indices(R_IntGetFixedPalette(4), 9), (Row{15, 0, 9})); // entries that the palette has not
     const RGBQUAD marked[] = {{0, 0, 0, 2}, {120, 120, 120, 1}, {90, 90, 210, 3}};
     EXPECT_EQ(indices(marked, 3), (Row{1, 1, 2}));
+    const RGBQUAD grays[] = {{128, 128, 128, 0}, {100, 100, 100, 0}, {200, 200, 200, 0}};
+    ASSERT_EQ(R_SetBitmapNewPalette(bitmap, grays, 3), SUCCESS);
+    EXPECT_EQ(indices(nullptr, 4, 1), (Row{0b01100000})); // the lowest bits of 2, 1, 3
 }
 
 } // namespace

@@ -23,7 +23,8 @@ Status checkRequest(const BITMAPHANDLE* pBitmap, const DitherRequest& request, P
 {
     const bool sensible = formatOf(pBitmap, format).ok() && request.colours >= 1 && request.colours <= 256 &&
                           request.bits >= 1 && request.bits <= 8 && isMethod(pBitmap->DitheringMethod) &&
-                          (format->bits > 8 || format->colours != 0);
+                          (format->bits > 8 || format->colours != 0) &&
+                          (request.palette != nullptr || request.userTable == nullptr);
     if (!sensible) return ERROR_INV_PARAMETER;
     return pBitmap->Width >= 0 ? SUCCESS : ERROR_INV_SIZE;
 }
@@ -78,7 +79,9 @@ Status Dithering::prepare(const DitherRequest& request, bool grayFormat) noexcep
         std::fill_n(thresholds_, std::size(thresholds_), target_.comparing() ? DitherTarget::kMiddle : int16_t{0});
     if (grayOnly(grayFormat)) channels_ = 1;
     sourceIsGray_ = channels_ == 1 && isByteRamp();
-    return takeRowMemory() ? SUCCESS : ERROR_FAILURE;
+    if (!takeRowMemory()) return ERROR_FAILURE;
+    target_.seedTable(); // last: a start that fails leaves the caller's table as it was
+    return SUCCESS;
 }
 
 /// Whether one channel tells everything: all colours are gray, and so are the entries that they can become.

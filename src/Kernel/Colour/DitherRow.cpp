@@ -220,7 +220,7 @@ void Dithering::compareRow(const uint8_t* source, uint8_t* target) noexcept
 
 void Dithering::row(const uint8_t* source, uint8_t* target) noexcept
 {
-    if (diffusion_ == nullptr && channels_ == 1 && bits_ == 1) return compareRow(source, target);
+    if (diffusion_ == nullptr && channels_ == 1 && bits_ == 1 && target_.comparing()) return compareRow(source, target);
     reader_.read(reinterpret_cast<RGBQUAD*>(colours_.data()), source, width_);
     makeIndices();
     if (diffusion_ != nullptr) advance(errors_);

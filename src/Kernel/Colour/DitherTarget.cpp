@@ -88,7 +88,6 @@ Status DitherTarget::prepare(const RGBQUAD* palette, R_UINT colours, R_UINT* use
 
 Status DitherTarget::prepareTable(const RGBQUAD* palette, R_UINT colours, R_UINT* userTable) noexcept
 {
-    if (palette == nullptr) return ERROR_INV_PARAMETER;
     if (userTable == nullptr) {
         constexpr size_t kBytes = MATCH_TABLE_CELLS * sizeof(R_UINT);
         table_ = RowBuffer(kBytes);
@@ -100,7 +99,6 @@ Status DitherTarget::prepareTable(const RGBQUAD* palette, R_UINT colours, R_UINT
     if (items_.count == 0) listUsable(palette, colours, true);
     items_.cells = userTable;
     items_.resolve = resolve;
-    seedTable();
     return SUCCESS;
 }
 
@@ -118,6 +116,7 @@ void DitherTarget::listUsable(const RGBQUAD* palette, R_UINT colours, bool ignor
 /// The first entry that falls into a cell has it, however near others are.
 void DitherTarget::seedTable() noexcept
 {
+    if (items_.cells == nullptr) return;
     for (R_UINT i = 0; i < items_.count; ++i) {
         uint32_t& cell = items_.cells[cellOf(list_[i])];
         if (cell - 1 >= items_.count) cell = i + 1;

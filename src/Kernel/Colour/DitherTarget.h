@@ -15,9 +15,11 @@ public:
     DitherTarget& operator=(const DitherTarget&) = delete;
 
     /// palette    1 to 256 entries, copied; null stands for the fixed palette of so many colours
-    /// userTable  used in place of any rule where it is not null
-    /// ERROR_INV_PARAMETER: a table without a palette. ERROR_FAILURE: no memory.
+    /// userTable  used in place of any rule where it is not null, which takes a palette
+    /// ERROR_FAILURE: no memory.
     Status prepare(const RGBQUAD* palette, R_UINT colours, R_UINT* userTable) noexcept;
+    /// Gives the cells of the entries' own colours their answers, where a match table has none yet.
+    void seedTable() noexcept;
 
     const IndexItems& items() const noexcept { return items_; }
     /// What an ordered method makes of its matrix, row by row: numbers to add to the components or, where comparing()
@@ -48,7 +50,6 @@ private:
     static Kind classify(const RGBQUAD* palette, R_UINT colours) noexcept;
     Status prepareTable(const RGBQUAD* palette, R_UINT colours, R_UINT* userTable) noexcept;
     void listUsable(const RGBQUAD* palette, R_UINT colours, bool ignoreMarks) noexcept;
-    void seedTable() noexcept;
     static uint32_t resolve(const IndexItems& items, uint32_t cell) noexcept;
 
     Kind kind_ = Kind::other;
