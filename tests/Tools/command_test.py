@@ -24,7 +24,8 @@ def left(t):
 @case("Command.HelpAndVersion")
 def help_and_version(t):
     assert t.ok("--version").startswith("rvimg ")
-    commands = ("info", "convert", "flip", "mirror", "crop", "fill", "combine", "orient", "chart")
+    commands = ("info", "convert", "flip", "mirror", "crop", "fill", "combine", "orient", "dither", "depth", "gray",
+                "palette", "chart")
     assert all(command in t.ok("--help") for command in commands)
     for command in commands:
         assert "Usage: rvimg " + command in t.ok(command, "--help")
@@ -43,6 +44,11 @@ def help_and_version(t):
       ("colour", "fill small.ppm out.ppm --colour 12345"),
       ("mode", "combine small.ppm out.ppm --with small.ppm --mode mix"), ("no mode", "combine a.ppm b.ppm --with c.ppm"),
       ("place", "combine small.ppm out.ppm --with small.ppm --mode add --at 1"),
+      ("method", "dither small.ppm out.ppm --method best"), ("colours", "dither small.ppm out.ppm --colours 257"),
+      ("fixed colours", "dither small.ppm out.ppm --palette fixed --colours 10"), ("no depth", "depth small.ppm out.ppm"),
+      ("depth", "depth small.ppm out.ppm --bits 9"), ("palette of none", "depth small.ppm out.ppm --bits 24 --palette gray"),
+      ("gray depth", "gray small.ppm out.ppm --bits 4"), ("palette of what", "palette small.ppm out.ppm"),
+      ("palette for what", "palette small.ppm --from small.ppm"),
       ("area", "fill small.ppm out.ppm --colour 123456 --area 3x0+1+1"),
       ("area too", "fill small.ppm out.ppm --colour 123456 --area 3x1-1+1"))
 def wrong_usage(t, arguments):
@@ -68,7 +74,8 @@ def failures(t):
         t.fails("info", source, says=f"rvimg: {source}: ")
     t.fails("convert", "small.ppm", "folder.bmp", says="rvimg: folder.bmp: is a directory")
     t.fails("convert", "small.ppm", "nowhere/out.bmp", says="rvimg: nowhere/out.bmp: cannot write: there is no such")
-    t.fails("convert", "small.ppm", "old.bmp", "--format", "pgm", says="old.bmp: PGM cannot hold 24-bit colour")
+    t.fails("convert", "small.ppm", "old.bmp", "--format", "pgm", "--exact",
+            says="old.bmp: PGM cannot hold 24-bit colour")
     assert left(t) == before and t.path("old.bmp").read_bytes() == b"old"
 
 

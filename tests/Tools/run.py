@@ -26,6 +26,7 @@ sys.dont_write_bytecode = True
 
 import support  # noqa: E402
 import broken_test  # noqa: E402
+import colour_test  # noqa: E402, F401
 import command_test  # noqa: E402, F401
 import keeping_test  # noqa: E402, F401
 import reading_test  # noqa: E402, F401

@@ -83,6 +83,13 @@ class Tool:
         assert not done.stderr, f"{arguments} said {done.stderr.decode()}"
         return done.stdout.decode().replace("\r\n", "\n")
 
+    def tells(self, *arguments, says):
+        """Done, but not without saying something."""
+        done = self.call(*arguments)
+        message = done.stderr.decode(errors="replace")
+        assert done.returncode == 0 and says in message, f"{arguments}: exit {done.returncode}: {message!r}, not {says!r}"
+        return message
+
     def fails(self, *arguments, code=1, says="", **more):
         done = self.call(*arguments, **more)
         message = done.stderr.decode(errors="replace")

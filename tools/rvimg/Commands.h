@@ -16,6 +16,7 @@ struct TransformOptions {
     std::string format; ///< of the output; empty: by its name's ending, the input's where it has none
     unsigned page = 0;  ///< 0: all
     bool quiet = false;
+    bool recolours = false;           ///< the operation may leave pages of another depth
     std::optional<R_INT> perspective; ///< the one that the operation gives to the pages; nothing: each keeps its own
     ReadOptions reading;
     WriteOptions writing;
@@ -27,8 +28,8 @@ using Operation = std::function<R_INT(BITMAPHANDLE*)>;
 /// Reads the pages of the input, works on each (null: leaves it as it is) and writes them.
 void transform(const TransformOptions& options, const Operation& operation);
 
-/// Reads the first page of a file.
-Image readPicture(const std::string& file, const ReadOptions& options);
+/// Reads a page of a file, counted from 1.
+Image readPicture(const std::string& file, const ReadOptions& options, unsigned page = 1);
 
 struct InfoOptions {
     std::vector<std::string> files;

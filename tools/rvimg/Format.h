@@ -16,6 +16,7 @@ struct ReadOptions {
 struct WriteOptions {
     int quality = 90;        ///< of JPEG, 1 to 100
     std::string compression; ///< of TIFF; empty: what suits the depth
+    bool exact = false;      ///< a format that cannot hold a page's depth refuses it
     uint64_t pixelBytes = 0; ///< of all pages together, as far as they are known beforehand
 };
 

@@ -48,4 +48,22 @@ Operation combineWith(const Combination& combination, const ReadOptions& reading
 /// Stores the picture in another perspective; it looks the same.
 Operation orientTo(R_INT perspective);
 
+/// Which colours a picture of 1 to 8 bits is to have, and how those that it has not are made up.
+struct Colours {
+    std::string palette;                    ///< a name of paletteNames(), or a file; empty: what suits the picture
+    unsigned count = 0;                     ///< 0: as many as there are, 256 where they are chosen
+    std::string method = "floyd-steinberg"; ///< a name of ditheringMethods()
+};
+std::vector<std::string> paletteNames();
+std::vector<std::string> ditheringMethods();
+
+/// Fewer colours: those that are missing are made up of neighbours that differ.
+Operation ditherTo(const Colours& colours, const ReadOptions& reading);
+/// Another depth, each pixel the nearest colour. A palette is for depths of up to 8 bits.
+Operation depthTo(R_INT bits, const std::string& palette, const ReadOptions& reading);
+/// Gray of 8, 12 or 16 bits; 0: 16 for a picture of more than 8 bits a sample, else 8.
+Operation grayTo(R_INT bits);
+/// Another file's palette: each pixel becomes the nearest of its colours, or keeps its index.
+Operation paletteFrom(const std::string& file, bool keepIndices, const ReadOptions& reading);
+
 } // namespace rvimg

@@ -30,9 +30,12 @@ bool errorIsTerminal()
 
 Progress::Progress(bool wanted) : shown_(wanted && errorIsTerminal()), next_(Clock::now() + kPatience) {}
 
-Progress::~Progress()
+Progress::~Progress() { hide(); }
+
+void Progress::hide()
 {
     if (drawn_) std::fputs("\r\033[K", stderr);
+    drawn_ = false;
 }
 
 void Progress::begin(std::string stage, uint64_t steps)

@@ -20,6 +20,8 @@ public:
     void begin(std::string stage, uint64_t steps);
     void advance() { moveTo(done_ + 1); }
     void moveTo(uint64_t done);
+    /// Wipes the bar, so that something else can be told. It comes back by itself.
+    void hide();
 
 private:
     using Clock = std::chrono::steady_clock;

@@ -1,4 +1,5 @@
 #include "Commands.h"
+#include "Depth.h"
 #include "PictureWriter.h"
 #include "Progress.h"
 
@@ -87,6 +88,19 @@ uint64_t pixelBytesOf(ByteSource& source, const ReadOptions& options)
     return bytes;
 }
 
+/// Throws where the format can hold the page in no depth, or not in its own when no other will do.
+void checkWritable(const Format& format, const Layout& layout, const WriteOptions& options)
+{
+    options.exact ? checkHolds(format, layout) : void(depthFor(format, layout));
+}
+
+/// What a page had besides its colours and has no more.
+void tellLosses(const TransformOptions& options, const Layout& before, Image& image)
+{
+    if (dropUncertainTransparency(image, before)) report(options.input, "the transparent colour is left out");
+    if (before.hasAlpha() && !image.layout().hasAlpha()) report(options.input, "the alpha is left out");
+}
+
 } // namespace
 
 void transform(const TransformOptions& options, const Operation& operation)
@@ -107,17 +121,24 @@ void transform(const TransformOptions& options, const Operation& operation)
         on(options.output, [&] {
             Layout written = *layout;
             if (options.perspective) written.perspective = *options.perspective;
-            checkHolds(target, written); // before any work is done in vain
+            if (!options.recolours) checkWritable(target, written, writing); // before any work is done in vain
             if (!writer) writer.emplace(options.output, target, writing);
         });
         const auto height = static_cast<uint64_t>(layout->height);
         progress.begin("reading " + options.input, height);
-        Image image = on(options.input, [&] { return readPage(*decoder, *layout, progress); });
+        Image image = on(options.input, [&] {
+            if (options.recolours && layout->isSigned) throw Error("signed samples cannot be given other colours");
+            return readPage(*decoder, *layout, progress);
+        });
         if (operation) {
             progress.begin("working on " + options.input, 100);
             const KernelProgress told(progress);
             on(options.input, [&] { check(operation(image.record())); });
             if (options.perspective) image.tagOrientation();
+            if (options.recolours) {
+                progress.hide();
+                tellLosses(options, *layout, image);
+            }
         }
         progress.begin("writing " + options.output, height);
         on(options.output, [&] { writer->write(image, progress); });
@@ -127,13 +148,12 @@ void transform(const TransformOptions& options, const Operation& operation)
     on(options.output, [&] { writer->commit(); });
 }
 
-Image readPicture(const std::string& file, const ReadOptions& options)
+Image readPicture(const std::string& file, const ReadOptions& options, unsigned page)
 {
     return on(file, [&] {
         const auto source = openSource(pathOf(file));
         const auto decoder = formatOf(*source).open(*source, options);
-        const auto layout = decoder->next();
-        if (!layout) throw Error("holds no picture");
+        const auto layout = Pages(*decoder, page).next();
         Progress unseen(false);
         return readPage(*decoder, *layout, unseen);
     });

@@ -1,5 +1,6 @@
 /// rvimg: reads, changes and writes pictures with the kernel.
 #include "Operations.h"
+#include "Palettes.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -37,13 +38,18 @@ public:
         app_.require_subcommand(1);
         app_.footer("'rvimg COMMAND --help' tells more about a command.\n" + std::string(kExitCodes));
         addInfo();
-        addTransform("convert", "Write a picture in another format, depth and palette unchanged", nullptr);
+        addTransform("convert",
+                     "Write a picture in another format, its depth and palette unchanged where it holds them", nullptr);
         addTransform("flip", "Turn a picture upside down, every page of it", R_FlipBitmap);
         addTransform("mirror", "Mirror a picture left to right, every page of it", R_ReverseBitmap);
         addCrop();
         addFill();
         addCombine();
         addOrient();
+        addDither();
+        addDepth();
+        addGray();
+        addPalette();
         addChart();
     }
     CLI::App& app() { return app_; }
@@ -80,6 +86,7 @@ private:
                          "(g4 for 1 bit, deflate for more)")
             ->check(quiet(CLI::IsMember({"none", "packbits", "lzw", "deflate", "g3", "g4", "jpeg", "zstd"})))
             ->type_name("NAME");
+        command->add_flag("--exact", options.exact, "Refuse a format that cannot hold the picture's depth");
         command->add_flag("-q,--quiet", noProgress, "Show no progress");
     }
 
@@ -122,6 +129,13 @@ private:
         return addTransform(name, description, [call] { return Operation(call); });
     }
 
+    static std::string joined(const std::vector<std::string>& names)
+    {
+        std::string all;
+        for (const std::string& name : names) all += (all.empty() ? "" : ", ") + name;
+        return all;
+    }
+
     /// An option whose words `read` makes a value of, or nothing.
     template <class T, class Read>
     static CLI::Option* addValue(CLI::App* command, const char* name, std::optional<T>& value, Read read,
@@ -156,9 +170,7 @@ private:
         CLI::App* const command = addTransform("combine", "Combine another picture of the same kind into a picture",
                                                [this] { return combineWith(combination_, transform_.reading); });
         command->add_option("--with", combination_.file, "The other picture")->required()->type_name("FILE");
-        std::string modes;
-        for (const std::string& name : combinationModes()) modes += (modes.empty() ? "" : ", ") + name;
-        command->add_option("--mode", combination_.mode, "How two pixels become one: " + modes)
+        command->add_option("--mode", combination_.mode, "How two pixels become one: " + joined(combinationModes()))
             ->required()
             ->check(quiet(CLI::IsMember(combinationModes())))
             ->type_name("NAME");
@@ -181,6 +193,105 @@ private:
         addValue(command, "--to", transform_.perspective, perspectiveNamed,
                  "Where the first row and the first column are to be seen (top-left)",
                  "top-left|top-right|bottom-right|bottom-left|left-top|right-top|right-bottom|left-bottom");
+    }
+
+    /// Whether the format holds a page is known when the operation is done.
+    CLI::App* addRecolouring(const char* name, const std::string& description,
+                             const std::function<Operation()>& operation)
+    {
+        return addTransform(name, description, [this, operation] {
+            transform_.recolours = true;
+            return operation();
+        });
+    }
+
+    CLI::Option* addPaletteOption(CLI::App* command, const std::string& otherwise)
+    {
+        return command
+            ->add_option("--palette", colours_.palette,
+                         "Its colours: " + joined(paletteNames()) + ", or those of a file (" + otherwise + ")")
+            ->type_name("NAME|FILE");
+    }
+
+    CLI::Option* addColours(CLI::App* command, unsigned& colours, const std::string& description)
+    {
+        return command->add_option("--colours,--colors", colours, description)
+            ->check(quiet(CLI::Range(2u, kMostColours)))
+            ->type_name("N");
+    }
+
+    void addDither()
+    {
+        CLI::App* const command =
+            addRecolouring("dither", "Give a picture few colours that look like many, and a depth that suits them",
+                           [this] { return ditherTo(colours_, transform_.reading); });
+        command
+            ->add_option("--method", colours_.method,
+                         "How colours are made up: " + joined(ditheringMethods()) + " (floyd-steinberg)")
+            ->check(quiet(CLI::IsMember(ditheringMethods())))
+            ->type_name("NAME");
+        addPaletteOption(command, "optimized; for 2 colours fixed, which is black and white");
+        addColours(command, colours_.count, "So many colours at most (256, or as many as the file has)");
+    }
+
+    void addDepth()
+    {
+        CLI::App* const command =
+            addRecolouring("depth", "Give a picture another depth: each pixel the nearest colour",
+                           [this] { return depthTo(bits_, colours_.palette, transform_.reading); });
+        command->add_option("--bits", bits_, "1 to 8, 12 (gray), 16 (gray, or colour of 5-5-5), 24, 32, 48 or 64")
+            ->required()
+            ->check(quiet(CLI::IsMember({1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64})))
+            ->type_name("N");
+        addPaletteOption(command, "what suits the picture: its own, grays, optimized");
+    }
+
+    void addGray()
+    {
+        CLI::App* const command = addRecolouring("gray", "Make a picture gray", [this] { return grayTo(bits_); });
+        command->add_option("--bits", bits_, "8, 12 or 16 (16 for samples of more than 8 bits, else 8)")
+            ->check(quiet(CLI::IsMember({8, 12, 16})))
+            ->type_name("N");
+    }
+
+    void addPalette()
+    {
+        CLI::App* const command =
+            addTransform("palette", "Show a picture's palette; with OUT and --from, give the picture another file's",
+                         [] { return Operation(); });
+        CLI::Option* const out = command->get_option("OUT")->required(false);
+        CLI::Option* const from =
+            command
+                ->add_option("--from", from_,
+                             "Write the picture with the palette of this file, a picture or a text as this command "
+                             "prints it, to OUT: each pixel the nearest colour")
+                ->needs(out)
+                ->type_name("FILE");
+        out->needs(from);
+        command->add_flag("--keep-indices", keepIndices_, "Pixels keep their index, and so change their colour")
+            ->needs(from);
+        command->add_option("--swatches", showing_.swatches, "Show the palette as a picture, and not as text")
+            ->excludes(from)
+            ->type_name("FILE");
+        addColours(command, showing_.colours, "Show the palette of so many colours at most that suits the picture")
+            ->excludes(from);
+        command->callback([this] { run_ = [this] { return runPalette(); }; });
+    }
+
+    bool runPalette()
+    {
+        if (!from_.empty()) {
+            transform_.recolours = true;
+            transform(transform_, paletteFrom(from_, keepIndices_, transform_.reading));
+            return true;
+        }
+        showing_.input = transform_.input;
+        showing_.format = transform_.format;
+        showing_.page = transform_.page;
+        showing_.reading = transform_.reading;
+        showing_.writing = transform_.writing;
+        showPalette(showing_);
+        return true;
     }
 
     CLI::Option* addArea(CLI::App* command, const char* description)
@@ -230,6 +341,11 @@ private:
     std::optional<RECT> area_;
     std::optional<Colour> colour_;
     Combination combination_;
+    Colours colours_;
+    R_INT bits_ = 0;
+    PaletteOptions showing_;
+    std::string from_;
+    bool keepIndices_ = false;
     ChartOptions chart_;
     std::function<bool()> run_;
 };
