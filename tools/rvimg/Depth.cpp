@@ -89,8 +89,12 @@ bool holds(const Format& format, const Layout& layout) { return format.refusal(l
 std::optional<Depth> depthFor(const Format& format, const Layout& layout)
 {
     if (!holds(format, layout) && !layout.isSigned)
-        for (const Depth& depth : depthsOf(layout))
-            if (holds(format, changed(layout, depth))) return depth;
+        for (const Depth& depth : depthsOf(layout)) {
+            const Layout to = changed(layout, depth);
+            if (!holds(format, to)) continue;
+            checkHolds(format, to); // its orientation too
+            return depth;
+        }
     checkHolds(format, layout);
     return std::nullopt;
 }
