@@ -300,6 +300,26 @@ TEST(Dither, SaysWhatItCannotStart)
     EXPECT_EQ(R_StopDithering(nullptr), ERROR_INV_PARAMETER);
 }
 
+TEST(Dither, WhatIsNotStoppedGoesWithItsImage)
+{
+    const LiveBlocks live;
+    {
+        const TestBitmap freed(Scene{24}), replaced(Scene{24, Home::conventional, BITMAPHANDLE_SIZE_SHORT});
+        for (const TestBitmap* bitmap : {&freed, &replaced})
+            ASSERT_EQ(R_StartDithering(*bitmap, nullptr, 200), SUCCESS);
+        BITMAPHANDLE copy = *freed.get();
+        R_FreeBitmap(freed);
+        EXPECT_EQ(freed->pDitherData, nullptr);
+        ASSERT_EQ(R_GrayScaleBitmap(replaced, 8), SUCCESS);
+        EXPECT_EQ(replaced->pDitherData, nullptr);
+        EXPECT_EQ(R_StopDithering(&copy), SUCCESS);         // what it points to is gone
+        replaced->pDitherData = reinterpret_cast<void*>(1); // somebody else's, and no address at all
+        R_FreeBitmap(replaced);
+        EXPECT_EQ(replaced->pDitherData, reinterpret_cast<void*>(1));
+    }
+    EXPECT_EQ(live.count(), 0) << live.text();
+}
+
 TEST(Dither, ShortAndAllMarkedPalettes)
 {
     const TestBitmap bitmap(Scene{8, Home::conventional, BITMAPHANDLE_SIZE, 3, 1});

@@ -32,7 +32,8 @@ Status checkRequest(const BITMAPHANDLE* pBitmap, const DitherRequest& request, P
 } // namespace
 
 Dithering::Dithering(const PixelFormat& format, const BITMAPHANDLE* pBitmap, R_INT bits) noexcept
-    : method_(pBitmap->DitheringMethod), width_(static_cast<size_t>(pBitmap->Width)), bits_(bits),
+    : DitherState([](DitherState* state) noexcept { free(static_cast<Dithering*>(state)); }),
+      method_(pBitmap->DitheringMethod), width_(static_cast<size_t>(pBitmap->Width)), bits_(bits),
       sourceBits_(static_cast<size_t>(format.bits)), reader_(format)
 {
     if (bits > 1 && bits < 8) packing_ = sampleFormatOf(bits, true);
@@ -59,15 +60,13 @@ Status Dithering::make(Dithering** ppDithering, const BITMAPHANDLE* pBitmap, con
 void Dithering::free(Dithering* dithering) noexcept
 {
     if (dithering == nullptr) return;
-    dithering->tag_ = 0; // a copy of the record may still point here
     dithering->~Dithering();
     platform().release(dithering);
 }
 
 Dithering* Dithering::of(const BITMAPHANDLE* pBitmap) noexcept
 {
-    auto* const dithering = static_cast<Dithering*>(pBitmap->pDitherData);
-    return dithering != nullptr && dithering->tag_ == kTag ? dithering : nullptr;
+    return static_cast<Dithering*>(DitherState::of(pBitmap));
 }
 
 Status Dithering::prepare(const DitherRequest& request, bool grayFormat) noexcept
@@ -136,7 +135,7 @@ R_INT R_StartDitheringExt(BITMAPHANDLE* pBitmap, const RGBQUAD* pPalette, R_UINT
     R_TRY(checkStructSize(pBitmap));
     Dithering* dithering = nullptr;
     R_TRY(Dithering::make(&dithering, pBitmap, {pPalette, uColors, nDestBitsPerPixel, pUserMatchTable}));
-    pBitmap->pDitherData = dithering;
+    DitherState::hang(pBitmap, dithering);
     return SUCCESS;
 }
 
@@ -161,8 +160,8 @@ R_INT R_StopDithering(BITMAPHANDLE* pBitmap) noexcept
 {
     if (pBitmap == nullptr) return ERROR_INV_PARAMETER;
     R_TRY(checkStructSize(pBitmap));
-    Dithering::free(Dithering::of(pBitmap));
-    pBitmap->pDitherData = nullptr;
+    DitherState::freeOf(pBitmap);
+    pBitmap->pDitherData = nullptr; // somebody else's, too
     return SUCCESS;
 }
 

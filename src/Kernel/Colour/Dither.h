@@ -5,6 +5,7 @@
 #pragma once
 
 #include "Kernel/Colour/DitherTarget.h"
+#include "Kernel/Core/DitherState.h"
 #include "Kernel/Pixels/FormatReader.h"
 #include "Kernel/Pixels/Samples.h"
 #include "Kernel/Pixels/Simd/RowKernels.h"
@@ -20,11 +21,8 @@ struct DitherRequest {
     R_UINT* userTable;      ///< a match table of the caller's, or null
 };
 
-class Dithering {
+class Dithering : public DitherState {
 public:
-    Dithering(const Dithering&) = delete;
-    Dithering& operator=(const Dithering&) = delete;
-
     /// A new one for the rows of a bitmap, by its format and method as they are now. Errors as of R_StartDitheringExt.
     static Status make(Dithering** ppDithering, const BITMAPHANDLE* pBitmap, const DitherRequest& request) noexcept;
     /// Null is ignored.
@@ -66,9 +64,6 @@ private:
     void readGray(uint8_t* target, const uint8_t* source) noexcept;
     void pack(uint8_t* target) noexcept;
 
-    static constexpr uint32_t kTag = 0x64697468; // what hangs in a record may be anybody's
-
-    uint32_t tag_ = kTag;
     R_UINT line_ = 0;
     R_INT method_;
     size_t width_;

@@ -4,6 +4,7 @@
 #include "Kernel/Base/Util.h"
 #include "Kernel/Core/AllocRecord.h"
 #include "Kernel/Core/Checks.h"
+#include "Kernel/Core/DitherState.h"
 #include "Kernel/Core/Palette.h"
 #include "Kernel/Core/RowCursor.h"
 
@@ -306,6 +307,7 @@ void R_FreeBitmap(BITMAPHANDLE* pBitmap) noexcept
     freeDisplayData(pBitmap);
     freePixels(pBitmap);
     clearPlacement(pBitmap);
+    DitherState::freeOf(pBitmap);
     freeExtraData(pBitmap);
     freeCallbacks(pBitmap);
 }

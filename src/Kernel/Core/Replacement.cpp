@@ -4,6 +4,7 @@
 #include "Kernel/Core/Access.h"
 #include "Kernel/Core/AllocRecord.h"
 #include "Kernel/Core/Checks.h"
+#include "Kernel/Core/DitherState.h"
 #include "Kernel/Core/Palette.h"
 #include "Kernel/Core/RowCursor.h"
 #include "R_Geometry.h"
@@ -132,6 +133,7 @@ void takePlace(BITMAPHANDLE* pBitmap, const BITMAPHANDLE* image) noexcept
     const CallersPart callers(pBitmap);
     freePixels(pBitmap);
     freePalette(pBitmap);
+    DitherState::freeOf(pBitmap); // it was for rows of the old image
     if (dataCallbacks(image) != nullptr) freeCallbacks(pBitmap);
     std::memcpy(static_cast<void*>(pBitmap), image, image->uStructSize);
     callers.restoreTo(pBitmap);
