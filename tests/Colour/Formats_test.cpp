@@ -1,6 +1,7 @@
 // Rows of every format as colours and as rows of every other, beside a reckoning pixel by pixel.
 #include "Kernel/Colour/RowConverter.h"
 #include "Kernel/Pixels/Depths.h"
+#include "Kernel/Pixels/Simd/Select.h"
 #include "Support/World.h"
 
 #include <gtest/gtest.h>
@@ -48,9 +49,9 @@ struct RandomRow {
     }
     PixelFormat randomFormat()
     {
-        static constexpr R_INT common[] = {1, 8, 24};
+        static constexpr R_INT common[] = {1, 8, 24, 32, 64};
         PixelFormat f;
-        f.bits = below(2) != 0 ? common[below(3)] : allDepths()[below(allDepths().size())];
+        f.bits = below(2) != 0 ? common[below(5)] : allDepths()[below(allDepths().size())];
         f.gray = f.bits == 12 || (f.bits <= 16 && below(2) != 0);
         f.redFirst = below(2) != 0;
         if (f.bits <= 8) {
@@ -121,27 +122,6 @@ Colour model(const RandomRow& r, size_t column, unsigned top)
     return {sample(f.redFirst ? 0 : 2), sample(1), sample(f.redFirst ? 2 : 0), alpha ? sample(3) : top};
 }
 
-template <class Quad> void expectRead(const RandomRow& r, unsigned top)
-{
-    std::vector<Quad> read(r.width + 1, Quad{1, 2, 3, 4});
-    FormatReader(r.format).read(read.data(), r.row.data(), r.width);
-    for (size_t i = 0; i < r.width; ++i) {
-        const Colour got{read[i].rgbRed, read[i].rgbGreen, read[i].rgbBlue, read[i].rgbReserved};
-        ASSERT_EQ(got, model(r, i, top)) << "column " << i << " of " << r.format.bits << " bits, to " << top;
-    }
-    EXPECT_EQ(read[r.width].rgbGreen, 2) << "written past the row";
-}
-
-TEST(Formats, EveryFormatReadsAsItsPixelsAreDefined)
-{
-    for (unsigned seed = 0; seed < 3000 && !HasFatalFailure(); ++seed) {
-        SCOPED_TRACE(seed);
-        const RandomRow row(seed);
-        expectRead<RGBQUAD>(row, 255);
-        expectRead<RGBQUAD16>(row, 65535);
-    }
-}
-
 unsigned luminanceOf(const Colour& c) { return (2 * c[0] + 5 * c[1] + c[2] + 4) / 8; }
 
 /// The pixel that stands for a pixel of the row in another format.
@@ -165,9 +145,10 @@ uint64_t converted(const RandomRow& r, size_t column, const PixelFormat& to)
     return pixel;
 }
 
+// Through 32 and 64 bits, which keep all that is read, reading is seen as well.
 TEST(Formats, EveryFormatBecomesEveryOther)
 {
-    for (unsigned seed = 0; seed < 4000 && !HasFailure(); ++seed) {
+    for (unsigned seed = 0; seed < 6000 && !HasFailure(); ++seed) {
         RandomRow row(seed);
         const PixelFormat to = row.randomFormat();
         const size_t bytes = packedBytes(static_cast<R_INT64>(row.width), to.bits);
@@ -183,6 +164,36 @@ TEST(Formats, EveryFormatBecomesEveryOther)
             EXPECT_EQ(got, wanted) << "seed " << seed << ": " << row.format.bits << " to " << to.bits << " bits, "
                                    << row.width << (straight ? ", straight" : ", by colours");
         }
+    }
+}
+
+// Palettes with nothing but near entries, with doubles, and with ties everywhere: enough colours for lists to be made.
+TEST(Formats, TheNearestEntryOfManyColoursIsThatOfEach)
+{
+    std::mt19937 random(11);
+    const auto byte = [&](unsigned step) { return static_cast<uint8_t>(random() % 256 / step * step); };
+    const simd::RowKernels& used = rowKernels();
+    for (const auto& [entries, step] : {std::pair{256u, 1u}, {256, 64}, {17, 1}, {200, 16}, {8, 128}}) {
+        std::vector<RGBQUAD> palette(entries), colours(30000);
+        for (RGBQUAD& c : palette) c = {byte(step), byte(step), byte(step), byte(1)};
+        for (size_t i = 0; i < colours.size(); ++i) {
+            const unsigned near = i % 3 == 0 ? 1 : i % 3 == 1 ? 8 : 64; // far apart, and often the same
+            colours[i] = {byte(near), byte(near), byte(near), byte(1)};
+            if (i % 50 == 0) colours[i] = i % 100 == 0 ? RGBQUAD{0, 0, 0, 1} : RGBQUAD{255, 255, 255, 1};
+        }
+        std::vector<uint8_t> wanted, got(colours.size());
+        for (const RGBQUAD& c : colours)
+            wanted.push_back(
+                static_cast<uint8_t>(R_FindPaletteIndex(palette.data(), entries, c.rgbRed, c.rgbGreen, c.rgbBlue)));
+        for (size_t i = 0; const simd::RowKernels* const kernels = availableRowKernels(i); ++i) {
+            useRowKernels(*kernels);
+            NearestIndex nearest(palette.data(), entries);
+            ASSERT_TRUE(nearest);
+            for (size_t done = 0; done < colours.size(); done += 500)
+                nearest.find(got.data() + done, colours.data() + done, 500);
+            EXPECT_EQ(got, wanted) << kernels->name << ", " << entries << " entries, steps of " << step;
+        }
+        useRowKernels(used);
     }
 }
 

@@ -270,8 +270,32 @@ TEST(RowKernels, EveryConversionGivesThePlainBytes)
                [&](const RowKernels& k, uint8_t* to, const uint8_t* from) { k.lumaBgr(to, from, width); });
         expect("red first", width, 3 * width,
                [&](const RowKernels& k, uint8_t* to, const uint8_t* from) { k.lumaRgb(to, from, width); });
+        expect("twice", 2 * width, width,
+               [&](const RowKernels& k, uint8_t* to, const uint8_t* from) { k.twice(to, from, width); });
+        for (unsigned i = 0; i < (width <= 20 ? 32 : 0); ++i) { // blocks are of sixteen bytes
+            constexpr size_t bytes[] = {3, 4, 6, 8};
+            const unsigned from = i / 8, to = i / 2 % 4;
+            expect("reorder", bytes[to] * width, bytes[from] * width,
+                   [&](const RowKernels& k, uint8_t* t, const uint8_t* s) { k.reorder[from][to][i % 2](t, s, width); });
+        }
         expect("triple", 3 * width, width,
                [&](const RowKernels& k, uint8_t* to, const uint8_t* from) { k.triple(to, from, width); });
+    }
+}
+
+TEST(RowKernels, NumbersAddedStayWithinBytes)
+{
+    const int16_t numbers[8] = {0, 3, -3, 255, -255, 100, -128, 127};
+    for (size_t width = 0; width <= 40 && !HasFatalFailure(); ++width) {
+        const auto pixels = randomBytes(4 * width, static_cast<unsigned>(width));
+        auto wanted = pixels;
+        for (size_t i = 0; i < wanted.size(); ++i)
+            if (i % 4 != 3) wanted[i] = static_cast<uint8_t>(std::clamp(pixels[i] + numbers[i / 4 % 8], 0, 255));
+        inEveryPlace("add to " + std::to_string(width), [&](const RowKernels& kernels, size_t offset, auto side) {
+            static RowPage page;
+            kernels.addToPixels(page.place(pixels, offset, side), width, numbers);
+            return page.holds(wanted);
+        });
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "Kernel/Base/System.h"
 #include "Kernel/Colour/Colour15.h"
+#include "Kernel/Colour/ColourReach.h"
 #include "Kernel/Colour/OptPal.h"
 #include "Kernel/Core/Palette.h"
 
@@ -17,18 +18,11 @@ constexpr R_UINT kBlockCells = 4; // of a block, along each channel
 constexpr R_UINT kBlockStep = kBlockCells * kLevelStep;
 constexpr R_UINT kBlocks = 256 / kBlockStep;
 
-constexpr R_UINT square(R_INT distance) noexcept { return static_cast<R_UINT>(distance * distance); }
-
-/// A colour's squared distances along one channel from the levels of a block: the least and the largest.
-struct Reach {
-    R_UINT least;
-    R_UINT most;
-};
-constexpr Reach reachOf(R_INT level, R_UINT block) noexcept
+/// From the levels of a block, the last of which is a step below the next block.
+constexpr Reach reachOfBlock(R_INT level, R_UINT block) noexcept
 {
-    const R_INT below = static_cast<R_INT>(block * kBlockStep) - level;
-    const R_INT above = -below - static_cast<R_INT>(kBlockStep - kLevelStep);
-    return {square(std::max({below, above, 0})), square(std::max(-below, -above))};
+    const auto first = static_cast<R_INT>(block * kBlockStep);
+    return reachOf(level, first, first + static_cast<R_INT>(kBlockStep - kLevelStep));
 }
 
 R_UINT nearestCell(const RGBQUAD* palette, R_UINT colours, R_UINT cell) noexcept
@@ -45,7 +39,7 @@ public:
         : cells_(cells), palette_(palette), colours_(colours)
     {
         for (R_UINT block = 0; block < kBlocks; ++block)
-            for (R_UINT i = 0; i < colours; ++i) blue_[block][i] = reachOf(palette[i].rgbBlue, block);
+            for (R_UINT i = 0; i < colours; ++i) blue_[block][i] = reachOfBlock(palette[i].rgbBlue, block);
     }
 
     void fill() noexcept
@@ -67,7 +61,7 @@ private:
     void setColumn(R_UINT red, R_UINT green) noexcept
     {
         for (R_UINT i = 0; i < colours_; ++i) {
-            const Reach r = reachOf(palette_[i].rgbRed, red), g = reachOf(palette_[i].rgbGreen, green);
+            const Reach r = reachOfBlock(palette_[i].rgbRed, red), g = reachOfBlock(palette_[i].rgbGreen, green);
             column_[i] = {r.least + g.least, r.most + g.most};
         }
     }

@@ -12,58 +12,70 @@ namespace {
 
 // --- How a colour finds its item; a level is what ordered methods compare with
 
+// They hold copies: what they look into could be changed by an index that is stored, for all that a compiler knows.
+
 struct ByTable {
-    const IndexItems& items;
+    explicit ByTable(const IndexItems& all) noexcept
+        : all_(&all), cells_(all.cells), items_(all.items), count_(all.count)
+    {
+    }
     uint32_t operator()(int red, int green, int blue, int) const noexcept
     {
         const auto cell = static_cast<uint32_t>(red >> 3 << 10 | green >> 3 << 5 | blue >> 3);
-        uint32_t place = items.cells[cell];
-        if (place - 1 >= items.count) place = items.resolve(items, cell);
-        return items.items[place - 1];
+        uint32_t place = cells_[cell];
+        if (place - 1 >= count_) place = all_->resolve(*all_, cell);
+        return items_[place - 1];
     }
+
+private:
+    const IndexItems* all_;
+    const uint32_t* cells_;
+    const uint32_t* items_;
+    uint32_t count_;
 };
 
 struct ByFields {
-    const IndexItems& items;
+    const uint32_t* items;
+    IndexRule r;
     uint32_t operator()(int red, int green, int blue, int) const noexcept
     {
-        const IndexRule& r = items.rule;
-        return items.items[red >> r.redDrop << r.redPlace | green >> r.greenDrop << r.greenPlace | blue >> r.blueDrop];
+        return items[red >> r.redDrop << r.redPlace | green >> r.greenDrop << r.greenPlace | blue >> r.blueDrop];
     }
 };
 
 constexpr int luminance(int red, int green, int blue) noexcept { return (2 * red + 5 * green + blue + 4) >> 3; }
 
 struct ByLevel {
-    const IndexItems& items;
+    const uint32_t* items;
     uint32_t operator()(int red, int green, int blue, int level) const noexcept
     {
-        return items.items[luminance(red, green, blue) > level ? 1 : 0];
+        return items[luminance(red, green, blue) > level ? 1 : 0];
     }
 };
 
 struct ByLuminance {
-    const IndexItems& items;
+    const uint32_t* items;
+    unsigned drop;
     uint32_t operator()(int red, int green, int blue, int) const noexcept
     {
-        return items.items[luminance(red, green, blue) >> items.rule.redDrop];
+        return items[luminance(red, green, blue) >> drop];
     }
 };
 
 struct ByHalves {
-    const IndexItems& items;
+    const uint32_t* items;
     uint32_t operator()(int red, int green, int blue, int level) const noexcept
     {
         const int above = (red > level ? 1 : 0) | (green > level ? 2 : 0) | (blue > level ? 4 : 0);
-        return items.items[above == 0 ? 0 : 8 + above];
+        return items[above == 0 ? 0 : 8 + above];
     }
 };
 
 struct BySixths {
-    const IndexItems& items;
+    const uint32_t* items;
     uint32_t operator()(int red, int green, int blue, int) const noexcept
     {
-        return items.items[red / 51 * 36 + green / 51 * 6 + blue / 51];
+        return items[red / 51 * 36 + green / 51 * 6 + blue / 51];
     }
 };
 
@@ -98,16 +110,16 @@ private:
 /// The nearest colour, or that of a colour changed by a matrix.
 template <class Rule> void Dithering::plain(const Rule& rule) noexcept
 {
-    const auto* const colours = reinterpret_cast<const RGBQUAD*>(colours_.data());
     const int16_t* const thresholds = thresholds_ + line_ % 8 * 8;
-    const bool comparing = target_.comparing();
-    for (size_t x = 0; x < width_; ++x) {
-        const int level = thresholds[x % 8];
-        const int added = comparing ? 0 : level;
-        const RGBQUAD& c = colours[x];
-        const uint32_t item =
-            rule(clampByte(c.rgbRed + added), clampByte(c.rgbGreen + added), clampByte(c.rgbBlue + added), level);
-        indices_.data()[x] = static_cast<uint8_t>(item >> 24);
+    if (method_ != DITHER_NONE && !target_.comparing()) rowKernels().addToPixels(colours_.data(), width_, thresholds);
+    const auto* const colours = reinterpret_cast<const RGBQUAD*>(colours_.data());
+    int levels[8];
+    std::copy_n(thresholds, std::size(levels), levels);
+    uint8_t* const indices = indices_.data();
+    const Rule find = rule;
+    for (size_t x = 0, width = width_; x < width; ++x) {
+        const RGBQUAD c = colours[x];
+        indices[x] = static_cast<uint8_t>(find(c.rgbRed, c.rgbGreen, c.rgbBlue, levels[x % 8]) >> 24);
     }
 }
 
@@ -148,12 +160,14 @@ template <class Rule> void Dithering::indicesBy(const Rule& rule) noexcept
 void Dithering::makeIndices() noexcept
 {
     const IndexItems& items = target_.items();
-    switch (items.rule.kind) {
-    case IndexRule::matchTable: return indicesBy(ByTable{items});
-    case IndexRule::fields: return indicesBy(ByFields{items});
-    case IndexRule::luminance: return target_.comparing() ? indicesBy(ByLevel{items}) : indicesBy(ByLuminance{items});
-    case IndexRule::halves: return indicesBy(ByHalves{items});
-    case IndexRule::webSafe: return indicesBy(BySixths{items});
+    const IndexRule& r = items.rule;
+    switch (r.kind) {
+    case IndexRule::matchTable: return indicesBy(ByTable(items));
+    case IndexRule::fields: return indicesBy(ByFields{items.items, r});
+    case IndexRule::luminance:
+        return target_.comparing() ? indicesBy(ByLevel{items.items}) : indicesBy(ByLuminance{items.items, r.redDrop});
+    case IndexRule::halves: return indicesBy(ByHalves{items.items});
+    case IndexRule::webSafe: return indicesBy(BySixths{items.items});
     }
 }
 

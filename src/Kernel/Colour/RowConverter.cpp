@@ -2,10 +2,12 @@
 
 #include "Kernel/Pixels/Depths.h"
 #include "Kernel/Pixels/Luminance.h"
+#include "Kernel/Pixels/PackedPixels.h"
 #include "Kernel/Pixels/Simd/Select.h"
 #include "R_Colour.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 namespace rv {
@@ -34,32 +36,6 @@ void inPieces(R_INT fromBits, R_INT toBits, uint8_t* target, const uint8_t* sour
 }
 
 } // namespace
-
-NearestIndex::NearestIndex(const RGBQUAD* palette, R_UINT colours) noexcept
-    : palette_(palette), colours_(colours), memory_(sizeof(uint32_t) << kSlotBits)
-{
-    // Black's slot is the first. In all others black stands for nothing, as it is never looked for there.
-    if (!memory_) return;
-    std::memset(memory_.data(), 0, sizeof(uint32_t) << kSlotBits);
-    const uint32_t black = R_FindPaletteIndex(palette, colours, 0, 0, 0) & 0xFF;
-    std::memcpy(memory_.data(), &black, sizeof black);
-}
-
-void NearestIndex::find(uint8_t* indices, const RGBQUAD* colours, size_t width) noexcept
-{
-    for (size_t i = 0; i < width; ++i) {
-        const RGBQUAD c = colours[i];
-        const uint32_t rgb = c.rgbBlue | unsigned{c.rgbGreen} << 8 | unsigned{c.rgbRed} << 16;
-        uint8_t* const slot = memory_.data() + sizeof(uint32_t) * (rgb * 0x9E3779B1u >> (32 - kSlotBits));
-        uint32_t known;
-        std::memcpy(&known, slot, sizeof known);
-        if (known >> 8 != rgb) {
-            known = rgb << 8 | (R_FindPaletteIndex(palette_, colours_, c.rgbRed, c.rgbGreen, c.rgbBlue) & 0xFF);
-            std::memcpy(slot, &known, sizeof known);
-        }
-        indices[i] = static_cast<uint8_t>(known);
-    }
-}
 
 /// The ways a row can go.
 struct RowConverter::Ways {
@@ -117,9 +93,62 @@ struct RowConverter::Ways {
     {
         (rows.from_.redFirst ? rowKernels().lumaRgb : rowKernels().lumaBgr)(target, source, width);
     }
-    static void tripleBytes(RowConverter&, uint8_t* target, const uint8_t* source, size_t width) noexcept
+    /// Pixels of other whole samples come to three bytes first.
+    static void lumaIndices(RowConverter& rows, uint8_t* target, const uint8_t* source, size_t width) noexcept
     {
-        rowKernels().triple(target, source, width);
+        uint8_t colours[3 * kPiece], indices[kPiece];
+        const auto reorder = rowKernels().reorder[sampleLayout(rows.from_.bits)][simd::kThreeBytes][0];
+        inPieces(rows.from_.bits, rows.to_.bits, target, source, width,
+                 [&](uint8_t* to, const uint8_t* from, size_t pixels) {
+                     reorder(colours, from, pixels);
+                     lumaBytes(rows, indices, colours, pixels);
+                     for (size_t i = 0; i < pixels; ++i) indices[i] = rows.index_[indices[i]];
+                     rows.pack_(to, indices, pixels);
+                 });
+    }
+    /// Gray samples of more than 8 bits by those of their bits that count.
+    template <int Bits>
+    static void upperIndices(RowConverter& rows, uint8_t* target, const uint8_t* source, size_t width) noexcept
+    {
+        uint8_t indices[kPiece];
+        inPieces(Bits, rows.to_.bits, target, source, width, [&](uint8_t* to, const uint8_t* from, size_t pixels) {
+            forEachPixel<Bits>(from, pixels, [&](size_t i, R_UINT64 sample) {
+                indices[i] = rows.index_[rows.reader_.upperBits(static_cast<unsigned>(sample))];
+            });
+            rows.pack_(to, indices, pixels);
+        });
+    }
+
+    template <size_t Times>
+    static void repeatBytes(RowConverter&, uint8_t* target, const uint8_t* source, size_t width) noexcept
+    {
+        (Times == 2 ? rowKernels().twice : rowKernels().triple)(target, source, width);
+    }
+    /// The whole pixel of each index. What is stored too much is overwritten by the next one.
+    template <size_t Bytes>
+    static void mapPixels(RowConverter& rows, uint8_t* target, const uint8_t* source, size_t width) noexcept
+    {
+        constexpr size_t stored = std::bit_ceil(Bytes);
+        uint8_t unpacked[kPiece];
+        for (size_t done = 0; done < width; done += kPiece, source += packedBytes(kPiece, rows.from_.bits)) {
+            const size_t pixels = std::min(kPiece, width - done), last = pixels - 1;
+            const uint8_t* indices = source;
+            if (rows.from_.bits != 8) {
+                rows.unpack_(unpacked, source, pixels);
+                indices = unpacked;
+            }
+            const uint64_t* const table = rows.pixels_;
+            for (size_t i = 0; i < last; ++i, target += Bytes) std::memcpy(target, table + indices[i], stored);
+            std::memcpy(target, table + indices[last], Bytes);
+            target += Bytes;
+        }
+    }
+
+    static void reorder(RowConverter& rows, uint8_t* target, const uint8_t* source, size_t width) noexcept
+    {
+        const bool exchange = rows.from_.redFirst != rows.to_.redFirst;
+        rowKernels().reorder[sampleLayout(rows.from_.bits)][sampleLayout(rows.to_.bits)][exchange](target, source,
+                                                                                                   width);
     }
 };
 
@@ -149,21 +178,69 @@ void RowConverter::mapLuminances() noexcept
     }
 }
 
-RowConverter::Convert RowConverter::chooseStraight() const noexcept
+void RowConverter::mapUpperBits() noexcept
 {
-    if (unpack_ != nullptr) {
-        if (to_.bits != 8) return Ways::mapIndices;
-        if (from_.bits == 1) return Ways::expandBits;
-        if (from_.bits != 8) return Ways::mapIndices;
-        return isIdentity(256) ? Ways::copyBytes : Ways::mapBytes;
+    for (R_UINT i = 0; i < 256; ++i) index_[i] = findIndex(to_, reader_.colours()[i]);
+}
+
+/// Every index of the source goes by colours once.
+void RowConverter::mapPixels() noexcept
+{
+    uint8_t indices[256], row[256], pixels[256 * 8];
+    const size_t count = size_t{1} << from_.bits;
+    for (size_t i = 0; i < count; ++i) indices[i] = static_cast<uint8_t>(i);
+    packIndicesFor(from_.bits)(row, indices, count);
+    byColours_(*this, pixels, row, count);
+    const auto bytes = static_cast<size_t>(to_.bits) / 8;
+    for (size_t i = 0; i < count; ++i) std::memcpy(pixels_ + i, pixels + i * bytes, bytes);
+    unpack_ = unpackIndicesFor(from_.bits);
+}
+
+/// Whether a source of bytes becomes the same byte so many times.
+bool RowConverter::repeatsBytes(size_t times) const noexcept
+{
+    if (from_.bits != 8) return false;
+    for (uint64_t i = 0; i < 256; ++i)
+        if (pixels_[i] != i * (times == 2 ? 0x0101u : 0x010101u)) return false;
+    return true;
+}
+
+RowConverter::Convert RowConverter::fromIndicesToPixels() noexcept
+{
+    mapPixels();
+    switch (to_.bits) {
+    case 16: return repeatsBytes(2) ? Ways::repeatBytes<2> : Ways::mapPixels<2>;
+    case 24: return repeatsBytes(3) ? Ways::repeatBytes<3> : Ways::mapPixels<3>;
+    case 32: return Ways::mapPixels<4>;
+    case 48: return Ways::mapPixels<6>;
+    case 64: return Ways::mapPixels<8>;
+    default: return nullptr;
     }
-    if (from_.bits == 24 && to_.bits == 8 && to_.gray && isIdentity(256)) return Ways::lumaBytes;
-    if (from_.bits == 8 && to_.bits == 24 && !from_.hasTable()) {
-        for (R_UINT i = 0; i < 256; ++i) {
-            const RGBQUAD c = reader_.colours()[i];
-            if (c.rgbRed != i || c.rgbGreen != i || c.rgbBlue != i) return nullptr;
-        }
-        return Ways::tripleBytes;
+}
+
+RowConverter::Convert RowConverter::fromIndicesToIndices() noexcept
+{
+    mapSourceIndices();
+    if (to_.bits != 8) return Ways::mapIndices;
+    if (from_.bits == 1) return Ways::expandBits;
+    if (from_.bits != 8) return Ways::mapIndices;
+    return isIdentity(256) ? Ways::copyBytes : Ways::mapBytes;
+}
+
+/// Null: there is no such way.
+RowConverter::Convert RowConverter::chooseStraight() noexcept
+{
+    const bool indices = from_.bits <= 8 && !from_.hasTable(), grays = from_.bits == 12 || from_.bits == 16;
+    if (from_.bits <= 8 && to_.bits > 12) return fromIndicesToPixels();
+    if (indices && to_.bits <= 8) return fromIndicesToIndices();
+    if (from_.bits >= 24 && to_.bits >= 24) return Ways::reorder;
+    if (from_.bits >= 24 && to_.bits <= 8 && to_.gray) {
+        mapLuminances();
+        return from_.bits == 24 && to_.bits == 8 && isIdentity(256) ? Ways::lumaBytes : Ways::lumaIndices;
+    }
+    if (grays && from_.gray && !from_.hasTable() && to_.bits <= 8) {
+        mapUpperBits();
+        return from_.bits == 12 ? Ways::upperIndices<12> : Ways::upperIndices<16>;
     }
     return nullptr;
 }
@@ -176,13 +253,13 @@ RowConverter::RowConverter(const PixelFormat& from, const PixelFormat& to, bool 
     } else {
         byColours_ = to_.gray ? Ways::toIndices<true> : Ways::toIndices<false>;
         pack_ = packIndicesFor(to_.bits);
-        if (straight && from_.bits <= 8 && !from_.hasTable())
-            mapSourceIndices();
-        else if (to_.gray)
-            mapLuminances();
     }
     if (straight) straight_ = chooseStraight();
-    if (straight_ != nullptr || to_.bits > 8 || to_.gray) return;
+    if (straight_ != nullptr || to_.bits > 8) return;
+    if (to_.gray) {
+        mapLuminances();
+        return;
+    }
     nearest_ = NearestIndex(to_.palette, to_.colours);
     if (!nearest_) status_ = ERROR_FAILURE;
 }

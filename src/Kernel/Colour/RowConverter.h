@@ -2,27 +2,11 @@
 #pragma once
 
 #include "Kernel/Base/Status.h"
+#include "Kernel/Colour/NearestIndex.h"
 #include "Kernel/Pixels/FormatReader.h"
 #include "Kernel/Pixels/FormatWriter.h"
-#include "Kernel/Pixels/RowBuffer.h"
 
 namespace rv {
-
-/// Answers R_FindPaletteIndex of a palette, and remembers what it has answered: neighbours look alike.
-class NearestIndex {
-public:
-    NearestIndex() noexcept = default;
-    /// Without memory it is empty.
-    NearestIndex(const RGBQUAD* palette, R_UINT colours) noexcept;
-    explicit operator bool() const noexcept { return static_cast<bool>(memory_); }
-    void find(uint8_t* indices, const RGBQUAD* colours, size_t width) noexcept;
-
-private:
-    static constexpr unsigned kSlotBits = 13;
-    const RGBQUAD* palette_ = nullptr;
-    R_UINT colours_ = 0;
-    RowBuffer memory_; // words: a colour's three bytes, then its index
-};
 
 /// Converts rows. Indices are the nearest entries of the target's palette; gray up to 8 bits those nearest to the
 /// luminance. Common pairs go straight, with the bytes of the way by colours.
@@ -42,8 +26,13 @@ private:
     using Convert = void (*)(RowConverter& rows, uint8_t* target, const uint8_t* source, size_t width) noexcept;
     void mapSourceIndices() noexcept;
     void mapLuminances() noexcept;
+    void mapUpperBits() noexcept;
+    void mapPixels() noexcept;
     bool isIdentity(R_UINT count) const noexcept;
-    Convert chooseStraight() const noexcept;
+    bool repeatsBytes(size_t times) const noexcept;
+    Convert fromIndicesToPixels() noexcept;
+    Convert fromIndicesToIndices() noexcept;
+    Convert chooseStraight() noexcept;
 
     PixelFormat from_;
     PixelFormat to_;
@@ -53,7 +42,8 @@ private:
     Convert straight_ = nullptr; // null where there is no such way
     MoveIndices pack_ = nullptr;
     MoveIndices unpack_ = nullptr; // where the source's indices are mapped
-    uint8_t index_[256] = {};      // of the target: for each index of the source, or for each luminance
+    uint8_t index_[256] = {};      // of the target: for each index of the source, luminance or upper bits of gray
+    uint64_t pixels_[256] = {};    // of the target, for each index of the source
     NearestIndex nearest_;
     Status status_ = SUCCESS;
 };

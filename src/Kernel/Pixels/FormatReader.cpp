@@ -2,6 +2,7 @@
 
 #include "Kernel/Pixels/Depths.h"
 #include "Kernel/Pixels/PackedPixels.h"
+#include "Kernel/Pixels/Simd/Select.h"
 
 #include <algorithm>
 
@@ -106,30 +107,12 @@ struct FormatReader::Access {
         });
     }
 
-    /// Samples of bytes, three or four to a pixel.
+    /// Whole samples, three or four to a pixel: a quad is such a pixel, too.
     template <int Bits, bool RedFirst, class Quad>
-    static void bytes(const Reader&, Quad* target, const uint8_t* source, size_t width) noexcept
+    static void samples(const Reader&, Quad* target, const uint8_t* source, size_t width) noexcept
     {
-        constexpr size_t red = RedFirst ? 0 : 2, blue = 2 - red, step = Bits / 8;
-        for (size_t i = 0; i < width; ++i, source += step)
-            target[i] = quadOf<Quad>({source[blue], source[1], source[red], step == 4 ? source[3] : kOpaque});
-    }
-
-    /// Samples of two bytes, the low one first.
-    template <int Bits, bool RedFirst, class Quad>
-    static void words(const Reader&, Quad* target, const uint8_t* source, size_t width) noexcept
-    {
-        constexpr size_t red = RedFirst ? 0 : 4, blue = 4 - red, step = Bits / 8;
-        for (size_t i = 0; i < width; ++i, source += step) {
-            if constexpr (sizeof(Quad) == sizeof(RGBQUAD)) {
-                target[i] = {source[blue + 1], source[3], source[red + 1], step == 8 ? source[7] : kOpaque};
-            } else {
-                const auto word = [&](size_t at) noexcept {
-                    return static_cast<uint16_t>(source[at] | source[at + 1] << 8);
-                };
-                target[i] = {word(blue), word(2), word(red), step == 8 ? word(6) : kOpaque16};
-            }
-        }
+        constexpr auto to = sizeof(Quad) == sizeof(RGBQUAD) ? simd::kFourBytes : simd::kFourWords;
+        rowKernels().reorder[sampleLayout(Bits)][to][RedFirst](reinterpret_cast<uint8_t*>(target), source, width);
     }
 
     template <class Quad> static Read<Quad> choose(const PixelFormat& format) noexcept
@@ -143,10 +126,8 @@ struct FormatReader::Access {
                 if (!format.gray && Bits == 16) return &colour5<Quad>;
                 if (format.hasTable()) return &tabled<Bits, Quad>;
                 return static_cast<Read<Quad>>(&gray<Bits>);
-            } else if constexpr (Bits <= 32) {
-                return format.redFirst ? &bytes<Bits, true, Quad> : &bytes<Bits, false, Quad>;
             } else {
-                return format.redFirst ? &words<Bits, true, Quad> : &words<Bits, false, Quad>;
+                return format.redFirst ? &samples<Bits, true, Quad> : &samples<Bits, false, Quad>;
             }
         });
     }

@@ -28,7 +28,9 @@ public:
         read16_(*this, target, source, width);
     }
 
-    /// The colour of each index of a format of up to 8 bits, 256 of them.
+    /// At most eight significant bits of a gray sample of more: what its colour goes by where there is no table.
+    uint8_t upperBits(unsigned sample) const noexcept { return static_cast<uint8_t>(upper_.of(sample)); }
+    /// The colour of each index of a format of up to 8 bits, or of those upper bits; 256 of them.
     const RGBQUAD* colours() const noexcept { return colours_; }
 
 private:

@@ -3,6 +3,7 @@
 #include "Kernel/Pixels/Depths.h"
 #include "Kernel/Pixels/Luminance.h"
 #include "Kernel/Pixels/PackedPixels.h"
+#include "Kernel/Pixels/Simd/Select.h"
 
 #include <algorithm>
 
@@ -51,29 +52,17 @@ struct FormatWriter::Access {
         }
     }
 
+    /// Whole samples, three or four to a pixel: a quad is such a pixel, too.
     template <int Bits, bool RedFirst> static void bytes(uint8_t* target, const RGBQUAD* source, size_t width) noexcept
     {
-        constexpr size_t step = Bits / 8;
-        for (size_t i = 0; i < width; ++i, target += step) {
-            const RGBQUAD c = source[i];
-            target[0] = RedFirst ? c.rgbRed : c.rgbBlue;
-            target[1] = c.rgbGreen;
-            target[2] = RedFirst ? c.rgbBlue : c.rgbRed;
-            if constexpr (step == 4) target[3] = c.rgbReserved;
-        }
+        rowKernels().reorder[simd::kFourBytes][sampleLayout(Bits)][RedFirst](
+            target, reinterpret_cast<const uint8_t*>(source), width);
     }
-
     template <int Bits, bool RedFirst>
     static void words(const FormatWriter&, uint8_t* target, const RGBQUAD16* source, size_t width) noexcept
     {
-        constexpr size_t step = Bits / 8;
-        for (size_t i = 0; i < width; ++i, target += step) {
-            const RGBQUAD16 c = source[i];
-            storeWord(target, RedFirst ? c.rgbRed : c.rgbBlue);
-            storeWord(target + 2, c.rgbGreen);
-            storeWord(target + 4, RedFirst ? c.rgbBlue : c.rgbRed);
-            if constexpr (step == 8) storeWord(target + 6, c.rgbReserved);
-        }
+        rowKernels().reorder[simd::kFourWords][sampleLayout(Bits)][RedFirst](
+            target, reinterpret_cast<const uint8_t*>(source), width);
     }
 };
 

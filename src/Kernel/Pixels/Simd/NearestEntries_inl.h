@@ -146,10 +146,96 @@ uint32_t nearestEntries(const uint8_t* entries, size_t count, const uint8_t* col
     }
     return static_cast<uint32_t>(nearest);
 }
-#undef RV_X86
 #else
 constexpr auto nearestEntries = nearestOneByOne;
 #endif
+
+// --- In lists by cells of colours. A key is a distance with an item's top byte below it
+
+constexpr uint32_t kNoKey = 0x7FFFFFFF;
+
+#if RV_VECTOR_BYTES >= 16
+typedef int32_t Keys __attribute__((vector_size(RV_VECTOR_BYTES)));
+constexpr size_t kKeys = sizeof(Keys) / sizeof(int32_t);
+
+/// Of those items of a block that are among the next `count`.
+RV_INLINE Keys keysOf(const uint32_t* items, int32_t count, Ints colour) noexcept
+{
+    const auto block = load<Ints>(reinterpret_cast<const uint8_t*>(items));
+    const auto outer = reinterpret_cast<Shorts>(block & 0x00FF00FFu) - reinterpret_cast<Shorts>(colour & 0x00FF00FFu);
+    const auto middle = reinterpret_cast<Shorts>(block >> 8 & 0xFFu) - reinterpret_cast<Shorts>(colour >> 8 & 0xFFu);
+    const auto distance = reinterpret_cast<Ints>(RV_X86(pmaddwd)(outer, outer) + RV_X86(pmaddwd)(middle, middle));
+#if RV_VECTOR_BYTES == 32
+    const Keys lane = {0, 1, 2, 3, 4, 5, 6, 7};
+#else
+    const Keys lane = {0, 1, 2, 3};
+#endif
+    const auto none = reinterpret_cast<Ints>(lane >= count) & kNoKey;
+    return reinterpret_cast<Keys>((distance << 8 | block >> 24) | none);
+}
+
+RV_INLINE int32_t leastKey(Keys keys) noexcept
+{
+    typedef int32_t Keys4 __attribute__((vector_size(16)));
+#if RV_VECTOR_BYTES == 32
+    Keys4 least =
+        lesser(__builtin_shufflevector(keys, keys, 0, 1, 2, 3), __builtin_shufflevector(keys, keys, 4, 5, 6, 7));
+#else
+    Keys4 least = keys;
+#endif
+    least = lesser(least, __builtin_shufflevector(least, least, 2, 3, 0, 1));
+    least = lesser(least, __builtin_shufflevector(least, least, 1, 0, 3, 2));
+    return least[0];
+}
+
+/// The nearest item's key; kNoKey where there may be another at its distance.
+RV_INLINE uint32_t nearestInList(const uint32_t* items, uint32_t count, uint32_t rgb) noexcept
+{
+    const Ints colour = Ints{} + rgb;
+    const auto left = static_cast<int32_t>(count);
+    Keys least = keysOf(items, left, colour), twice = {};
+    for (auto i = static_cast<int32_t>(kKeys); i < left; i += static_cast<int32_t>(kKeys)) {
+        const Keys next = keysOf(items + i, left - i, colour);
+        twice |= next >> 8 == least >> 8;
+        least = lesser(least, next);
+    }
+    const int32_t key = leastKey(least);
+    const auto same = reinterpret_cast<Chars>(least >> 8 == Keys{} + (key >> 8));
+    const auto marks = static_cast<uint32_t>(RV_X86(pmovmskb)(same)); // four for each key
+    const bool alone =
+        (marks & ~((marks & (~marks + 1)) * 15)) == 0 && RV_X86(pmovmskb)(reinterpret_cast<Chars>(twice)) == 0;
+    return alone ? static_cast<uint32_t>(key) : kNoKey;
+}
+#undef RV_X86
+#else
+RV_INLINE uint32_t nearestInList(const uint32_t* items, uint32_t count, uint32_t rgb) noexcept
+{
+    uint32_t least = kNoKey;
+    bool twice = false;
+    for (uint32_t i = 0; i < count; ++i) {
+        const uint32_t distance =
+            squaredDistance(reinterpret_cast<const uint8_t*>(items + i), reinterpret_cast<const uint8_t*>(&rgb));
+        if (distance > least >> 8) continue;
+        twice = distance == least >> 8;
+        least = distance << 8 | items[i] >> 24;
+    }
+    return twice ? kNoKey : least;
+}
+#endif
+
+size_t nearestInLists(uint8_t* indices, const uint8_t* colours, size_t width, const uint32_t* cells,
+                      const uint32_t* items) noexcept
+{
+    for (size_t i = 0; i < width; ++i) {
+        const auto rgb = load<uint32_t>(colours + 4 * i);
+        const uint32_t list = cells[(rgb >> 9 & 0x7C00) | (rgb >> 6 & 0x3E0) | (rgb >> 3 & 0x1F)];
+        if ((list & 63) - 1 >= kLongestList) return i;
+        const uint32_t key = nearestInList(items + (list >> 6), list & 63, rgb);
+        if (key == kNoKey) return i;
+        indices[i] = static_cast<uint8_t>(key);
+    }
+    return width;
+}
 
 } // namespace
 } // namespace rv::simd::RV_SIMD

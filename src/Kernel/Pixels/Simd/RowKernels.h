@@ -53,6 +53,17 @@ using NearestEntries = uint32_t (*)(const uint8_t* entries, size_t count, const 
                                     uint64_t* marks) noexcept;
 constexpr size_t kNearestMarks = 4;
 
+/// Writes the top byte of the item that is nearest to each colour; returns how many colours it could answer for before
+/// the first one whose cell has no list, or whose nearest items are several.
+/// colours  four bytes each, of which the last does not count
+/// cells    of colours by the upper five bits of their third, second and first byte: where the list begins in items,
+///          times 64, and its length, which is 1 to kLongestList; any other length is no list
+/// items    like colours, with kItemsBehind more behind the last list
+using NearestInLists = size_t (*)(uint8_t* indices, const uint8_t* colours, size_t width, const uint32_t* cells,
+                                  const uint32_t* items) noexcept;
+constexpr uint32_t kLongestList = 32;
+constexpr size_t kItemsBehind = 7;
+
 /// Combines whole bytes of a row with bits of another by a truth table: a bit of source and one of target, s and d,
 /// become bit 2 * s + d of the table, which is the kernel's number.
 /// source  its bits from `shift` (0 to 7) bits into byte 0 on, and nothing behind the last of them; where the table
@@ -91,8 +102,19 @@ using ExpandBits = void (*)(uint8_t* target, const uint8_t* source, size_t width
 /// Luminance of pixels of three bytes: (2R + 5G + B + 4) >> 3. Target and source are apart.
 using LumaRow = void (*)(uint8_t* target, const uint8_t* source, size_t width) noexcept;
 
-/// Writes each of `width` bytes three times. Target and source are apart.
-using TripleBytes = void (*)(uint8_t* target, const uint8_t* source, size_t width) noexcept;
+/// Writes each of `width` bytes two or three times. Target and source are apart.
+using RepeatEachByte = void (*)(uint8_t* target, const uint8_t* source, size_t width) noexcept;
+
+/// Makes pixels of one format of whole samples from those of another: words have the high byte of theirs taken, or the
+/// byte twice. Alpha that is not there is opaque. Target and source are apart.
+using ReorderPixels = void (*)(uint8_t* target, const uint8_t* source, size_t width) noexcept;
+/// Samples of a pixel: bytes, or words with the low byte first; alpha is the last of four.
+enum SampleLayout : size_t { kThreeBytes, kFourBytes, kThreeWords, kFourWords };
+constexpr size_t kSampleLayouts = 4;
+
+/// Adds numbers to the first three bytes of pixels of four, and keeps them within bytes.
+/// numbers  from -255 to 255, of eight columns, after which they repeat themselves
+using AddToPixels = void (*)(uint8_t* pixels, size_t width, const int16_t* numbers) noexcept;
 
 /// Diffuses errors in `lanes` rows at once, which are `width` pixels long. At each of width + (lanes - 1) * delay steps
 /// it takes one pixel of every row: of row i the one in column step - i * delay, be it in the row or not.
@@ -160,6 +182,7 @@ struct RowKernels {
     TurnPixels turn48;
     TurnPixels turn64;
     NearestEntries nearest;
+    NearestInLists nearestInLists;
     CombineBits combineBits[kTruthTables];
     CombineSamples combine8[kArithmetics]; ///< by Arithmetic
     CombineSamples combine16[kArithmetics];
@@ -168,7 +191,10 @@ struct RowKernels {
     ExpandBits expand1;
     LumaRow lumaBgr;
     LumaRow lumaRgb;
-    TripleBytes triple;
+    RepeatEachByte twice;
+    RepeatEachByte triple;
+    ReorderPixels reorder[kSampleLayouts][kSampleLayouts][2]; ///< from, to, whether red and blue change places
+    AddToPixels addToPixels;
     DiffuseRows diffuseToTwo[kDiffusions];  ///< gray to black and white
     DiffuseRows diffuseToFour[kDiffusions]; ///< gray to four grays
     DiffuseRows diffuseColour[kDiffusions]; ///< by the items

@@ -34,6 +34,16 @@ namespace rv::simd::RV_SIMD {
             combineSamples<LesserSamples, Sample>, combineSamples<GreaterSamples, Sample>                              \
     }
 
+#define RV_REORDER_TO(From, To)                                                                                        \
+    {                                                                                                                  \
+        reorder<From, To, false>, reorder<From, To, true>                                                              \
+    }
+#define RV_REORDER(From)                                                                                               \
+    {                                                                                                                  \
+        RV_REORDER_TO(From, kThreeBytes), RV_REORDER_TO(From, kFourBytes), RV_REORDER_TO(From, kThreeWords),           \
+            RV_REORDER_TO(From, kFourWords)                                                                            \
+    }
+
 const RowKernels kRowKernels = {
     .name = RV_NAME(RV_SIMD),
     .invert = invertBytes,
@@ -69,6 +79,7 @@ const RowKernels kRowKernels = {
     .turn48 = turnPixels<48>,
     .turn64 = turnPixels<64>,
     .nearest = nearestEntries,
+    .nearestInLists = nearestInLists,
     .combineBits = {combineBits<0>, combineBits<1>, combineBits<2>, combineBits<3>, combineBits<4>, combineBits<5>,
                     combineBits<6>, combineBits<7>, combineBits<8>, combineBits<9>, combineBits<10>, combineBits<11>,
                     combineBits<12>, combineBits<13>, combineBits<14>, combineBits<15>},
@@ -79,7 +90,10 @@ const RowKernels kRowKernels = {
     .expand1 = expand1,
     .lumaBgr = luma<1>,
     .lumaRgb = luma<2>,
-    .triple = triple,
+    .twice = repeatEach<2>,
+    .triple = repeatEach<3>,
+    .reorder = {RV_REORDER(kThreeBytes), RV_REORDER(kFourBytes), RV_REORDER(kThreeWords), RV_REORDER(kFourWords)},
+    .addToPixels = addToPixels,
     .diffuseToTwo = {grayRows<0, 7>(), grayRows<1, 7>(), grayRows<2, 7>(), grayRows<3, 7>(), grayRows<4, 7>(),
                      grayRows<5, 7>()},
     .diffuseToFour = {grayRows<0, 6>(), grayRows<1, 6>(), grayRows<2, 6>(), grayRows<3, 6>(), grayRows<4, 6>(),

@@ -17,4 +17,11 @@ const simd::RowKernels* availableRowKernels(size_t i) noexcept;
 /// Puts one variant in use; for tests and measurements, while no operation runs.
 void useRowKernels(const simd::RowKernels& kernels) noexcept;
 
+/// The kernels' name for pixels of 24, 32, 48 or 64 bits.
+constexpr simd::SampleLayout sampleLayout(int bits) noexcept
+{
+    if (bits <= 32) return bits == 24 ? simd::kThreeBytes : simd::kFourBytes;
+    return bits == 48 ? simd::kThreeWords : simd::kFourWords;
+}
+
 } // namespace rv
