@@ -26,40 +26,14 @@ namespace rv::bench {
 
 namespace {
 
-constexpr R_INT kSize = 2048;
+constexpr R_INT kSize = kPhotoSize;
 constexpr R_UINT kColours = 256;
 using Palette = std::vector<RGBQUAD>;
-
-/// A picture like a photograph: soft light over areas of different colours, edges, and the noise of a sensor.
-const std::vector<RGBQUAD>& photo()
-{
-    static const std::vector<RGBQUAD> pixels = [] {
-        std::vector<RGBQUAD> all;
-        all.reserve(size_t{kSize} * kSize);
-        R_UINT noise = 1;
-        for (R_INT y = 0; y < kSize; ++y) {
-            for (R_INT x = 0; x < kSize; ++x) {
-                const double u = x / 300.0, v = y / 260.0, light = 0.6 + 0.4 * std::cos(u * 0.7 + v * 0.9);
-                const double area = std::floor(u + 0.5 * std::sin(v)) * 5 + std::floor(v + 0.4 * std::cos(u));
-                const auto level = [&](double phase) {
-                    noise = noise * 1664525 + 1013904223;
-                    const double colour = 120 + 70 * std::sin(area * 1.7 + phase) + 40 * std::sin(u * phase + v);
-                    return static_cast<uint8_t>(
-                        std::clamp(colour * light + static_cast<double>(noise >> 28), 0.0, 255.0));
-                };
-                const uint8_t blue = level(0.3), green = level(1.1), red = level(2.0);
-                all.push_back({blue, green, red, 0});
-            }
-        }
-        return all;
-    }();
-    return pixels;
-}
 
 /// The photograph in rows of 3 bytes or 4.
 void putPhoto(uint8_t* row, size_t pixelBytes, R_INT y)
 {
-    const RGBQUAD* const from = photo().data() + size_t{kSize} * static_cast<size_t>(y);
+    const RGBQUAD* const from = photograph().data() + size_t{kSize} * static_cast<size_t>(y);
     for (size_t x = 0; x < kSize; ++x) {
         const uint8_t bytes[] = {from[x].rgbBlue, from[x].rgbGreen, from[x].rgbRed, 255};
         std::copy_n(bytes, pixelBytes, row + x * pixelBytes);
@@ -70,8 +44,8 @@ void putPhoto(uint8_t* row, size_t pixelBytes, R_INT y)
 double psnr(const Palette& palette)
 {
     double sum = 0, count = 0;
-    for (size_t i = 0; i < photo().size(); i += 13) {
-        const RGBQUAD& p = photo()[i];
+    for (size_t i = 0; i < photograph().size(); i += 13) {
+        const RGBQUAD& p = photograph()[i];
         const RGBQUAD& q = palette[R_FindPaletteIndex(palette.data(), static_cast<R_UINT>(palette.size()), p.rgbRed,
                                                       p.rgbGreen, p.rgbBlue)];
         for (const int distance : {p.rgbRed - q.rgbRed, p.rgbGreen - q.rgbGreen, p.rgbBlue - q.rgbBlue}) {
@@ -121,8 +95,8 @@ MakePalette kernel()
 MakePalette leptonica()
 {
     const std::shared_ptr<Pix> picture(pixCreate(kSize, kSize, 32), [](Pix* pix) { pixDestroy(&pix); });
-    for (size_t i = 0; i < photo().size(); ++i) {
-        const RGBQUAD& p = photo()[i];
+    for (size_t i = 0; i < photograph().size(); ++i) {
+        const RGBQUAD& p = photograph()[i];
         pixGetData(picture.get())[i] = R_UINT{p.rgbRed} << 24 | R_UINT{p.rgbGreen} << 16 | R_UINT{p.rgbBlue} << 8;
     }
     return [=] {

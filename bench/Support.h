@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace rv::bench {
 
@@ -49,6 +50,11 @@ private:
 inline constexpr R_INT kPageWidth = 2480, kPageHeight = 3508;
 const uint8_t* pageOfText();
 
+/// A picture like a photograph, kPhotoSize squared: soft light over areas of different colours, edges, and the noise of
+/// a sensor.
+inline constexpr R_INT kPhotoSize = 2048;
+const std::vector<RGBQUAD>& photograph();
+
 /// What one measurement repeats; false ends it as failed.
 using Step = std::function<bool()>;
 /// Makes what a step works on; called when the measurement runs, so that only one job's memory is held.
@@ -65,6 +71,7 @@ void registerBuffered();
 void registerColorRes();
 void registerCombine();
 void registerCopies();
+void registerDither();
 void registerFiles();
 void registerFills();
 void registerMemory();

@@ -1,5 +1,7 @@
 #include "Support.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -86,6 +88,31 @@ void measure(const std::string& job, const std::string& who, MakeStep make)
     benchmark::RegisterBenchmark((job + "/" + who).c_str(), run)->Unit(benchmark::kMillisecond)->UseRealTime();
 }
 
+const std::vector<RGBQUAD>& photograph()
+{
+    static const std::vector<RGBQUAD> pixels = [] {
+        std::vector<RGBQUAD> all;
+        all.reserve(size_t{kPhotoSize} * kPhotoSize);
+        R_UINT noise = 1;
+        for (R_INT y = 0; y < kPhotoSize; ++y) {
+            for (R_INT x = 0; x < kPhotoSize; ++x) {
+                const double u = x / 300.0, v = y / 260.0, light = 0.6 + 0.4 * std::cos(u * 0.7 + v * 0.9);
+                const double area = std::floor(u + 0.5 * std::sin(v)) * 5 + std::floor(v + 0.4 * std::cos(u));
+                const auto level = [&](double phase) {
+                    noise = noise * 1664525 + 1013904223;
+                    const double colour = 120 + 70 * std::sin(area * 1.7 + phase) + 40 * std::sin(u * phase + v);
+                    return static_cast<uint8_t>(
+                        std::clamp(colour * light + static_cast<double>(noise >> 28), 0.0, 255.0));
+                };
+                const uint8_t blue = level(0.3), green = level(1.1), red = level(2.0);
+                all.push_back({blue, green, red, 0});
+            }
+        }
+        return all;
+    }();
+    return pixels;
+}
+
 MakeStep copyOf(size_t bytes)
 {
     return [bytes] {
@@ -118,6 +145,7 @@ int main(int argc, char** argv)
     rv::bench::registerCombine();
     rv::bench::registerPalettes();
     rv::bench::registerColorRes();
+    rv::bench::registerDither();
     rv::bench::registerBuffered();
     rv::bench::registerCopies();
     rv::bench::registerFiles();

@@ -46,6 +46,12 @@ TARGETS = {
     "rotate 180 1": 3.0,
     "rotate 180 8": 1.6,
     "rotate 180 24": 2.0,
+    "bits to bytes": 1.6,
+    "24 to gray": 0.8,
+    "gray to 24": 0.7,
+    "Floyd-Steinberg 8 to 1": 60.0,
+    "ordered 8 to 1": 1.6,
+    "Floyd-Steinberg 24 to 256": 55.0,
     "page to runs": 20.0,
     "runs to page": 20.0,
 }
