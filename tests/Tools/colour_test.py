@@ -7,11 +7,12 @@ from support import case, make_tiff, png, same, seen, tiff_page
 METHODS = ("none", "floyd-steinberg", "stucki", "burkes", "sierra", "stevenson-arce", "jarvis", "ordered", "clustered")
 
 
-def photo(t):
+def photo(t, ending="png"):
     """A small photographic chart; and its pixels, 8 bits a sample."""
-    t.has("png")
-    t.ok("chart", "photo.png", "--size", "160x120")
-    return t.path("photo.png"), pixels(t.path("photo.png"))
+    t.has(ending)
+    file = t.path("photo." + ending)
+    t.ok("chart", file, "--size", "160x120")
+    return file, pixels(file)
 
 
 def pixels(path):
@@ -39,9 +40,9 @@ def distances(image, palette):
 @case("Colour.Dither", *[(method, method) for method in METHODS])
 def dither(t, method):
     """Every method shows the picture from afar, each in its own way; without one, edges are where the light changes."""
-    source, shown = photo(t)
+    source, shown = photo(t, "bmp")
     for count, bits, slack in ((2, 1, 26), (16, 4, 12), (256, 8, 5)):
-        target = t.to("png", source, "--method", method, "--colours", count, command="dither")
+        target = t.to("bmp", source, "--method", method, "--colours", count, command="dither")
         info = t.info(target)
         assert info["bitsPerPixel"] == bits and info["colors"] <= count
         got = pixels(target)
@@ -50,8 +51,8 @@ def dither(t, method):
         else:
             off = blurred(luminance(shown)) - blurred(luminance(got)) if count == 2 else blurred(shown) - blurred(got)
             assert np.abs(off).mean() < slack, f"{count} colours: {np.abs(off).mean():.1f} off"
-    others = [t.to("png", source, "--method", m, command="dither").read_bytes() for m in METHODS if m != method]
-    assert t.to("png", source, "--method", method, command="dither").read_bytes() not in others
+    others = [t.to("bmp", source, "--method", m, command="dither").read_bytes() for m in METHODS if m != method]
+    assert t.to("bmp", source, "--method", method, command="dither").read_bytes() not in others
 
 
 @case("Colour.DitherPalettes")
@@ -118,18 +119,18 @@ def gray(t):
 @case("Colour.ShowPalette")
 def show_palette(t):
     """As text that can be read again, and as a picture that has the palette itself."""
-    source, _ = photo(t)
+    source, _ = photo(t, "bmp")
     t.fails("palette", source, says="has no palette")
     text = t.ok("palette", source, "--colours", 19)
     listed = [[int(line.split()[1][i:i + 2], 16) for i in (1, 3, 5)] for line in text.splitlines()]
     assert len(listed) == 19 and [int(line.split()[0]) for line in text.splitlines()] == list(range(19))
     t.path("listed.txt").write_text(text)
-    t.ok("palette", source, "--colours", 19, "--swatches", "shown.png")
-    assert t.ok("palette", "shown.png") == t.ok("palette", "listed.txt") == text
-    shown = pixels(t.path("shown.png"))
+    t.ok("palette", source, "--colours", 19, "--swatches", "shown.bmp")
+    assert t.ok("palette", "shown.bmp") == t.ok("palette", "listed.txt") == text
+    shown = pixels(t.path("shown.bmp"))
     assert shown.shape == (64, 512, 3)
     assert shown[16, 16::32].tolist() == listed[:16] and shown[48, 80::171].tolist() == listed[16:]
-    t.fails("palette", "shown.png", "--page", 2, says="no page 2")
+    t.fails("palette", "shown.bmp", "--page", 2, says="no page 2")
 
 
 @case("Colour.TakePalette")
