@@ -35,6 +35,13 @@ void inPieces(R_INT fromBits, R_INT toBits, uint8_t* target, const uint8_t* sour
     }
 }
 
+void lookUp(uint8_t* indices, size_t count, const uint8_t* table) noexcept
+{
+    uint8_t own[256]; // the compiler is to know that no index that is stored changes it
+    std::memcpy(own, table, sizeof own);
+    for (size_t i = 0; i < count; ++i) indices[i] = own[indices[i]];
+}
+
 } // namespace
 
 /// The ways a row can go.
@@ -72,7 +79,7 @@ struct RowConverter::Ways {
         inPieces(rows.from_.bits, rows.to_.bits, target, source, width,
                  [&](uint8_t* to, const uint8_t* from, size_t pixels) {
                      rows.unpack_(indices, from, pixels);
-                     for (size_t i = 0; i < pixels; ++i) indices[i] = rows.index_[indices[i]];
+                     lookUp(indices, pixels, rows.index_);
                      rows.pack_(to, indices, pixels);
                  });
     }
@@ -102,7 +109,7 @@ struct RowConverter::Ways {
                  [&](uint8_t* to, const uint8_t* from, size_t pixels) {
                      reorder(colours, from, pixels);
                      lumaBytes(rows, indices, colours, pixels);
-                     for (size_t i = 0; i < pixels; ++i) indices[i] = rows.index_[indices[i]];
+                     lookUp(indices, pixels, rows.index_);
                      rows.pack_(to, indices, pixels);
                  });
     }
@@ -111,10 +118,12 @@ struct RowConverter::Ways {
     static void upperIndices(RowConverter& rows, uint8_t* target, const uint8_t* source, size_t width) noexcept
     {
         uint8_t indices[kPiece];
+        const FormatReader::UpperBits upper = rows.reader_.upperBits();
         inPieces(Bits, rows.to_.bits, target, source, width, [&](uint8_t* to, const uint8_t* from, size_t pixels) {
-            forEachPixel<Bits>(from, pixels, [&](size_t i, R_UINT64 sample) {
-                indices[i] = rows.index_[rows.reader_.upperBits(static_cast<unsigned>(sample))];
+            forEachPixel<Bits>(from, pixels, [&indices, upper](size_t i, R_UINT64 sample) {
+                indices[i] = upper.of(static_cast<unsigned>(sample));
             });
+            lookUp(indices, pixels, rows.index_);
             rows.pack_(to, indices, pixels);
         });
     }

@@ -29,7 +29,12 @@ public:
     }
 
     /// At most eight significant bits of a gray sample of more: what its colour goes by where there is no table.
-    uint8_t upperBits(unsigned sample) const noexcept { return static_cast<uint8_t>(upper_.of(sample)); }
+    struct UpperBits {
+        unsigned shift;
+        unsigned mask;
+        uint8_t of(unsigned sample) const noexcept { return static_cast<uint8_t>(sample >> shift & mask); }
+    };
+    UpperBits upperBits() const noexcept { return {upper_.shift, upper_.mask}; }
     /// The colour of each index of a format of up to 8 bits, or of those upper bits; 256 of them.
     const RGBQUAD* colours() const noexcept { return colours_; }
 

@@ -6,6 +6,7 @@
 #include "Kernel/Pixels/Simd/Select.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace rv {
 
@@ -96,7 +97,10 @@ MoveIndices packIndicesFor(R_INT bits) noexcept
             return nullptr;
         else
             return [](uint8_t* target, const uint8_t* source, size_t width) noexcept {
-                putEachPixel<Bits>(target, width, [source](size_t i) { return R_UINT64{source[i]}; });
+                if constexpr (Bits == 8)
+                    std::memcpy(target, source, width);
+                else
+                    putEachPixel<Bits>(target, width, [source](size_t i) { return R_UINT64{source[i]}; });
             };
     });
 }
