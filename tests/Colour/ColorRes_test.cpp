@@ -136,12 +136,18 @@ TEST(ColorRes, NoPixelNamesAnEntryThatIsNotThere)
 {
     std::array<RGBQUAD, 16> fixed;
     ASSERT_EQ(R_GetFixedPalette(fixed.data(), 4), SUCCESS);
-    const TestBitmap picture({.bits = 24}), page({.bits = 1});
-    ASSERT_EQ(R_ColorResBitmap(nullptr, picture, 0, 4, COLORRES_USER | COLORRES_DITHER, fixed.data(), 10), SUCCESS);
-    const auto rows = picture.pixels();
-    for (size_t at = 0; at < rows.size() * 2; ++at) // padding too
-        ASSERT_LT(pixelAt(rows.data(), static_cast<R_INT64>(at), 4), picture->nColors);
+    const std::pair<const RGBQUAD*, R_UINT> starts[] = {{fixed.data(), 10}, {R_IntGetNetscapePalette(), 150}};
+    for (const auto& [palette, colours] : starts) {
+        const TestBitmap picture({.bits = 24});
+        const R_INT bits = colours > 16 ? 8 : 4;
+        ASSERT_EQ(R_ColorResBitmap(nullptr, picture, 0, bits, COLORRES_USER | COLORRES_DITHER, palette, colours),
+                  SUCCESS);
+        const auto rows = picture.pixels();
+        for (size_t at = 0; at < rows.size() * 8 / static_cast<size_t>(bits); ++at) // padding too
+            ASSERT_LT(pixelAt(rows.data(), static_cast<R_INT64>(at), bits), picture->nColors);
+    }
 
+    const TestBitmap page({.bits = 1});
     ASSERT_EQ(R_SetBitmapNewPalette(page, fixed.data(), 16), SUCCESS); // more than a bit can tell apart
     const uint8_t green[] = {0, 255, 0};
     BITMAPHANDLE from;

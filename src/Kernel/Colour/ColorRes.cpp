@@ -20,6 +20,9 @@ namespace rv {
 
 namespace {
 
+/// Of the web-safe palette: a cube. Black follows.
+constexpr R_UINT kWebSafeColours = 6 * 6 * 6;
+
 constexpr R_UINT kPalettes =
     COLORRES_FIXED | COLORRES_USER | COLORRES_WEB_SAFE | COLORRES_GRAY | COLORRES_OPTIMIZED | COLORRES_SOURCE;
 constexpr R_UINT kOrders = COLORRES_ORDER_BGR | COLORRES_ORDER_GRAY;
@@ -100,11 +103,16 @@ private:
         count_ = count;
         std::copy_n(entries, count, entries_);
     }
-    /// Whether the entries are some of a fixed palette's, whose rule, without a match table, would choose others too.
+    /// Whether the entries are some of a palette's whose rule, without a match table, would choose others too.
     bool beginsFixedPalette() const noexcept
     {
         const R_INT bits = bitsForColours(count_);
-        return count_ < 1u << bits && std::memcmp(entries_, R_IntGetFixedPalette(bits), count_ * sizeof(RGBQUAD)) == 0;
+        if (count_ < 1u << bits && beginWith(R_IntGetFixedPalette(bits))) return true;
+        return bits == 8 && count_ < kWebSafeColours && beginWith(R_IntGetNetscapePalette());
+    }
+    bool beginWith(const RGBQUAD* palette) const noexcept
+    {
+        return std::memcmp(entries_, palette, count_ * sizeof(RGBQUAD)) == 0;
     }
     void makeRamp(R_UINT count) noexcept
     {
