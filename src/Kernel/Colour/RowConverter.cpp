@@ -275,6 +275,7 @@ RowConverter::RowConverter(const PixelFormat& from, const PixelFormat& to, bool 
 
 void RowConverter::convert(uint8_t* target, const uint8_t* source, size_t width) noexcept
 {
+    if (width == 0) return; // the rows of no pixels may be nowhere
     (straight_ != nullptr ? straight_ : byColours_)(*this, target, source, width);
 }
 
