@@ -172,4 +172,149 @@ R_API R_INT R_ChangeBitmapViewPerspective(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc
 /// ERROR_INV_PARAMETER for null; any other depth than the fourteen does nothing and succeeds.
 R_API R_INT R_MirrorLine(void* pRow, R_UINT uWidth, R_INT nBitsPerPixel) R_NOEXCEPT;
 
+// --- Rotation
+//
+// Angles are hundredths of a degree, 36000 to the turn.
+
+/// Sine and cosine x 16384, rounded to the nearest integer. The angle is not checked: 0 to 35999.
+R_API R_INT R_SinValue(R_INT nAngle) R_NOEXCEPT;
+R_API R_INT R_CosValue(R_INT nAngle) R_NOEXCEPT;
+
+// uFlags of R_RotateBitmap.
+#define ROTATE_RESIZE 0x01u ///< the bitmap becomes as large as the turned image is
+#define ROTATE_BILINEAR                                                                                                \
+    0x02u                   ///< pixels between four others are weighed; without it the one that holds the point counts
+#define ROTATE_CENTER 0x08u ///< about the given point, and resized as with ROTATE_RESIZE
+#define ROTATE_ALPHA 0x10u  ///< the fill's top byte is its alpha and the rest is RGB; without it alpha is 255
+
+/// Turns the displayed image about its centre, positive angles clockwise. Perspectives other than top-left and
+/// bottom-left become one of these. Without ROTATE_RESIZE the stored size stays and corners are cut off. Quarter turns
+/// that fit and half turns are exact; otherwise each new pixel's centre is turned back, in 14-bit fixed point, and the
+/// old pixel that holds the point is taken, or the four around it are weighed: in colour where pixels are indices, with
+/// colours weighed by alpha where there is alpha. New pixels that no old one maps to are crFill, any colour value.
+/// A region turns along where the display module can turn it (DISDISPATCH.RotateRegion).
+/// Errors: ERROR_INV_STRUCT_SIZE; ERROR_INV_BITMAP null or no pixels; ERROR_INV_PARAMETER unknown flags;
+/// ERROR_INV_SIZE; ERROR_INV_BITS_PER_PIXEL; those of R_DupBitmapNewDim; a progress callback's answer. The bitmap is as
+/// it was then.
+R_API R_INT R_RotateBitmap(BITMAPHANDLE* pBitmap, R_INT nAngle, R_UINT uFlags, COLORREF crFill) R_NOEXCEPT;
+
+/// A quarter turn of the displayed image: nDirection 0 counter-clockwise, 1 clockwise. Width and height change places,
+/// and so do the resolutions; the perspective stays. Progress runs from nFirst to nLast percent. Errors as above;
+/// ERROR_INV_PARAMETER another direction.
+R_API R_INT R_RotateBitmap90(BITMAPHANDLE* pBitmap, R_INT nDirection, R_INT nFirst, R_INT nLast) R_NOEXCEPT;
+
+/// The same turn, by multiples of 9000, without moving a pixel: only ViewPerspective changes.
+/// Errors: ERROR_INV_BITMAP null; ERROR_INV_STRUCT_SIZE; ERROR_INV_PARAMETER another angle or perspective.
+R_API R_INT R_RotateBitmapViewPerspective(BITMAPHANDLE* pBitmap, R_INT nAngle) R_NOEXCEPT;
+
+/// Turn nHeight rows of nWidth pixels in memory, uSrcBytesPerRow apart, by a quarter (nDirection 0 counter-clockwise, 1
+/// clockwise) into nWidth rows of nHeight pixels, or by a half into as many as before. Bits behind the last pixel of a
+/// new row become 0. The blocks lie apart; for the half turn they may be one, with the same pitch.
+/// Errors: ERROR_INV_PARAMETER null, a size below 1, another direction, a pitch that cannot hold a row;
+/// ERROR_INV_BITS_PER_PIXEL.
+R_API R_INT R_RotateBuffer90(void* pDst, R_SIZE uDstBytesPerRow, const void* pSrc, R_SIZE uSrcBytesPerRow, R_INT nWidth,
+                             R_INT nHeight, R_INT nBitsPerPixel, R_INT nDirection) R_NOEXCEPT;
+R_API R_INT R_RotateBuffer180(void* pDst, R_SIZE uDstBytesPerRow, const void* pSrc, R_SIZE uSrcBytesPerRow,
+                              R_INT nWidth, R_INT nHeight, R_INT nBitsPerPixel) R_NOEXCEPT;
+
+// --- Shear and warp
+
+// uFlags of R_ShearBitmap and R_WarpBitmap.
+#define SHEAR_VERTICAL 0x01u ///< columns move up or down; without it rows move sideways
+#define SHEAR_BILINEAR 0x02u
+#define SHEAR_ALPHA 0x10u ///< as ROTATE_ALPHA
+#define WARP_BILINEAR 0x02u
+#define WARP_ALPHA 0x10u
+
+/// Shears the displayed image by an angle between -8900 and 8900: a positive one moves the upper rows to the right, or
+/// the right columns down. The bitmap grows by what the outermost row moves; uncovered pixels are crFill.
+/// Errors: ERROR_INV_PARAMETER null or no pixels, another angle, unknown flags; else as R_RotateBitmap.
+R_API R_INT R_ShearBitmap(BITMAPHANDLE* pBitmap, R_INT nAngle, R_UINT uFlags, COLORREF crFill) R_NOEXCEPT;
+
+/// A point on a picture; pixel (0, 0) reaches from 0.0 to 1.0.
+typedef struct R_POINTF {
+    double x;
+    double y;
+} R_POINTF;
+
+/// Takes the picture inside a quadrilateral of the displayed image, such as a sheet that was photographed at an angle,
+/// as a rectangle of nWidth x nHeight: in pDst, or, where pDst is null or pSrc itself, in the place of the old pixels.
+/// Straight lines stay straight (the projective mapping of four points: P. Heckbert, "Fundamentals of Texture Mapping
+/// and Image Warping", 1989, section 2.2.3).
+/// pCorners  top left, top right, bottom right, bottom left of the sheet; they may lie outside, where pixels are crFill
+/// nWidth, nHeight  0: the longer of the two sides of the sheet, rounded
+/// Errors: ERROR_INV_PARAMETER null or no pixels, unknown flags, corners that are no convex quadrilateral or no finite
+/// numbers; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE; ERROR_INV_BITS_PER_PIXEL; those of R_DupBitmapNewDim; a progress
+/// callback's answer. pSrc is as it was then.
+R_API R_INT R_WarpBitmap(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, const R_POINTF* pCorners,
+                         R_INT nWidth, R_INT nHeight, R_UINT uFlags, COLORREF crFill) R_NOEXCEPT;
+
+// --- Resizing
+
+// uFlags of R_SizeBitmap; 0 repeats and leaves out pixels: column x is the old one floor(x * old width / new width),
+// and rows likewise.
+#define SIZE_FAVOR_BLACK 0x01u ///< 1-bit pages: black strokes survive shrinking
+#define SIZE_BILINEAR 0x02u    ///< weighs the four pixels around each point
+#define SIZE_BICUBIC 0x04u     ///< natural cubic splines through the pixels, where the bitmap grows; else SIZE_BILINEAR
+#define SIZE_TO_GRAY 0x08u     ///< 1-bit pages become 8-bit gray: how black the covered area is
+#define SIZE_AREA 0x10u        ///< weighs all pixels that a new one covers; bilinear in a direction that grows
+#define SIZE_ALPHA 0x20u       ///< 32 and 64 bits: colours are weighed by their alpha
+
+/// Gives a bitmap other dimensions, of its stored rows and columns. With one of the weighing flags indices are weighed
+/// as colours and become the nearest entries, and gray, 48 and 64 bits keep their full precision.
+/// Where the display module can (DISDISPATCH.ScaleRegion), a region is scaled.
+/// Errors: ERROR_INV_PARAMETER null or no pixels, a size below 1; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE;
+/// ERROR_INV_BITS_PER_PIXEL; those of R_DupBitmapNewDim; a region hook's or a progress callback's answer. The bitmap is
+/// as it was then.
+R_API R_INT R_SizeBitmap(BITMAPHANDLE* pBitmap, R_INT nNewWidth, R_INT nNewHeight, R_UINT uFlags) R_NOEXCEPT;
+/// Fills an allocated bitmap of another size, perspective or depth with the image of pSrc. Errors as above, and
+/// ERROR_INV_PARAMETER null; ERROR_FLOAT_NOT_SUPPORTED: pixels of floating point that would need another depth.
+R_API R_INT R_ResizeBitmap(BITMAPHANDLE* pSrc, BITMAPHANDLE* pDst, R_UINT uFlags) R_NOEXCEPT;
+
+// A source that gives its rows one at a time.
+
+/// Begins to resize rows; *ppState is given to the other calls and ends with R_StopResize. A new width or height of 0
+/// keeps the picture's proportions, rounded to nearest, ties to even.
+/// Errors: ERROR_INV_PARAMETER null, sizes that make no picture; ERROR_FAILURE no memory.
+R_API R_INT R_StartResize(R_INT nOldWidth, R_INT nOldHeight, R_INT nNewWidth, R_INT nNewHeight,
+                          void** ppState) R_NOEXCEPT;
+/// Resizes a row in its own buffer, which has room for the longer one. *pnRepeat, and the answer, tell how many times
+/// it is to be written: 0 for one that is left out, and is not touched then. Rows come in any order; from the last one
+/// upwards it can be one row more in all, so that callers stop at the new height.
+/// Errors: ERROR_INV_PARAMETER null, a row that is none, a state that is none; ERROR_INV_BITS_PER_PIXEL.
+R_API R_INT R_Resize(void* pRow, R_INT nRow, R_INT nBitsPerPixel, R_INT* pnNewWidth, R_INT* pnRepeat,
+                     void* pState) R_NOEXCEPT;
+/// SUCCESS; null is ignored.
+R_API R_INT R_StopResize(void* pState) R_NOEXCEPT;
+
+/// Picks pixels of a row: from pixel uFirst on, by nStep and, whenever the error, which begins with uError and grows by
+/// uIncrement, reaches uDenominator, by one more. uUnitStep: nStep counts as 0. The reverse one goes from the last new
+/// pixel to the first, so that a row can grow in its own buffer (bGrows). uRowBytes of the new row are zeroed first
+/// where pixels are smaller than bytes or have 12 bits. Nothing happens for a null row or a depth that is none.
+R_API void R_GetResizedScanLine(R_INT nBitsPerPixel, R_UINT uRowBytes, R_UINT uFirst, R_INT nStep, R_UINT uError,
+                                R_UINT uIncrement, const void* pSrc, void* pDst, R_UINT uPixels, R_UINT uDenominator,
+                                R_UINT uUnitStep) R_NOEXCEPT;
+R_API void R_ReverseGetResizedScanLine(R_INT nBitsPerPixel, R_UINT uRowBytes, R_UINT uFirst, R_INT nStep, R_UINT uError,
+                                       R_UINT uIncrement, const void* pSrc, void* pDst, R_UINT uPixels,
+                                       R_UINT uDenominator, R_UINT bGrows) R_NOEXCEPT;
+
+// A resized bitmap that is never made as a whole.
+
+/// Begins to read a bitmap as R_SizeBitmap would make it, with the same flags. R_StartResizeBitmap2: only a rectangle
+/// of its stored rows and columns, null for all of them; where pFormat is not null it becomes a bitmap without pixels
+/// in the format and size of the new rows (freed with R_FreeBitmap). The bitmap stays as it is, and stays, until
+/// R_StopResizeBitmap. Memory: some rows of either size.
+/// Errors: ERROR_INV_PARAMETER null or no pixels, sizes below 1, a rectangle not inside; ERROR_INV_STRUCT_SIZE;
+/// ERROR_INV_SIZE; ERROR_INV_BITS_PER_PIXEL; ERROR_FAILURE no memory.
+R_API R_INT R_StartResizeBitmap(BITMAPHANDLE* pBitmap, R_INT nNewWidth, R_INT nNewHeight, R_UINT uFlags,
+                                void** ppState) R_NOEXCEPT;
+R_API R_INT R_StartResizeBitmap2(BITMAPHANDLE* pBitmap, const RECT* pSource, R_INT nNewWidth, R_INT nNewHeight,
+                                 R_UINT uFlags, BITMAPHANDLE* pFormat, R_UINT uStructSize, void** ppState) R_NOEXCEPT;
+/// Reads uBytes bytes of a new row from column nCol on, as R_GetBitmapRowCol does. Rows in order are fastest; any order
+/// gives the same pixels. Returns the number of bytes. Errors: ERROR_INV_PARAMETER null, a row or column that is not
+/// there, a state that is none; a store's own.
+R_API R_SSIZE R_GetResizedRowCol(void* pState, void* pBuffer, R_INT nRow, R_INT nCol, R_SIZE uBytes) R_NOEXCEPT;
+/// SUCCESS; null is ignored.
+R_API R_INT R_StopResizeBitmap(void* pState) R_NOEXCEPT;
+
 #endif

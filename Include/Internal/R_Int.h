@@ -34,6 +34,13 @@ R_API R_INT R_IntReverseBitmapViewPerspective(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 R_API R_INT R_IntChangeBitmapViewPerspective(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize,
                                              R_INT nViewPerspective, R_UINT uFlags) R_NOEXCEPT;
 
+/// R_RotateBitmap whose progress runs from nFirst to nLast percent, for a part of a larger operation; ROTATE_CENTER is
+/// about the point (fX, fY) of the bitmap as it is stored when its perspective has been absorbed.
+R_API R_INT R_IntRotateBitmap(BITMAPHANDLE* pBitmap, R_INT nAngle, R_UINT uFlags, COLORREF crFill, R_INT nFirst,
+                              R_INT nLast, float fX, float fY) R_NOEXCEPT;
+/// R_ResizeBitmap for bitmaps of one depth (SIZE_TO_GRAY's result: 1 bit into 8) and perspectives that need no turn.
+R_API R_INT R_IntResizeBitmap(BITMAPHANDLE* pSrc, BITMAPHANDLE* pDst, R_UINT uFlags) R_NOEXCEPT;
+
 /// R_IsGrayScaleBitmap for callers that know their bitmap.
 R_API R_INT R_IntIsGrayScaleBitmap(BITMAPHANDLE* pBitmap) R_NOEXCEPT;
 
