@@ -23,10 +23,11 @@ typedef struct DISDISPATCH {
     /// The pieces of one row that are inside, at most *puMostSegments of them, in any order; their number to
     /// *puSegments.
     R_INT (*GetRegionSegments)(BITMAPHANDLE* pBitmap, R_INT nRow, R_SEGMENT* pSegments, R_UINT* puSegments);
-    /// The pixels are about to be turned, as they are stored, clockwise by hundredths of a degree, 0 to 35999: what lies
-    /// around the point (fX, fY) will lie around (fXNew, fYNew) in a bitmap of nNewWidth x nNewHeight.
-    R_INT (*RotateRegion)(BITMAPHANDLE* pBitmap, R_INT nAngle, float fX, float fY, float fXNew, float fYNew,
-                          R_INT nNewWidth, R_INT nNewHeight);
+    /// The pixels are about to be turned, as they are stored, clockwise by hundredths of a degree, 0 to 35999: what
+    /// lies around the point (fX, fY) will lie around (fXNew, fYNew) in a bitmap of nNewWidth x nNewHeight.
+    R_INT (*RotateRegion)
+    (BITMAPHANDLE* pBitmap, R_INT nAngle, float fX, float fY, float fXNew, float fYNew, R_INT nNewWidth,
+     R_INT nNewHeight);
     /// The bitmap is about to have this size; its pixels are scaled.
     R_INT (*ScaleRegion)(BITMAPHANDLE* pBitmap, R_INT nNewWidth, R_INT nNewHeight);
 } DISDISPATCH;

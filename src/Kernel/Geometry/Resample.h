@@ -12,8 +12,8 @@ enum class Weighing {
     area,     ///< all pixels that a new one covers; bilinear in a direction that grows
 };
 
-/// Makes the rows of a resized bitmap from those of an accessed one. Rows from the top down are fastest: each row of the
-/// source is read once; any other order gives the same pixels. Memory is taken at construction: some rows of either
+/// Makes the rows of a resized bitmap from those of an accessed one. Rows from the top down are fastest: each row of
+/// the source is read once; any other order gives the same pixels. Memory is taken at construction: some rows of either
 /// size, however high the bitmaps are.
 class Resampler {
 public:
