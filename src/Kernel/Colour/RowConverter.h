@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Kernel/Base/Status.h"
-#include "Kernel/Colour/NearestIndex.h"
+#include "Kernel/Core/NearestIndex.h"
 #include "Kernel/Pixels/FormatReader.h"
 #include "Kernel/Pixels/FormatWriter.h"
 

@@ -1,4 +1,4 @@
-#include "Kernel/Colour/NearestIndex.h"
+#include "Kernel/Core/NearestIndex.h"
 
 #include "Kernel/Colour/ColourReach.h"
 #include "Kernel/Pixels/Simd/Select.h"
