@@ -5,6 +5,7 @@
 #pragma once
 
 #include "Kernel/Pixels/Diffusion.h"
+#include "Kernel/Pixels/Resampling.h"
 
 #include <stddef.h>
 #include <stdint.h>
@@ -146,6 +147,32 @@ constexpr size_t kDiffusionPad = 96; ///< columns beside a row of numerators or 
 /// levels  of eight columns, after which they repeat themselves
 using BitsAboveLevels = void (*)(uint8_t* bits, const uint8_t* gray, size_t width, const uint8_t* levels) noexcept;
 
+/// sums[i] += samples[i] * weight; begins: = instead. The two are apart.
+/// samples  bytes, words in the machine's order at any address, or floats
+using AddSamples = void (*)(float* sums, const uint8_t* samples, size_t count, float weight, bool begins) noexcept;
+using AddFloats = void (*)(float* sums, const float* samples, size_t count, float weight, bool begins) noexcept;
+/// Makes `width` pixels, each from those that its taps name; kFloatSlack floats behind either row are touched.
+using SumColumns = void (*)(float* target, const float* source, const Taps* taps, size_t width, float middle) noexcept;
+/// Floats as bytes, or words, cut to 0 to top and rounded, halves up; kFloatSlack floats behind source are read.
+using RoundFloats = void (*)(uint8_t* target, const float* source, size_t count, float top) noexcept;
+/// Rows side by side: float i of row l becomes float i * kSplineLanes + l. count is a multiple of kSplineLanes.
+using SideBySide = void (*)(float* lanes, const float* rows, size_t pitch, size_t count) noexcept;
+/// Solves natural cubic splines, one in each of `lanes` lanes (a multiple of kSplineLanes): the second derivatives at
+/// points that are one apart. A point that lies on the line through its neighbours gets none.
+/// moments  out; point by point, as samples are
+/// ratios   room for as many
+/// points   at least 1
+using SolveSplines = void (*)(float* moments, float* ratios, const float* samples, size_t points,
+                              size_t lanes) noexcept;
+/// The curves of kSplineLanes rows that lie side by side, taken at `width` points (a multiple of kSplineLanes), as rows
+/// `pitch` floats apart.
+using CurveColumns = void (*)(float* rows, size_t pitch, const float* samples, const float* moments,
+                              const CurvePoint* points, size_t width, size_t channels) noexcept;
+/// The curves of columns at one point: rows holds the two rows beside it, bent the second derivatives in them.
+/// kFloatSlack floats behind each row are touched.
+using CurveRow = void (*)(float* target, const float* const rows[2], const float* const bent[2],
+                          const CurvePoint& point, size_t count) noexcept;
+
 /// One variant of every kernel.
 struct RowKernels {
     const char* name;
@@ -200,6 +227,18 @@ struct RowKernels {
     DiffuseRows diffuseColour[kDiffusions]; ///< by the items
     SpreadErrors spreadErrors;
     BitsAboveLevels bitsAbove;
+    AddSamples addBytes;
+    AddSamples addWords;
+    AddFloats addFloats;
+    SumColumns sum1; ///< by channels
+    SumColumns sum3;
+    SumColumns sum4;
+    RoundFloats roundToBytes;
+    RoundFloats roundToWords;
+    SideBySide sideBySide;
+    SolveSplines solveSplines;
+    CurveColumns curveColumns;
+    CurveRow curveRow;
 };
 
 // Which of them this machine can run is Select.h's business.

@@ -17,6 +17,8 @@
 #include "Kernel/Pixels/Simd/Mirror_inl.h"
 #include "Kernel/Pixels/Simd/NearestEntries_inl.h"
 #include "Kernel/Pixels/Simd/Repeat_inl.h"
+#include "Kernel/Pixels/Simd/Resample_inl.h"
+#include "Kernel/Pixels/Simd/Spline_inl.h"
 #include "Kernel/Pixels/Simd/Turns_inl.h"
 // After those whose lists of indices it uses.
 #include "Kernel/Pixels/Simd/Diffusion_inl.h"
@@ -102,6 +104,18 @@ const RowKernels kRowKernels = {
                       colourRows<5>()},
     .spreadErrors = spreadErrors,
     .bitsAbove = bitsAboveLevels,
+    .addBytes = addBytes,
+    .addWords = addWords,
+    .addFloats = addFloats,
+    .sum1 = sumColumns<1>,
+    .sum3 = sumColumns<3>,
+    .sum4 = sumColumns<4>,
+    .roundToBytes = roundFloatsTo<uint8_t>,
+    .roundToWords = roundFloatsTo<uint16_t>,
+    .sideBySide = sideBySide,
+    .solveSplines = solveSplines,
+    .curveColumns = curveColumns,
+    .curveRow = curveRow,
 };
 
 } // namespace rv::simd::RV_SIMD
