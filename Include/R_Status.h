@@ -35,11 +35,12 @@
 #define ERROR_NULL_PTR (-814)
 #define ERROR_FILE_ACCESS (-1846) ///< access denied
 #define ERROR_FILE_DELETE (-1847)
-#define ERROR_FILE_REGISTERED (-1850)   ///< the pseudo file name has a set already
-#define ERROR_TEMP_FILES_FULL (-1894)   ///< there are too many files in the temporary folder
-#define ERROR_TEMP_FILE_ACCESS (-1902)  ///< the temporary folder may not be written
-#define ERROR_TEMP_FILE_UNKNOWN (-1903) ///< a temporary file could not be made for another reason
-#define ERROR_MEMORY_LIMIT (-1905)      ///< the conventional-memory limit would be passed
+#define ERROR_FILE_REGISTERED (-1850)     ///< the pseudo file name has a set already
+#define ERROR_TEMP_FILES_FULL (-1894)     ///< there are too many files in the temporary folder
+#define ERROR_TEMP_FILE_ACCESS (-1902)    ///< the temporary folder may not be written
+#define ERROR_TEMP_FILE_UNKNOWN (-1903)   ///< a temporary file could not be made for another reason
+#define ERROR_MEMORY_LIMIT (-1905)        ///< the conventional-memory limit would be passed
+#define ERROR_FLOAT_NOT_SUPPORTED (-1927) ///< samples of floating point, which the call does not reckon with
 
 /// Writes the message of a status into pszBuffer (uBufferChars units, terminator included), cut to fit.
 /// Every code has a message; an unknown one gets the general text. uFlags is reserved.
