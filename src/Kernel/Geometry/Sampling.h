@@ -24,7 +24,8 @@ struct Span {
 };
 
 /// Where the centres of a new bitmap's pixels lie on an old one. Straight lines stay straight, and so does their order:
-/// in each row the pixels that lie on the old picture stand side by side.
+/// in each row the pixels that lie on the old picture stand side by side, and each of them between its neighbours, in x
+/// as in y.
 class Mapping {
 public:
     Mapping() noexcept = default;

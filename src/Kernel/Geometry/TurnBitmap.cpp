@@ -39,9 +39,9 @@ Status stepOver(Progress& progress, R_INT steps) noexcept
 /// target, and its rows in slabs, each of which is so many pixels of every one of those.
 class SidewaysMove {
 public:
-    SidewaysMove(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn) noexcept
-        : target_(pDst), source_(pSrc), kernels_(pSrc->BitsPerPixel), turn_(turn), targetRows_(pDst, RowMode::write),
-          sourceRows_(pSrc, RowMode::read)
+    SidewaysMove(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn, const PercentRange& range) noexcept
+        : target_(pDst), source_(pSrc), kernels_(pSrc->BitsPerPixel), turn_(turn), range_(range),
+          targetRows_(pDst, RowMode::write), sourceRows_(pSrc, RowMode::read)
     {
     }
 
@@ -51,7 +51,7 @@ public:
         R_TRY(sourceRows_.status());
         R_TRY(takeBuffers());
         const R_INT64 bands = (R_INT64{source_->Width} + bandColumns_ - 1) / std::max(bandColumns_, 1);
-        Progress progress = Progress::ofThread(bands * source_->Height);
+        Progress progress = Progress::ofThread(bands * source_->Height, range_);
         R_TRY(progress.begin());
         for (R_INT column = 0; column < source_->Width; column += columnsFrom(column)) {
             for (R_INT pixel = 0; pixel < source_->Height; pixel += slabFrom(pixel)) {
@@ -146,6 +146,7 @@ private:
     BITMAPHANDLE* source_;
     TurnKernels kernels_;
     Turn turn_;
+    PercentRange range_;
     RowCursor targetRows_;
     RowCursor sourceRows_;
     RowBuffer band_; // of target rows, in the order of the source's columns
@@ -155,7 +156,7 @@ private:
 };
 
 /// A turn that leaves rows what they are.
-Status moveRows(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn) noexcept
+Status moveRows(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn, const PercentRange& range) noexcept
 {
     RowCursor target(pDst, RowMode::write);
     R_TRY(target.status());
@@ -166,7 +167,7 @@ Status moveRows(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn) noexce
     const size_t pixelBytes = static_cast<size_t>(packedBytes(pSrc->Width, kernels.bits));
     const R_INT height = pSrc->Height;
 
-    Progress progress = Progress::ofThread(height);
+    Progress progress = Progress::ofThread(height, range);
     R_TRY(progress.begin());
     for (R_INT row = 0; row < height; ++row) {
         R_TRY(source.open(row));
@@ -181,15 +182,15 @@ Status moveRows(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn) noexce
 
 } // namespace
 
-Status turnInto(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn) noexcept
+Status turnInto(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn, const PercentRange& range) noexcept
 {
-    return turn.sideways() ? SidewaysMove(pDst, pSrc, turn).run() : moveRows(pDst, pSrc, turn);
+    return turn.sideways() ? SidewaysMove(pDst, pSrc, turn, range).run() : moveRows(pDst, pSrc, turn, range);
 }
 
-Status turnWhereItIs(BITMAPHANDLE* pBitmap, const Turn& turn, bool* done) noexcept
+Status turnWhereItIs(BITMAPHANDLE* pBitmap, const Turn& turn, bool* done, const PercentRange& range) noexcept
 {
     *done = turn == Turn{};
-    if (*done) return Progress::ofThread(0).begin();
+    if (*done) return Progress::ofThread(0, range).begin();
     if (turn.sideways()) return SUCCESS;
     const RowCursor cursor(pBitmap, RowMode::update);
     R_TRY(cursor.status());
@@ -200,7 +201,7 @@ Status turnWhereItIs(BITMAPHANDLE* pBitmap, const Turn& turn, bool* done) noexce
     const R_INT width = pBitmap->Width, height = pBitmap->Height;
     const R_INT steps = height - height / 2;
 
-    Progress progress = Progress::ofThread(steps);
+    Progress progress = Progress::ofThread(steps, range);
     R_TRY(progress.begin());
     for (R_INT row = 0; row < steps; ++row) {
         turnInPlace(kernels, turn, rows, width, height, row, row + 1);
