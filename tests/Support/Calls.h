@@ -65,6 +65,7 @@ std::span<const Call> runCalls();
 std::span<const Call> compressionCalls();
 std::span<const Call> copyCalls();
 std::span<const Call> perspectiveCalls();
+std::span<const Call> rotateCalls();
 std::span<const Call> ditherCalls();
 std::span<const Call> colourResCalls();
 std::span<const Call> allCalls();

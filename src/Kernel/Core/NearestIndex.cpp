@@ -1,6 +1,6 @@
 #include "Kernel/Core/NearestIndex.h"
 
-#include "Kernel/Colour/ColourReach.h"
+#include "Kernel/Core/ColourReach.h"
 #include "Kernel/Pixels/Simd/Select.h"
 
 #include <cstring>

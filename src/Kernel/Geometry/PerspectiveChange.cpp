@@ -1,7 +1,6 @@
 // Bitmaps that show the same image in another perspective.
 
 #include "Internal/R_Int.h"
-#include "Kernel/Core/Access.h"
 #include "Kernel/Core/Checks.h"
 #include "Kernel/Core/Replacement.h"
 #include "Kernel/Geometry/Perspective.h"
@@ -23,27 +22,6 @@ Size turnedSize(const BITMAPHANDLE* pBitmap, const Turn& turn) noexcept
     return turn.sideways() ? Size{pBitmap->Height, pBitmap->Width} : Size{pBitmap->Width, pBitmap->Height};
 }
 
-/// Gives the new bitmap its pixels, and what of its record lies as they do.
-Status fillTurned(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn, R_INT perspective) noexcept
-{
-    R_TRY(checkWalkable(pDst)); // what was high may be too wide for a record
-    BitmapAccess source(pSrc);
-    R_TRY(source.status());
-    BitmapAccess target(pDst);
-    R_TRY(target.status());
-    Status status = turnInto(pDst, pSrc, turn);
-    status = target.finish(status);
-    status = source.finish(status);
-    if (!status.ok()) return status;
-    pDst->ViewPerspective = perspective;
-    if (turn.sideways()) {
-        const R_INT across = pSrc->XResolution;
-        pDst->XResolution = pSrc->YResolution;
-        pDst->YResolution = across;
-    }
-    return SUCCESS;
-}
-
 Status makeTurned(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, R_INT perspective, R_UINT uFlags) noexcept
 {
     const Turn turn = turnBetween(pSrc->ViewPerspective, perspective);
@@ -58,15 +36,9 @@ Status makeTurned(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, R_
 
 Status replaceByTurned(BITMAPHANDLE* pBitmap, const Turn& turn, R_INT perspective) noexcept
 {
-    {
-        BitmapAccess access(pBitmap);
-        R_TRY(access.status());
-        bool done = false;
-        const Status status = turnWhereItIs(pBitmap, turn, &done);
-        if (status.ok() && done) pBitmap->ViewPerspective = perspective;
-        R_TRY(access.finish(status));
-        if (done) return SUCCESS;
-    }
+    bool done = false;
+    R_TRY(changeWhereItIs(pBitmap, turn, perspective, &done));
+    if (done) return SUCCESS;
     const Size size = turnedSize(pBitmap, turn);
     Replacement turned(nullptr, pBitmap, pBitmap->uStructSize, {size.width, size.height, pBitmap->BitsPerPixel});
     R_TRY(turned.status());

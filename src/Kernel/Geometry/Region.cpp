@@ -67,4 +67,17 @@ Status flipRegion(BITMAPHANDLE* pBitmap) noexcept
     return hook != nullptr ? hook(pBitmap) : SUCCESS;
 }
 
+bool turnsRegion(const BITMAPHANDLE* pBitmap) noexcept
+{
+    return pBitmap->pRgnInfo != nullptr && displayHooks().RotateRegion != nullptr;
+}
+
+Status turnRegion(BITMAPHANDLE* pBitmap, R_INT angle, const RegionPoint& from, const RegionPoint& to, R_INT width,
+                  R_INT height) noexcept
+{
+    if (pBitmap->pRgnInfo == nullptr) return SUCCESS;
+    const auto hook = displayHooks().RotateRegion;
+    return hook != nullptr ? hook(pBitmap, angle, from.x, from.y, to.x, to.y, width, height) : SUCCESS;
+}
+
 } // namespace rv

@@ -38,4 +38,16 @@ private:
 /// A bitmap's stored rows have been flipped: its region, which lies on them, turns with them. What the hook answers.
 Status flipRegion(BITMAPHANDLE* pBitmap) noexcept;
 
+/// Whether a bitmap has a region that the display module can turn.
+bool turnsRegion(const BITMAPHANDLE* pBitmap) noexcept;
+/// A bitmap's pixels are about to be turned clockwise, as they are stored, by hundredths of a degree: its region turns
+/// along where it can. What the hook answers.
+/// from, to  the point that they are turned about, and where it will lie in a bitmap of width x height
+struct RegionPoint {
+    float x;
+    float y;
+};
+Status turnRegion(BITMAPHANDLE* pBitmap, R_INT angle, const RegionPoint& from, const RegionPoint& to, R_INT width,
+                  R_INT height) noexcept;
+
 } // namespace rv

@@ -182,7 +182,7 @@ private:
     }
     R_UINT64 pitchOf(const Area& area) const noexcept
     {
-        const auto pixels = static_cast<R_UINT64>((area.columns() + 7) / 8 * 8 + kSampleSlack);
+        const auto pixels = static_cast<R_UINT64>((area.columns() + 7) / 8 * 8) + kSampleSlack;
         return (pixels * picker_.pixelBits() / 8 + 31) / 32 * 32;
     }
     bool fits(const Area& area) const noexcept

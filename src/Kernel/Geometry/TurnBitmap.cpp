@@ -1,5 +1,7 @@
 #include "Kernel/Geometry/TurnBitmap.h"
 
+#include "Kernel/Core/Access.h"
+#include "Kernel/Core/Checks.h"
 #include "Kernel/Core/RowCol.h"
 #include "Kernel/Core/RowCursor.h"
 #include "Kernel/Pixels/Depths.h"
@@ -180,13 +182,7 @@ Status moveRows(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn, const 
     return SUCCESS;
 }
 
-} // namespace
-
-Status turnInto(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn, const PercentRange& range) noexcept
-{
-    return turn.sideways() ? SidewaysMove(pDst, pSrc, turn, range).run() : moveRows(pDst, pSrc, turn, range);
-}
-
+/// changeWhereItIs() for pixels alone, of an accessed bitmap.
 Status turnWhereItIs(BITMAPHANDLE* pBitmap, const Turn& turn, bool* done, const PercentRange& range) noexcept
 {
     *done = turn == Turn{};
@@ -211,6 +207,48 @@ Status turnWhereItIs(BITMAPHANDLE* pBitmap, const Turn& turn, bool* done, const 
         return status;
     }
     return SUCCESS;
+}
+
+} // namespace
+
+Status turnInto(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn, const PercentRange& range) noexcept
+{
+    return turn.sideways() ? SidewaysMove(pDst, pSrc, turn, range).run() : moveRows(pDst, pSrc, turn, range);
+}
+
+Status fillTurned(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn, R_INT perspective,
+                  const PercentRange& range) noexcept
+{
+    const bool sideways = turn.sideways();
+    if (pDst->Width != (sideways ? pSrc->Height : pSrc->Width)) return ERROR_INV_SIZE;
+    if (pDst->Height != (sideways ? pSrc->Width : pSrc->Height)) return ERROR_INV_SIZE;
+    R_TRY(checkWalkable(pDst));
+    BitmapAccess source(pSrc);
+    R_TRY(source.status());
+    BitmapAccess target(pDst);
+    R_TRY(target.status());
+    Status status = turnInto(pDst, pSrc, turn, range);
+    status = target.finish(status);
+    status = source.finish(status);
+    if (!status.ok()) return status;
+    pDst->ViewPerspective = perspective;
+    if (sideways) {
+        const R_INT across = pSrc->XResolution;
+        pDst->XResolution = pSrc->YResolution;
+        pDst->YResolution = across;
+    }
+    return SUCCESS;
+}
+
+Status changeWhereItIs(BITMAPHANDLE* pBitmap, const Turn& turn, R_INT perspective, bool* done,
+                       const PercentRange& range) noexcept
+{
+    *done = false;
+    BitmapAccess access(pBitmap);
+    R_TRY(access.status());
+    const Status status = turnWhereItIs(pBitmap, turn, done, range);
+    if (status.ok() && *done) pBitmap->ViewPerspective = perspective;
+    return access.finish(status);
 }
 
 } // namespace rv

@@ -11,8 +11,14 @@ namespace rv {
 /// Both are accessed and walkable. Progress counts the source's rows.
 Status turnInto(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn, const PercentRange& range = {}) noexcept;
 
-/// Turns an accessed bitmap where it is, if that can be done so that a failure or an abort leaves it as it was: not
-/// sideways, rows in memory. *done: whether it could.
-Status turnWhereItIs(BITMAPHANDLE* pBitmap, const Turn& turn, bool* done, const PercentRange& range = {}) noexcept;
+/// Gives a new bitmap another one's turned pixels, and what of its record lies as they do: the perspective that it is
+/// to have, and the resolutions. ERROR_INV_SIZE where its size is not the turned one's.
+Status fillTurned(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn, R_INT perspective,
+                  const PercentRange& range = {}) noexcept;
+
+/// Turns a bitmap where it is and gives it another perspective, if that can be done so that a failure or an abort
+/// leaves it as it was: not sideways, rows in memory. *done: whether it could.
+Status changeWhereItIs(BITMAPHANDLE* pBitmap, const Turn& turn, R_INT perspective, bool* done,
+                       const PercentRange& range = {}) noexcept;
 
 } // namespace rv

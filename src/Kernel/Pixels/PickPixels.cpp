@@ -12,7 +12,7 @@ namespace rv {
 namespace {
 
 constexpr int kFraction = 16;
-constexpr R_INT64 kOne = R_INT64{1} << kFraction;
+constexpr unsigned kOne = 1u << kFraction;
 
 // --- Positions, one after the other
 
@@ -103,15 +103,16 @@ void pickAlong(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, Walk wal
 /// Steps that leave a row, or the next pixel of it, so seldom that whole pieces of rows are copied.
 bool movesInPieces(const PixelPositions& at) noexcept
 {
-    constexpr R_INT64 seldom = kOne / 12;
-    return at.xs == nullptr && std::abs(R_INT64{at.stepY}) < seldom && std::abs(at.stepX - kOne) < seldom;
+    constexpr R_INT64 one = kOne, seldom = one / 12;
+    return at.xs == nullptr && std::abs(R_INT64{at.stepY}) < seldom && std::abs(at.stepX - one) < seldom;
 }
 
 /// How many positions from `at` on, `step` apart, lie in the same unit, this one among them.
 R_INT64 sameUnit(R_INT64 at, R_INT64 step) noexcept
 {
-    const R_INT64 within = at & (kOne - 1);
-    if (step > 0) return (kOne - within + step - 1) / step;
+    constexpr R_INT64 one = kOne;
+    const R_INT64 within = at & (one - 1);
+    if (step > 0) return (one - within + step - 1) / step;
     return step < 0 ? within / -step + 1 : INT32_MAX;
 }
 
@@ -151,7 +152,7 @@ void pickBitPieces(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, cons
     BitWriter writer(target);
     R_INT64 x = at.x, y = at.y;
     for (R_INT64 left = static_cast<R_INT64>(count); left > 0;) {
-        const R_INT64 beside = sameUnit(x, at.stepX - kOne); // as long as each is the next pixel of the row
+        const R_INT64 beside = sameUnit(x, R_INT64{at.stepX} - kOne); // as long as each is the next pixel of the row
         const R_INT64 pixels = std::min({left, most, beside, sameUnit(y, at.stepY)});
         const uint8_t* const row = source + (y >> kFraction) * pitch;
         writer.put(bitsFrom(row, static_cast<size_t>(x >> kFraction)), static_cast<unsigned>(pixels));
@@ -178,14 +179,19 @@ void pickPixels(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, const P
 
 constexpr int32_t kHalf = 1 << (kFraction - 1);
 
-/// A position's first pixel of the four, and how far it lies from there: in Scale parts of a pixel.
+/// A position's first pixel of the four, and how far it lies from there: in Scale parts of a pixel, all of them where
+/// it is as good as on the next one.
 template <unsigned Scale> struct Corner {
     template <class Walk>
     Corner(const uint8_t* source, ptrdiff_t pitch, ptrdiff_t pixelBytes, const Walk& walk) noexcept
-        : right(static_cast<unsigned>(walk.x() - kHalf) % kOne * Scale / kOne),
-          below(static_cast<unsigned>(walk.y() - kHalf) % kOne * Scale / kOne),
+        : right(parts(walk.x() - kHalf)), below(parts(walk.y() - kHalf)),
           first(source + ((walk.y() - kHalf) >> kFraction) * pitch + ((walk.x() - kHalf) >> kFraction) * pixelBytes)
     {
+    }
+    static R_UINT64 parts(int32_t position) noexcept
+    {
+        constexpr unsigned part = kOne / Scale;
+        return (static_cast<unsigned>(position) % kOne + part / 2) / part;
     }
     R_UINT64 right;
     R_UINT64 below;
