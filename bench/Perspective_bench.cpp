@@ -6,28 +6,6 @@ namespace rv::bench {
 
 namespace {
 
-/// Has copies of a bitmap lie in a block, which is the copies' user data.
-bool lendMemory(BITMAPHANDLE* source, Warm* block)
-{
-    BITMAPHANDLEDATACALLBACKS lender{};
-    lender.uStructSize = BITMAPHANDLEDATACALLBACKS_SIZE;
-    lender.pUserData = block;
-    lender.BeginCopyBitmapDataCallback = [](BITMAPHANDLE*, R_UINT, ALLOCATIONINFO*, BITMAPHANDLEDATACALLBACKS* copies,
-                                            void* user) -> R_INT {
-        copies->pUserData = user;
-        copies->AllocateBitmapDataCallback = [](BITMAPHANDLE*, ALLOCATIONINFO* info, void*) -> R_INT {
-            info->uMemory = MEM_USER;
-            return SUCCESS;
-        };
-        copies->AccessBitmapCallback = [](BITMAPHANDLE* copy, void* pixels) -> R_INT {
-            copy->Addr.Pointer = static_cast<Warm*>(pixels)->data();
-            return SUCCESS;
-        };
-        return SUCCESS;
-    };
-    return R_SetBitmapDataCallbacks(source, &lender) == SUCCESS;
-}
-
 MakeStep kernelQuarter(Size size, bool makesNew)
 {
     return [=]() -> Step {

@@ -141,6 +141,7 @@ int main(int argc, char** argv)
     rv::bench::registerThreads();
     rv::bench::registerTurns();
     rv::bench::registerPerspectives();
+    rv::bench::registerRotations();
     rv::bench::registerFills();
     rv::bench::registerCombine();
     rv::bench::registerPalettes();

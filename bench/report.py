@@ -52,6 +52,12 @@ TARGETS = {
     "Floyd-Steinberg 8 to 1": 60.0,
     "ordered 8 to 1": 1.6,
     "Floyd-Steinberg 24 to 256": 55.0,
+    "rotate 30 nearest 1": 240.0,
+    "rotate 30 nearest 8": 14.0,
+    "rotate 30 nearest 24": 7.0,
+    "rotate 30 bilinear 8": 35.0,
+    "rotate 30 bilinear 24": 14.0,
+    "deskew 1": 230.0,
     "page to runs": 20.0,
     "runs to page": 20.0,
 }

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstring>
 #include <random>
+#include <span>
 #include <string>
 
 namespace rv::test {
@@ -369,6 +370,61 @@ TEST(RowKernels, TheFastestIsInUseAndOthersCanBe)
         selectRowKernels();
     }
     EXPECT_EQ(&rowKernels(), availableRowKernels(count - 1));
+}
+
+/// A picture up to the last byte that may be read, an unreadable page behind it, and positions on it.
+TEST(RowKernels, EveryPickGivesThePlainBytes)
+{
+    const struct {
+        simd::PickPixels RowKernels::*kernel;
+        size_t bits;
+        bool weighs;
+    } kernels[] = {
+        {&RowKernels::pick1, 1, false},   {&RowKernels::pick8, 8, false},         {&RowKernels::pick16, 16, false},
+        {&RowKernels::pick24, 24, false}, {&RowKernels::pick32, 32, false},       {&RowKernels::pick48, 48, false},
+        {&RowKernels::pick64, 64, false}, {&RowKernels::weigh8, 8, true},         {&RowKernels::weigh24, 24, true},
+        {&RowKernels::weigh32, 32, true}, {&RowKernels::weighByAlpha32, 32, true}};
+    std::mt19937 random(11);
+    constexpr int32_t kSide = 40, kOne = 65536;
+    for (const auto& [kernel, bits, weighs] : kernels) {
+        for (size_t count = 0; count < 40; ++count) {
+            const size_t pixelBytes = (bits * kSide + 7) / 8, pitch = count % 5 == 0 ? 33000 : pixelBytes + count % 3;
+            const GuardedBuffer picture(pitch * (kSide - 1) + pixelBytes + kPickSlack);
+            for (uint8_t& byte : std::span(picture.data(), picture.size())) // few alphas, so that some are the same
+                byte = static_cast<uint8_t>(random() % 4 == 0 ? random() : 0);
+            // On a line from anywhere to anywhere, ends included.
+            const int32_t low = weighs ? kOne / 2 : 0, high = kSide * kOne - 1 - low;
+            const auto anywhere = [&] {
+                return low + static_cast<int32_t>(random() % static_cast<unsigned>(high - low));
+            };
+            const auto steps = static_cast<int32_t>(std::max<size_t>(count, 2)) - 1;
+            PixelPositions at;
+            at.x = random() % 3 == 0 ? high : anywhere();
+            at.y = random() % 3 == 0 ? high : anywhere();
+            at.stepX = (anywhere() - at.x) / steps;
+            at.stepY = (anywhere() - at.y) / steps;
+            std::vector<int32_t> xs, ys;
+            for (size_t i = 0; i < count; ++i) {
+                xs.push_back(at.x + static_cast<int32_t>(i) * at.stepX);
+                ys.push_back(at.y + static_cast<int32_t>(i) * at.stepY);
+            }
+            PixelPositions listed;
+            listed.xs = xs.data();
+            listed.ys = ys.data();
+
+            std::vector<uint8_t> wanted((count * bits + 7) / 8);
+            (simd::base::kRowKernels.*kernel)(wanted.data(), picture.data(), static_cast<ptrdiff_t>(pitch), at, count);
+            inEveryPlace(std::to_string(bits) + " bits, " + std::to_string(count) + " pixels",
+                         [&](const RowKernels& variant, size_t offset, GuardedBuffer::Side side) {
+                             static RowPage to;
+                             const std::vector<uint8_t> blank(wanted.size(), 0x5A);
+                             const PixelPositions& positions = offset % 2 == 0 ? at : listed;
+                             (variant.*kernel)(to.place(blank, offset, side), picture.data(),
+                                               static_cast<ptrdiff_t>(pitch), positions, count);
+                             return to.holds(wanted);
+                         });
+        }
+    }
 }
 
 template <int Bits> void checkPixelTraits()

@@ -154,7 +154,7 @@ void PixelPicker::take(uint8_t* row, R_INT column, const uint8_t* piece, ptrdiff
                        size_t count) noexcept
 {
     const auto first = R_INT64{column} * bits_;
-    const PickPixels pick = weigh_ != nullptr ? weigh_ : pick_;
+    const simd::PickPixels pick = weigh_ != nullptr ? weigh_ : pick_;
     if (pack_ == nullptr && bits_ % 8 == 0) {
         pick(row + first / 8, piece, pitch, at, count);
         return;

@@ -32,7 +32,7 @@ public:
     void take(uint8_t* row, R_INT column, const uint8_t* piece, ptrdiff_t pitch, const PixelPositions& at,
               size_t count) noexcept;
     /// The most pixels that are taken at once.
-    static constexpr size_t kMost = 256;
+    static constexpr size_t kMost = 1024;
 
 private:
     using Loosen = void (*)(const PixelPicker& picker, uint8_t* piece, const uint8_t* row, size_t pixels) noexcept;
@@ -46,8 +46,8 @@ private:
 
     R_INT bits_;
     size_t pixelBits_;
-    PickPixels pick_;
-    WeighPixels weigh_ = nullptr;
+    simd::PickPixels pick_;
+    simd::PickPixels weigh_ = nullptr;
     Loosen loosen_ = nullptr;
     Pack pack_ = nullptr;
     PixelFormat format_;

@@ -21,7 +21,7 @@ constexpr R_INT64 kPixel = R_INT64{1} << kPositionBits;
 
 /// A tile of the new picture whose piece of the old one stays near.
 constexpr R_INT kNearRows = 64;
-constexpr R_INT kNearColumns = 128;
+constexpr R_INT nearColumns(R_INT bits) noexcept { return std::clamp(1024 / bits, 128, 1024); }
 /// Bytes for a piece that is copied together: from memory, and from elsewhere, where fetching twice is dear.
 constexpr R_UINT64 kNearBytes = R_UINT64{512} << 10;
 constexpr R_UINT64 kFarBytes = R_UINT64{4} << 20;
@@ -30,6 +30,9 @@ constexpr R_UINT64 kBandBytes = R_UINT64{16} << 20;
 constexpr R_INT kFarRows = 2048;
 /// Rows and columns of a piece: positions on it have 32 bits.
 constexpr R_INT64 kPieceSide = R_INT64{1} << (31 - kPositionBits);
+
+/// Rows so many bytes apart share a few sets of the caches.
+constexpr R_UINT kCrowded = 512;
 
 constexpr R_INT64 wholePixels(R_INT64 position) noexcept { return position >> kPositionBits; }
 
@@ -126,7 +129,7 @@ private:
             left = std::min<R_INT64>(left, span(row).first);
             right = std::max<R_INT64>(right, span(row).end);
         }
-        const R_INT64 columns = sourceRows_.direct() ? kNearColumns : target_->Width;
+        const R_INT64 columns = sourceRows_.direct() ? nearColumns(target_->BitsPerPixel) : target_->Width;
         for (left &= ~R_INT64{7}; left < right; left += columns)
             R_TRY(paintTile({left, top, std::min(left + columns, right), bottom}));
         return SUCCESS;
@@ -178,7 +181,8 @@ private:
     bool liesReady(const Area& area) const noexcept
     {
         return !copiesAll() && area.left >= 0 && area.top >= 0 && area.right <= source_->Width &&
-               area.bottom < source_->Height && source_->BytesPerLine >= kPickSlack;
+               area.bottom < source_->Height && source_->BytesPerLine >= kPickSlack &&
+               source_->BytesPerLine < kPieceSide && source_->BytesPerLine % kCrowded != 0;
     }
     R_UINT64 pitchOf(const Area& area) const noexcept
     {

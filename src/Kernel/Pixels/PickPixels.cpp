@@ -3,6 +3,7 @@
 #include "Kernel/Pixels/BitCopy.h"
 #include "Kernel/Pixels/Depths.h"
 #include "Kernel/Pixels/PixelTraits.h"
+#include "Kernel/Pixels/Simd/Select.h"
 
 #include <algorithm>
 #include <cstring>
@@ -54,13 +55,12 @@ private:
 
 // --- The pixel that holds a position
 
-template <int Bits, class Walk> R_UINT64 pixelHere(const uint8_t* source, ptrdiff_t pitch, const Walk& walk) noexcept
+/// In the lower bits.
+template <int Bits, class Walk> unsigned pixelHere(const uint8_t* source, ptrdiff_t pitch, const Walk& walk) noexcept
 {
-    const uint8_t* const row = source + (walk.y() >> kFraction) * pitch;
-    const auto column = static_cast<unsigned>(walk.x() >> kFraction);
-    if constexpr (Bits <= 8 && 8 % Bits == 0) return row[column * Bits / 8] >> (8 - Bits - column * Bits % 8);
-    const uint8_t* const bytes = row + column * Bits / 8;
-    return (unsigned{bytes[0]} << 8 | bytes[1]) >> (16 - Bits - column * Bits % 8);
+    const auto bit = static_cast<unsigned>(walk.x() >> kFraction) * Bits;
+    const uint8_t* const bytes = source + (walk.y() >> kFraction) * pitch + bit / 8;
+    return (unsigned{bytes[0]} << 8 | bytes[1]) >> (16 - Bits - bit % 8);
 }
 
 /// Eight pixels of a stream of bits at a time; they are whole bytes.
@@ -80,22 +80,14 @@ void pickStream(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, Walk wa
     }
 }
 
-template <size_t Bytes, class Walk>
-void pickBytes(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, Walk walk, size_t count) noexcept
+template <int Bits>
+void pickPacked(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, const PixelPositions& at,
+                size_t count) noexcept
 {
-    for (size_t i = 0; i < count; ++i, target += Bytes, walk.next())
-        std::memcpy(target,
-                    source + (walk.y() >> kFraction) * pitch + static_cast<ptrdiff_t>(Bytes) * (walk.x() >> kFraction),
-                    Bytes);
-}
-
-template <int Bits, class Walk>
-void pickAlong(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, Walk walk, size_t count) noexcept
-{
-    if constexpr (PixelTraits<Bits>::packed)
-        pickStream<Bits>(target, source, pitch, walk, count);
+    if (at.xs != nullptr)
+        pickStream<Bits>(target, source, pitch, Listed(at), count);
     else
-        pickBytes<PixelTraits<Bits>::bytes>(target, source, pitch, walk, count);
+        pickStream<Bits>(target, source, pitch, Steps(at), count);
 }
 
 // --- Pixels that stand side by side in both pictures
@@ -107,13 +99,13 @@ bool movesInPieces(const PixelPositions& at) noexcept
     return at.xs == nullptr && std::abs(R_INT64{at.stepY}) < seldom && std::abs(at.stepX - one) < seldom;
 }
 
-/// How many positions from `at` on, `step` apart, lie in the same unit, this one among them.
-R_INT64 sameUnit(R_INT64 at, R_INT64 step) noexcept
+/// How many positions from `at` on, `step` apart, lie in the same unit, this one among them. In 32 bits, which are
+/// divided fastest.
+uint32_t sameUnit(R_INT64 at, int32_t step) noexcept
 {
-    constexpr R_INT64 one = kOne;
-    const R_INT64 within = at & (one - 1);
-    if (step > 0) return (one - within + step - 1) / step;
-    return step < 0 ? within / -step + 1 : INT32_MAX;
+    const uint32_t within = static_cast<uint32_t>(at) % kOne;
+    if (step > 0) return (kOne - within + static_cast<uint32_t>(step) - 1) / static_cast<uint32_t>(step);
+    return step < 0 ? within / static_cast<uint32_t>(-step) + 1 : UINT32_MAX;
 }
 
 /// At most 56 bits from a bit on, at the top of a word.
@@ -148,162 +140,145 @@ private:
 void pickBitPieces(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, const PixelPositions& at,
                    size_t count) noexcept
 {
-    constexpr R_INT64 most = 56;
+    constexpr uint32_t most = 56;
+    const int32_t drift = at.stepX - static_cast<int32_t>(kOne);
     BitWriter writer(target);
     R_INT64 x = at.x, y = at.y;
-    for (R_INT64 left = static_cast<R_INT64>(count); left > 0;) {
-        const R_INT64 beside = sameUnit(x, R_INT64{at.stepX} - kOne); // as long as each is the next pixel of the row
-        const R_INT64 pixels = std::min({left, most, beside, sameUnit(y, at.stepY)});
+    uint32_t beside = 0; // positions that are each on the next pixel of the row
+    for (auto left = static_cast<uint32_t>(count); left > 0;) {
+        if (beside == 0) beside = sameUnit(x, drift);
+        const uint32_t pixels = std::min({left, most, beside, sameUnit(y, at.stepY)});
         const uint8_t* const row = source + (y >> kFraction) * pitch;
-        writer.put(bitsFrom(row, static_cast<size_t>(x >> kFraction)), static_cast<unsigned>(pixels));
+        writer.put(bitsFrom(row, static_cast<size_t>(x >> kFraction)), pixels);
         left -= pixels;
-        x += pixels * at.stepX;
-        y += pixels * at.stepY;
+        beside -= pixels;
+        x += R_INT64{pixels} * at.stepX;
+        y += R_INT64{pixels} * at.stepY;
     }
     writer.finish();
 }
 
-template <int Bits>
-void pickPixels(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, const PixelPositions& at,
-                size_t count) noexcept
+void pickBits(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, const PixelPositions& at, size_t count) noexcept
 {
-    if constexpr (Bits == 1)
-        if (movesInPieces(at)) return pickBitPieces(target, source, pitch, at, count);
-    if (at.xs != nullptr)
-        pickAlong<Bits>(target, source, pitch, Listed(at), count);
-    else
-        pickAlong<Bits>(target, source, pitch, Steps(at), count);
+    (movesInPieces(at) ? pickBitPieces : rowKernels().pick1)(target, source, pitch, at, count);
 }
 
-// --- The four pixels around a position, weighed
+// --- The four pixels around a position, weighed: words, by 65536ths of a pixel
 
 constexpr int32_t kHalf = 1 << (kFraction - 1);
+constexpr R_UINT64 kWhole = R_UINT64{kOne} * kOne;
 
-/// A position's first pixel of the four, and how far it lies from there: in Scale parts of a pixel, all of them where
-/// it is as good as on the next one.
-template <unsigned Scale> struct Corner {
-    template <class Walk>
-    Corner(const uint8_t* source, ptrdiff_t pitch, ptrdiff_t pixelBytes, const Walk& walk) noexcept
-        : right(parts(walk.x() - kHalf)), below(parts(walk.y() - kHalf)),
-          first(source + ((walk.y() - kHalf) >> kFraction) * pitch + ((walk.x() - kHalf) >> kFraction) * pixelBytes)
-    {
-    }
-    static R_UINT64 parts(int32_t position) noexcept
-    {
-        constexpr unsigned part = kOne / Scale;
-        return (static_cast<unsigned>(position) % kOne + part / 2) / part;
-    }
-    R_UINT64 right;
-    R_UINT64 below;
-    const uint8_t* first;
-};
-
-template <class Sample> unsigned sampleAt(const uint8_t* bytes) noexcept
+unsigned sampleAt(const uint8_t* bytes) noexcept
 {
-    Sample sample;
+    uint16_t sample;
     std::memcpy(&sample, bytes, sizeof sample);
     return sample;
 }
 
-template <class Sample> void putSample(uint8_t* bytes, R_UINT64 value) noexcept
+void putSample(uint8_t* bytes, R_UINT64 value) noexcept
 {
-    const auto sample = static_cast<Sample>(value);
+    const auto sample = static_cast<uint16_t>(value);
     std::memcpy(bytes, &sample, sizeof sample);
 }
 
-/// What a sample's weighing needs to know of its size: bytes are weighed by 256ths, words by 65536ths.
-template <class Sample> struct Weighed {
-    static constexpr unsigned scale = 1u << 8 * sizeof(Sample);
-    static constexpr R_UINT64 whole = R_UINT64{scale} * scale;
-    using Sum = std::conditional_t<sizeof(Sample) == 1, uint32_t, R_UINT64>;
+/// Four pixels' shares; their samples' words lie at these addresses.
+struct Corners {
+    const uint8_t* pixel[4];
+    R_UINT64 share[4];
+
+    template <class Walk>
+    Corners(const uint8_t* source, ptrdiff_t pitch, ptrdiff_t pixelBytes, const Walk& walk) noexcept
+    {
+        const int32_t x = walk.x() - kHalf, y = walk.y() - kHalf;
+        const R_UINT64 right = static_cast<unsigned>(x) % kOne, below = static_cast<unsigned>(y) % kOne;
+        pixel[0] = source + (y >> kFraction) * pitch + (x >> kFraction) * pixelBytes;
+        pixel[1] = pixel[0] + pixelBytes;
+        pixel[2] = pixel[0] + pitch;
+        pixel[3] = pixel[2] + pixelBytes;
+        share[0] = (kOne - right) * (kOne - below);
+        share[1] = right * (kOne - below);
+        share[2] = (kOne - right) * below;
+        share[3] = right * below;
+    }
+    R_UINT64 sum(size_t sample, const R_UINT64 (&shares)[4]) const noexcept
+    {
+        R_UINT64 sum = 0;
+        for (size_t k = 0; k < 4; ++k) sum += shares[k] * sampleAt(pixel[k] + sample * sizeof(uint16_t));
+        return sum;
+    }
 };
 
-template <class Sample, size_t Samples, class Walk>
+/// Colours weighed by their alpha, which is the last sample. The sums just fit.
+void weighByAlpha(uint8_t* target, const Corners& corners) noexcept
+{
+    R_UINT64 seen[4], alpha = 0;
+    for (size_t k = 0; k < 4; ++k)
+        alpha += seen[k] = corners.share[k] * sampleAt(corners.pixel[k] + 3 * sizeof(uint16_t));
+    for (size_t s = 0; s < 3; ++s)
+        putSample(target + s * sizeof(uint16_t), alpha != 0 ? (corners.sum(s, seen) + alpha / 2) / alpha
+                                                            : (corners.sum(s, corners.share) + kWhole / 2) / kWhole);
+    putSample(target + 3 * sizeof(uint16_t), (alpha + kWhole / 2) / kWhole);
+}
+
+template <size_t Samples, bool ByAlpha, class Walk>
 void weighAlong(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, Walk walk, size_t count) noexcept
 {
-    using Sum = typename Weighed<Sample>::Sum;
-    constexpr unsigned scale = Weighed<Sample>::scale;
-    constexpr size_t pixel = Samples * sizeof(Sample);
-    for (size_t i = 0; i < count; ++i, walk.next()) {
-        const Corner<scale> corner(source, pitch, pixel, walk);
-        const Sum right = static_cast<Sum>(corner.right), below = static_cast<Sum>(corner.below);
-        for (size_t s = 0; s < Samples; ++s, target += sizeof(Sample)) {
-            const uint8_t* const upper = corner.first + s * sizeof(Sample);
-            const uint8_t* const lower = upper + pitch;
-            const Sum here = sampleAt<Sample>(upper) * (scale - below) + sampleAt<Sample>(lower) * below;
-            const Sum beside =
-                sampleAt<Sample>(upper + pixel) * (scale - below) + sampleAt<Sample>(lower + pixel) * below;
-            const Sum half = static_cast<Sum>(Weighed<Sample>::whole / 2);
-            putSample<Sample>(target, (here * (scale - right) + beside * right + half) / Weighed<Sample>::whole);
-        }
-    }
-}
-
-/// One pixel whose colours are weighed by their alpha, which is the last sample. The sums just fit.
-template <class Sample>
-void weighByAlpha(uint8_t* target, const uint8_t* const (&four)[4], const R_UINT64 (&weights)[4]) noexcept
-{
-    constexpr R_UINT64 whole = Weighed<Sample>::whole;
-    R_UINT64 alpha = 0, byAlpha[4];
-    for (size_t k = 0; k < 4; ++k) alpha += byAlpha[k] = weights[k] * sampleAt<Sample>(four[k] + 3 * sizeof(Sample));
-    const R_UINT64(&counts)[4] = alpha != 0 ? byAlpha : weights;
-    const R_UINT64 all = alpha != 0 ? alpha : whole;
-    for (size_t s = 0; s < 3; ++s) {
-        R_UINT64 sum = 0;
-        for (size_t k = 0; k < 4; ++k) sum += counts[k] * sampleAt<Sample>(four[k] + s * sizeof(Sample));
-        putSample<Sample>(target + s * sizeof(Sample), (sum + all / 2) / all);
-    }
-    putSample<Sample>(target + 3 * sizeof(Sample), (alpha + whole / 2) / whole);
-}
-
-template <class Sample, class Walk>
-void weighAlphaAlong(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, Walk walk, size_t count) noexcept
-{
-    constexpr unsigned scale = Weighed<Sample>::scale;
-    constexpr size_t pixel = 4 * sizeof(Sample);
-    for (size_t i = 0; i < count; ++i, target += pixel, walk.next()) {
-        const Corner<scale> at(source, pitch, pixel, walk);
-        const uint8_t* const four[] = {at.first, at.first + pixel, at.first + pitch, at.first + pitch + pixel};
-        const R_UINT64 left = scale - at.right, above = scale - at.below;
-        weighByAlpha<Sample>(target, four, {left * above, at.right * above, left * at.below, at.right * at.below});
-    }
-}
-
-template <class Sample, size_t Samples, bool ByAlpha>
-void weighPixels(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, const PixelPositions& at,
-                 size_t count) noexcept
-{
-    const auto along = [&](auto walk) noexcept {
+    constexpr size_t pixelBytes = Samples * sizeof(uint16_t);
+    for (size_t i = 0; i < count; ++i, target += pixelBytes, walk.next()) {
+        const Corners corners(source, pitch, pixelBytes, walk);
         if constexpr (ByAlpha)
-            weighAlphaAlong<Sample>(target, source, pitch, walk, count);
+            weighByAlpha(target, corners);
         else
-            weighAlong<Sample, Samples>(target, source, pitch, walk, count);
-    };
-    if (at.xs != nullptr)
-        along(Listed(at));
-    else
-        along(Steps(at));
+            for (size_t s = 0; s < Samples; ++s)
+                putSample(target + s * sizeof(uint16_t), (corners.sum(s, corners.share) + kWhole / 2) / kWhole);
+    }
 }
 
-template <class Sample> WeighPixels weighFor(size_t samples, bool byAlpha) noexcept
+template <size_t Samples, bool ByAlpha>
+void weighWords(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, const PixelPositions& at,
+                size_t count) noexcept
 {
-    switch (samples) {
-    case 1: return weighPixels<Sample, 1, false>;
-    case 3: return weighPixels<Sample, 3, false>;
-    default: return byAlpha ? weighPixels<Sample, 4, true> : weighPixels<Sample, 4, false>;
-    }
+    if (at.xs != nullptr)
+        weighAlong<Samples, ByAlpha>(target, source, pitch, Listed(at), count);
+    else
+        weighAlong<Samples, ByAlpha>(target, source, pitch, Steps(at), count);
 }
 
 } // namespace
 
-PickPixels pickPixelsFor(R_INT bits) noexcept
+simd::PickPixels pickPixelsFor(R_INT bits) noexcept
 {
-    return withDepth(bits, []<int Bits>(Depth<Bits>) -> PickPixels { return &pickPixels<Bits>; });
+    const simd::RowKernels& kernels = rowKernels();
+    switch (bits) {
+    case 1: return pickBits;
+    case 2: return pickPacked<2>;
+    case 3: return pickPacked<3>;
+    case 4: return pickPacked<4>;
+    case 5: return pickPacked<5>;
+    case 6: return pickPacked<6>;
+    case 7: return pickPacked<7>;
+    case 8: return kernels.pick8;
+    case 12: return pickPacked<12>;
+    case 16: return kernels.pick16;
+    case 24: return kernels.pick24;
+    case 32: return kernels.pick32;
+    case 48: return kernels.pick48;
+    case 64: return kernels.pick64;
+    default: return nullptr;
+    }
 }
 
-WeighPixels weighPixelsFor(size_t samples, size_t sampleBytes, bool byAlpha) noexcept
+simd::PickPixels weighPixelsFor(size_t samples, size_t sampleBytes, bool byAlpha) noexcept
 {
-    return sampleBytes == 1 ? weighFor<uint8_t>(samples, byAlpha) : weighFor<uint16_t>(samples, byAlpha);
+    const simd::RowKernels& kernels = rowKernels();
+    const bool words = sampleBytes == 2;
+    switch (samples) {
+    case 1: return words ? weighWords<1, false> : kernels.weigh8;
+    case 3: return words ? weighWords<3, false> : kernels.weigh24;
+    default: break;
+    }
+    if (words) return byAlpha ? weighWords<4, true> : weighWords<4, false>;
+    return byAlpha ? kernels.weighByAlpha32 : kernels.weigh32;
 }
 
 } // namespace rv

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "Kernel/Pixels/Diffusion.h"
+#include "Kernel/Pixels/PixelPositions.h"
 #include "Kernel/Pixels/Resampling.h"
 
 #include <stddef.h>
@@ -173,6 +174,16 @@ using CurveColumns = void (*)(float* rows, size_t pitch, const float* samples, c
 using CurveRow = void (*)(float* target, const float* const rows[2], const float* const bent[2],
                           const CurvePoint& point, size_t count) noexcept;
 
+/// Takes the pixel that holds each position, or weighs the four whose centres lie around it: those that hold the
+/// position less half a pixel, and their neighbours to the right and below. Bytes are weighed by 256ths of a pixel, and
+/// what comes out is rounded to nearest.
+/// target  out, `count` pixels, those of 1 bit from the top bit of the first byte on; bits behind the last become 0,
+/// and
+///         no byte is written that holds none of them
+/// source  rows of pixels `pitch` bytes apart; behind the four bytes of a pixel, kPickSlack more may be read
+using PickPixels = void (*)(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, const PixelPositions& at,
+                            size_t count) noexcept;
+
 /// One variant of every kernel.
 struct RowKernels {
     const char* name;
@@ -227,6 +238,17 @@ struct RowKernels {
     DiffuseRows diffuseColour[kDiffusions]; ///< by the items
     SpreadErrors spreadErrors;
     BitsAboveLevels bitsAbove;
+    PickPixels pick1;
+    PickPixels pick8;
+    PickPixels pick16;
+    PickPixels pick24;
+    PickPixels pick32;
+    PickPixels pick48;
+    PickPixels pick64;
+    PickPixels weigh8; ///< of 1, 3 and 4 bytes
+    PickPixels weigh24;
+    PickPixels weigh32;
+    PickPixels weighByAlpha32; ///< the fourth byte is alpha, by which the others are weighed
     AddSamples addBytes;
     AddSamples addWords;
     AddFloats addFloats;

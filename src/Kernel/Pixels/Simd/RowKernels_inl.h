@@ -16,6 +16,7 @@
 #include "Kernel/Pixels/Simd/Convert_inl.h"
 #include "Kernel/Pixels/Simd/Mirror_inl.h"
 #include "Kernel/Pixels/Simd/NearestEntries_inl.h"
+#include "Kernel/Pixels/Simd/Pick_inl.h"
 #include "Kernel/Pixels/Simd/Repeat_inl.h"
 #include "Kernel/Pixels/Simd/Resample_inl.h"
 #include "Kernel/Pixels/Simd/Spline_inl.h"
@@ -104,6 +105,17 @@ const RowKernels kRowKernels = {
                       colourRows<5>()},
     .spreadErrors = spreadErrors,
     .bitsAbove = bitsAboveLevels,
+    .pick1 = pickBits,
+    .pick8 = pickPixels<1>,
+    .pick16 = pickPixels<2>,
+    .pick24 = pickPixels<3>,
+    .pick32 = pickPixels<4>,
+    .pick48 = pickPixels<6>,
+    .pick64 = pickPixels<8>,
+    .weigh8 = weighGray,
+    .weigh24 = weighPixels<3, false>,
+    .weigh32 = weighPixels<4, false>,
+    .weighByAlpha32 = weighPixels<4, true>,
     .addBytes = addBytes,
     .addWords = addWords,
     .addFloats = addFloats,
