@@ -228,7 +228,7 @@ R_API R_INT R_RotateBuffer180(void* pDst, R_SIZE uDstBytesPerRow, const void* pS
 
 /// Shears the displayed image by an angle between -8900 and 8900: a positive one moves the upper rows to the right, or
 /// the right columns down. The bitmap grows by what the outermost row moves; uncovered pixels are crFill.
-/// Errors: ERROR_INV_PARAMETER null or no pixels, another angle, unknown flags; else as R_RotateBitmap.
+/// Errors: ERROR_INV_PARAMETER null or no pixels, another angle, unknown flags or perspective; else as R_RotateBitmap.
 R_API R_INT R_ShearBitmap(BITMAPHANDLE* pBitmap, R_INT nAngle, R_UINT uFlags, COLORREF crFill) R_NOEXCEPT;
 
 /// A point on a picture; pixel (0, 0) reaches from 0.0 to 1.0.
@@ -242,10 +242,10 @@ typedef struct R_POINTF {
 /// Straight lines stay straight (the projective mapping of four points: P. Heckbert, "Fundamentals of Texture Mapping
 /// and Image Warping", 1989, section 2.2.3).
 /// pCorners  top left, top right, bottom right, bottom left of the sheet; they may lie outside, where pixels are crFill
-/// nWidth, nHeight  0: the longer of the two sides of the sheet, rounded
-/// Errors: ERROR_INV_PARAMETER null or no pixels, unknown flags, corners that are no convex quadrilateral or no finite
-/// numbers; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE; ERROR_INV_BITS_PER_PIXEL; those of R_DupBitmapNewDim; a progress
-/// callback's answer. pSrc is as it was then.
+/// nWidth, nHeight  as displayed; 0: the longer of the two sides of the sheet, rounded
+/// Errors: ERROR_INV_PARAMETER null or no pixels, unknown flags or perspective, corners that are no convex
+/// quadrilateral or 2^30 away; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE, also a negative size; ERROR_INV_BITS_PER_PIXEL;
+/// those of R_DupBitmapNewDim; a progress callback's answer. pSrc is as it was then.
 R_API R_INT R_WarpBitmap(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructSize, const R_POINTF* pCorners,
                          R_INT nWidth, R_INT nHeight, R_UINT uFlags, COLORREF crFill) R_NOEXCEPT;
 

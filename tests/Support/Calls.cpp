@@ -145,6 +145,9 @@ R_INT64 traceV(const char* format, ...)
 Call tables(Call call) { return {call.name, call.drive, OnFailure::tables}; }
 Call onlyFull(Call call) { return {call.name, call.drive, OnFailure::nothing, ERROR_INV_STRUCT_SIZE}; }
 
+/// A sheet that lies partly in a bitmap.
+const R_POINTF kSheet[] = {{-3.5, 1}, {30, 0}, {33, 9.5}, {2, 14}};
+
 const Call kCalls[] = {
     // Status
     CALL(R_GetFriendlyErrorMessage, ERROR_INV_SIZE, w.answers.wide, 40, 0),
@@ -276,6 +279,8 @@ const Call kCalls[] = {
     CALL(R_ClearBitmap, w.a),
     CALL(R_CombineBitmapKrn, w.a, 3, 2, 30, 8, w.b, 5, 1, COMBINE_ADD | COMBINE_RES_NOT),
     CALL(R_MirrorLine, w.row.data(), static_cast<R_UINT>(w.a->Width), w.a->BitsPerPixel),
+    CALL(R_ShearBitmap, w.a, 1500, SHEAR_BILINEAR, 0x123456),
+    CALL(R_WarpBitmap, nullptr, w.a, 0, kSheet, 20, 0, WARP_BILINEAR, 0x123456),
 };
 
 } // namespace

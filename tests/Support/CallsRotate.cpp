@@ -9,8 +9,8 @@ namespace {
 R_INT64 turnBuffer(World& w, bool half)
 {
     uint8_t turned[64] = {};
-    const R_INT64 status = half ? R_RotateBuffer180(turned, 8, w.row.data(), 4, 8, 4, 4)
-                                : R_RotateBuffer90(turned, 8, w.row.data(), 4, 8, 4, 4, 1);
+    const R_INT64 status = half ? R_RotateBuffer180(turned, 8, w.row.data(), 2, 4, 4, 4)
+                                : R_RotateBuffer90(turned, 8, w.row.data(), 2, 4, 4, 4, 1);
     for (const uint8_t byte : turned) w.answers.size = w.answers.size * 31 + byte;
     return status;
 }

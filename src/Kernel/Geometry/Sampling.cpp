@@ -78,6 +78,8 @@ public:
     }
 
 private:
+    /// How far from a point pixels are looked at.
+    R_INT64 around() const noexcept { return picker_.bilinear() ? kPixel / 2 : 0; }
     bool copiesAll() const noexcept { return !sourceRows_.direct() || picker_.loosens(); }
     size_t bytesOf(R_INT64 pixels) const noexcept
     {
@@ -155,11 +157,12 @@ private:
         return {first, std::max(first, static_cast<R_INT>(std::min<R_INT64>(inside.end, tile.right)))};
     }
 
-    /// What a tile looks at. A row's points lie on a line, and so between the first and the last of them.
+    /// What a tile looks at. A row's points lie on a line, and so between the first and the last of them, but for what
+    /// is rounded where steps are not whole units.
     Area areaOf(const Area& tile) const noexcept
     {
         Area area = {INT64_MAX, INT64_MAX, INT64_MIN, INT64_MIN};
-        const R_INT64 half = picker_.bilinear() ? kPixel / 2 : 0;
+        const R_INT64 half = around() + (mapping_.step() == nullptr ? 1 : 0);
         for (R_INT64 row = tile.top; row < tile.bottom; ++row) {
             const Span columns = within(tile, row);
             if (columns.first == columns.end) continue;
@@ -172,6 +175,9 @@ private:
             }
         }
         if (area.empty()) return area;
+        if (!picker_.bilinear())
+            area = {std::max<R_INT64>(area.left, 0), std::max<R_INT64>(area.top, 0),
+                    std::min<R_INT64>(area.right, source_->Width), std::min<R_INT64>(area.bottom, source_->Height)};
         area.left &= ~R_INT64{7}; // eight pixels begin with a byte
         return area;
     }
@@ -241,12 +247,22 @@ private:
                 at.stepY = static_cast<int32_t>(step->y);
             } else {
                 mapping_.locate(row, columns.first, static_cast<size_t>(count), origin, xs, ys);
+                keepWithin(xs, static_cast<size_t>(count), piece.area.columns());
+                keepWithin(ys, static_cast<size_t>(count), piece.area.rows());
                 at.xs = xs;
                 at.ys = ys;
             }
             picker_.take(pixels, columns.first, piece.first, piece.pitch, at, static_cast<size_t>(count));
             columns.first += count;
         }
+    }
+
+    /// Whatever a mapping reckons, no pixel beside the piece is looked at.
+    void keepWithin(int32_t* positions, size_t count, R_INT64 pixels) const noexcept
+    {
+        const auto least = static_cast<int32_t>(around());
+        const auto most = static_cast<int32_t>(pixels * kPixel - 1 - around());
+        for (size_t i = 0; i < count; ++i) positions[i] = std::clamp(positions[i], least, most);
     }
 
     /// Copies a piece together. Beside the picture its edge goes on.
