@@ -293,7 +293,7 @@ std::span<const Call> allCalls()
         std::vector<Call> all;
         for (const auto& family :
              {bitmapCalls, threadCalls, fileCalls, redirectCalls, tempFileCalls, moduleCalls, listCalls, runCalls,
-              compressionCalls, copyCalls, perspectiveCalls, rotateCalls, ditherCalls, colourResCalls}) {
+              compressionCalls, copyCalls, perspectiveCalls, rotateCalls, ditherCalls, colourResCalls, resizeCalls}) {
             const std::span<const Call> some = family();
             all.insert(all.end(), some.begin(), some.end());
         }

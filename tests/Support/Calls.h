@@ -68,6 +68,7 @@ std::span<const Call> perspectiveCalls();
 std::span<const Call> rotateCalls();
 std::span<const Call> ditherCalls();
 std::span<const Call> colourResCalls();
+std::span<const Call> resizeCalls();
 std::span<const Call> allCalls();
 
 /// Where a call answers what the driver does not look at.

@@ -34,6 +34,7 @@ public:
     unsigned failing = 0, fuse = 0;       // kinds of which every call fails, and the one that `left` counts down to
     int left = 0;
     bool happened = false;
+    size_t heapAsked = 0; // bytes, ever
     std::optional<MemoryStatus> memory;
     std::optional<uint64_t> clock;
     std::optional<bool> diagnostics, slim;
@@ -42,6 +43,10 @@ public:
 
     void* allocate(size_t bytes) noexcept override
     {
+        {
+            const std::lock_guard hold(mutex);
+            heapAsked += bytes;
+        }
         return make(kFailHeap, kHeap, [&] { return Platform::allocate(bytes); });
     }
     void* reallocate(void* block, size_t bytes) noexcept override
@@ -375,6 +380,9 @@ std::string LiveBlocks::text() const
         text += std::string(" ") + name + " " + std::to_string(count(static_cast<LiveKind>(kind++)));
     return text;
 }
+
+AskedMemory::AskedMemory() : start_(get(&FailingPlatform::heapAsked)) {}
+size_t AskedMemory::bytes() const { return get(&FailingPlatform::heapAsked) - start_; }
 
 PretendMemory::PretendMemory(const MemoryStatus& status) { set(&FailingPlatform::memory, status); }
 PretendMemory::~PretendMemory() { set(&FailingPlatform::memory, {}); }

@@ -91,6 +91,16 @@ private:
     LiveCounts start_;
 };
 
+/// Bytes of the heap that have been asked for since construction, given back or not.
+class AskedMemory {
+public:
+    AskedMemory();
+    size_t bytes() const;
+
+private:
+    size_t start_;
+};
+
 /// The system's memory, as placement decisions see it.
 struct PretendMemory : Scoped {
     explicit PretendMemory(const MemoryStatus& status);

@@ -24,6 +24,10 @@ FakeRegion::FakeRegion(BITMAPHANDLE* pBitmap, unsigned seed) : bitmap_(pBitmap)
         *count = static_cast<R_UINT>(row.size());
         return of(p).next();
     };
+    hooks.ScaleRegion = [](BITMAPHANDLE* p, R_INT width, R_INT height) -> R_INT {
+        of(p).scaledTo = {width, height};
+        return of(p).next();
+    };
     (void)R_SetDisDispatch(&hooks);
     pBitmap->pRgnInfo = this;
     if (seed == 0) return;

@@ -20,8 +20,9 @@ public:
 
     int failAt = -1; ///< the question, from 0 on, that is answered with this
     R_INT answer = -77;
-    int asked = 0;   ///< questions
-    int flipped = 0; ///< the rows were flipped this often; the pieces stay
+    int asked = 0;                         ///< questions
+    int flipped = 0;                       ///< the rows were flipped this often; the pieces stay
+    std::pair<R_INT, R_INT> scaledTo = {}; ///< the last size that it was scaled to
 
 private:
     static FakeRegion& of(BITMAPHANDLE* pBitmap) { return *static_cast<FakeRegion*>(pBitmap->pRgnInfo); }

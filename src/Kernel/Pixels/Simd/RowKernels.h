@@ -184,6 +184,15 @@ using CurveRow = void (*)(float* target, const float* const rows[2], const float
 using PickPixels = void (*)(uint8_t* target, const uint8_t* source, ptrdiff_t pitch, const PixelPositions& at,
                             size_t count) noexcept;
 
+/// Where the bytes of a row come from: sixteen of them together from some pieces of sixteen bytes of another row.
+struct PickPlan {
+    size_t pieces;           ///< of which each sixteen bytes come, at least one
+    const uint32_t* offsets; ///< of each piece; it lies inside the row
+    const uint8_t* patterns; ///< for each piece sixteen places in it; 128: not from this piece
+};
+/// Makes `bytes` bytes by a plan. Target and source are apart.
+using PickBytes = void (*)(uint8_t* target, const uint8_t* source, size_t bytes, const PickPlan& plan) noexcept;
+
 /// One variant of every kernel.
 struct RowKernels {
     const char* name;
@@ -261,6 +270,7 @@ struct RowKernels {
     SolveSplines solveSplines;
     CurveColumns curveColumns;
     CurveRow curveRow;
+    PickBytes pickBytes;
 };
 
 // Which of them this machine can run is Select.h's business.

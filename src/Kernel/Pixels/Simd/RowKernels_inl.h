@@ -16,6 +16,7 @@
 #include "Kernel/Pixels/Simd/Convert_inl.h"
 #include "Kernel/Pixels/Simd/Mirror_inl.h"
 #include "Kernel/Pixels/Simd/NearestEntries_inl.h"
+#include "Kernel/Pixels/Simd/PickBytes_inl.h"
 #include "Kernel/Pixels/Simd/Pick_inl.h"
 #include "Kernel/Pixels/Simd/Repeat_inl.h"
 #include "Kernel/Pixels/Simd/Resample_inl.h"
@@ -128,6 +129,7 @@ const RowKernels kRowKernels = {
     .solveSplines = solveSplines,
     .curveColumns = curveColumns,
     .curveRow = curveRow,
+    .pickBytes = pickBytes,
 };
 
 } // namespace rv::simd::RV_SIMD
