@@ -251,14 +251,19 @@ R_API R_INT R_WarpBitmap(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructS
 
 // --- Resizing
 
-// uFlags of R_SizeBitmap; 0 repeats and leaves out pixels: column x is the old one floor(x * old width / new width),
-// and rows likewise.
-#define SIZE_FAVOR_BLACK 0x01u ///< 1-bit pages: black strokes survive shrinking
-#define SIZE_BILINEAR 0x02u    ///< weighs the four pixels around each point
-#define SIZE_BICUBIC 0x04u     ///< natural cubic splines through the pixels, where the bitmap grows; else SIZE_BILINEAR
-#define SIZE_TO_GRAY 0x08u     ///< 1-bit pages become 8-bit gray: how black the covered area is
-#define SIZE_AREA 0x10u        ///< weighs all pixels that a new one covers; bilinear in a direction that grows
-#define SIZE_ALPHA 0x20u       ///< 32 and 64 bits: colours are weighed by their alpha
+// uFlags of R_SizeBitmap. 0 repeats and leaves out pixels: column x is the old one floor(x * old width / new width),
+// and old row r is there floor((r + 1) * new height / old height) - floor(r * new height / old height) times. Flags
+// that make no sense of a bitmap do not count: the first and SIZE_TO_GRAY are for gray 1-bit bitmaps, and leave
+// SIZE_BILINEAR out there. Of several ways SIZE_AREA goes before SIZE_BICUBIC, both before SIZE_BILINEAR, and all
+// before those for pages.
+#define SIZE_FAVOR_BLACK                                                                                               \
+    0x01u                   ///< 1-bit pages: black strokes survive shrinking, as a pixel is black that covers a
+                            ///< black pixel for each of its box's side, the square root of its area, cut
+#define SIZE_BILINEAR 0x02u ///< weighs the four pixels around each point
+#define SIZE_BICUBIC 0x04u  ///< natural cubic splines through the pixels, where the bitmap grows; else SIZE_BILINEAR
+#define SIZE_TO_GRAY 0x08u  ///< 1-bit pages become 8-bit gray: how black the covered area is
+#define SIZE_AREA 0x10u     ///< weighs all pixels that a new one covers; bilinear in a direction that grows
+#define SIZE_ALPHA 0x20u    ///< 32 and 64 bits: colours are weighed by their alpha
 
 /// Gives a bitmap other dimensions, of its stored rows and columns. With one of the weighing flags indices are weighed
 /// as colours and become the nearest entries, and gray, 48 and 64 bits keep their full precision.
@@ -267,8 +272,12 @@ R_API R_INT R_WarpBitmap(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructS
 /// ERROR_INV_BITS_PER_PIXEL; those of R_DupBitmapNewDim; a region hook's or a progress callback's answer. The bitmap is
 /// as it was then.
 R_API R_INT R_SizeBitmap(BITMAPHANDLE* pBitmap, R_INT nNewWidth, R_INT nNewHeight, R_UINT uFlags) R_NOEXCEPT;
-/// Fills an allocated bitmap of another size, perspective or depth with the image of pSrc. Errors as above, and
-/// ERROR_INV_PARAMETER null; ERROR_FLOAT_NOT_SUPPORTED: pixels of floating point that would need another depth.
+/// Fills an allocated bitmap of another size, perspective or depth with the image of pSrc. Pixels of the same depth are
+/// taken as they are stored: orders and palettes are not compared, but what has been weighed is looked up in pDst's
+/// palette. Where the depths differ, SIZE_TO_GRAY counts as SIZE_BILINEAR above 1 bit. Each step, of turning,
+/// converting and resizing, tells its own progress; a failure leaves whole rows of pDst, old or new. Its region is
+/// scaled last. Errors as above, and ERROR_INV_PARAMETER null; ERROR_FLOAT_NOT_SUPPORTED: pixels of floating point that
+/// would need another depth.
 R_API R_INT R_ResizeBitmap(BITMAPHANDLE* pSrc, BITMAPHANDLE* pDst, R_UINT uFlags) R_NOEXCEPT;
 
 // A source that gives its rows one at a time.
@@ -284,13 +293,14 @@ R_API R_INT R_StartResize(R_INT nOldWidth, R_INT nOldHeight, R_INT nNewWidth, R_
 /// Errors: ERROR_INV_PARAMETER null, a row that is none, a state that is none; ERROR_INV_BITS_PER_PIXEL.
 R_API R_INT R_Resize(void* pRow, R_INT nRow, R_INT nBitsPerPixel, R_INT* pnNewWidth, R_INT* pnRepeat,
                      void* pState) R_NOEXCEPT;
-/// SUCCESS; null is ignored.
+/// SUCCESS; null is ignored. ERROR_INV_PARAMETER a state that is none.
 R_API R_INT R_StopResize(void* pState) R_NOEXCEPT;
 
 /// Picks pixels of a row: from pixel uFirst on, by nStep and, whenever the error, which begins with uError and grows by
-/// uIncrement, reaches uDenominator, by one more. uUnitStep: nStep counts as 0. The reverse one goes from the last new
-/// pixel to the first, so that a row can grow in its own buffer (bGrows). uRowBytes of the new row are zeroed first
-/// where pixels are smaller than bytes or have 12 bits. Nothing happens for a null row or a depth that is none.
+/// uIncrement, reaches uDenominator, by one more. uUnitStep, bGrows: nStep counts as 0. The two rows may be one: a row
+/// that shrinks, and, with the reverse one and bGrows, which goes from the last new pixel to the first, a row that
+/// grows. Where pixels are smaller than bytes or have 12 bits, what of uRowBytes lies behind the new pixels becomes 0.
+/// Nothing happens for a null row or a depth that is none.
 R_API void R_GetResizedScanLine(R_INT nBitsPerPixel, R_UINT uRowBytes, R_UINT uFirst, R_INT nStep, R_UINT uError,
                                 R_UINT uIncrement, const void* pSrc, void* pDst, R_UINT uPixels, R_UINT uDenominator,
                                 R_UINT uUnitStep) R_NOEXCEPT;
@@ -303,18 +313,18 @@ R_API void R_ReverseGetResizedScanLine(R_INT nBitsPerPixel, R_UINT uRowBytes, R_
 /// Begins to read a bitmap as R_SizeBitmap would make it, with the same flags. R_StartResizeBitmap2: only a rectangle
 /// of its stored rows and columns, null for all of them; where pFormat is not null it becomes a bitmap without pixels
 /// in the format and size of the new rows (freed with R_FreeBitmap). The bitmap stays as it is, and stays, until
-/// R_StopResizeBitmap. Memory: some rows of either size.
+/// R_StopResizeBitmap. Memory: some rows of either size; splines keep a block of rows as floats.
 /// Errors: ERROR_INV_PARAMETER null or no pixels, sizes below 1, a rectangle not inside; ERROR_INV_STRUCT_SIZE;
 /// ERROR_INV_SIZE; ERROR_INV_BITS_PER_PIXEL; ERROR_FAILURE no memory.
 R_API R_INT R_StartResizeBitmap(BITMAPHANDLE* pBitmap, R_INT nNewWidth, R_INT nNewHeight, R_UINT uFlags,
                                 void** ppState) R_NOEXCEPT;
 R_API R_INT R_StartResizeBitmap2(BITMAPHANDLE* pBitmap, const RECT* pSource, R_INT nNewWidth, R_INT nNewHeight,
                                  R_UINT uFlags, BITMAPHANDLE* pFormat, R_UINT uStructSize, void** ppState) R_NOEXCEPT;
-/// Reads uBytes bytes of a new row from column nCol on, as R_GetBitmapRowCol does. Rows in order are fastest; any order
-/// gives the same pixels. Returns the number of bytes. Errors: ERROR_INV_PARAMETER null, a row or column that is not
-/// there, a state that is none; a store's own.
+/// Reads uBytes bytes of a new row, from the byte that holds column nCol on, or as many as there are; a row has as many
+/// as one of a bitmap of that format. Rows in order are fastest; any order gives the same pixels. Returns the number of
+/// bytes. Errors: ERROR_INV_PARAMETER null, a row or column that is not there, a state that is none; a store's own.
 R_API R_SSIZE R_GetResizedRowCol(void* pState, void* pBuffer, R_INT nRow, R_INT nCol, R_SIZE uBytes) R_NOEXCEPT;
-/// SUCCESS; null is ignored.
+/// SUCCESS, or what releasing the bitmap answers; null is ignored. ERROR_INV_PARAMETER a state that is none.
 R_API R_INT R_StopResizeBitmap(void* pState) R_NOEXCEPT;
 
 #endif

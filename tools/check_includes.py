@@ -25,7 +25,7 @@ FLOOR_OF = {folder: number for number, floor in enumerate(FLOORS) for folder in 
 
 # The standard headers that neither throw nor own memory.
 STANDARD = set("""algorithm array atomic bit cerrno cfloat climits clocale cmath compare concepts cstdarg cstddef cstdint
-cstdio cstdlib cstring initializer_list iterator limits new numeric span string_view tuple type_traits utility
+cstdio cstdlib cstring initializer_list iterator limits new numeric optional span string_view tuple type_traits utility
 float.h limits.h locale.h stdarg.h stddef.h stdint.h string.h""".split())
 KERNEL_STANDARD = {"stddef.h", "stdint.h", "string.h"}
 

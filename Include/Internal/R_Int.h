@@ -38,7 +38,8 @@ R_API R_INT R_IntChangeBitmapViewPerspective(BITMAPHANDLE* pDst, BITMAPHANDLE* p
 /// about the point (fX, fY) of the bitmap as it is stored when its perspective has been absorbed.
 R_API R_INT R_IntRotateBitmap(BITMAPHANDLE* pBitmap, R_INT nAngle, R_UINT uFlags, COLORREF crFill, R_INT nFirst,
                               R_INT nLast, float fX, float fY) R_NOEXCEPT;
-/// R_ResizeBitmap for bitmaps of one depth (SIZE_TO_GRAY's result: 1 bit into 8) and perspectives that need no turn.
+/// R_ResizeBitmap for bitmaps of one depth and perspectives that need no turn; 1 bit into 8 makes levels of gray, as
+/// SIZE_TO_GRAY does. ERROR_INV_BITS_PER_PIXEL for other depths.
 R_API R_INT R_IntResizeBitmap(BITMAPHANDLE* pSrc, BITMAPHANDLE* pDst, R_UINT uFlags) R_NOEXCEPT;
 
 /// R_IsGrayScaleBitmap for callers that know their bitmap.

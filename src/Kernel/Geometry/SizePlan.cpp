@@ -2,7 +2,6 @@
 // those that are read row by row.
 
 #include "Internal/R_Int.h"
-#include "Kernel/Colour/ConvertBitmap.h"
 #include "Kernel/Core/BitmapFormat.h"
 #include "Kernel/Core/Checks.h"
 #include "Kernel/Core/ColourValue.h"
@@ -28,6 +27,14 @@ R_UINT usefulFlags(BITMAPHANDLE* pBitmap, R_UINT flags) noexcept
 bool isGrayOfBytes(BITMAPHANDLE* pBitmap) noexcept
 {
     return pBitmap->BitsPerPixel == 8 && R_IntIsGrayScaleBitmap(pBitmap) > 0;
+}
+
+/// What gray samples have beside their bits, colours have not.
+Status dropGrayParams(BITMAPHANDLE* pBitmap) noexcept
+{
+    BITMAPHANDLE plain;
+    R_TRY(R_InitBitmap(&plain, sizeof plain, 1, 1, pBitmap->BitsPerPixel));
+    return R_CopyGrayParams(pBitmap, &plain);
 }
 
 } // namespace
@@ -59,9 +66,10 @@ SizePlan planSize(BITMAPHANDLE* pBitmap, const SizeJob& job, R_UINT flags) noexc
 
 Status describeResized(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const SizePlan& plan) noexcept
 {
-    if (plan.bits > 8 && plan.bits != pSrc->BitsPerPixel) dropGrayParams(pDst); // the tables have been looked into
+    if (plan.bits > 8 && plan.bits != pSrc->BitsPerPixel)
+        return dropGrayParams(pDst); // the tables have been looked into
     if (!plan.newGray) return SUCCESS;
-    R_TRY(plan.bits == pSrc->BitsPerPixel ? giveGrayPalette(pDst) : makeGray(pDst));
+    R_TRY(giveGrayPalette(pDst));
     pDst->Background = R_TranslateBitmapColor(pDst, pSrc, pSrc->Background);
     pDst->Transparency = R_TranslateBitmapColor(pDst, pSrc, pSrc->Transparency);
     return SUCCESS;
