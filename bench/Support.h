@@ -77,6 +77,7 @@ void registerFills();
 void registerMemory();
 void registerPalettes();
 void registerPerspectives();
+void registerResizes();
 void registerRotations();
 void registerRuns();
 void registerStores();

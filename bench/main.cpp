@@ -142,6 +142,7 @@ int main(int argc, char** argv)
     rv::bench::registerTurns();
     rv::bench::registerPerspectives();
     rv::bench::registerRotations();
+    rv::bench::registerResizes();
     rv::bench::registerFills();
     rv::bench::registerCombine();
     rv::bench::registerPalettes();

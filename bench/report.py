@@ -58,6 +58,10 @@ TARGETS = {
     "rotate 30 bilinear 8": 35.0,
     "rotate 30 bilinear 24": 14.0,
     "deskew 1": 230.0,
+    "resize nearest 8 down": 1.5,
+    "resize nearest 8 up": 2.6,
+    "resize nearest 24 down": 0.9,
+    "resize nearest 24 up": 2.3,
     "page to runs": 20.0,
     "runs to page": 20.0,
 }

@@ -1,5 +1,6 @@
 // Every variant of the row kernels that this machine runs: the bytes of the plain one, and not one byte more.
 #include "Kernel/Pixels/Depths.h"
+#include "Kernel/Pixels/Pick.h"
 #include "Kernel/Pixels/PixelTraits.h"
 #include "Kernel/Pixels/Simd/Select.h"
 #include "R_Geometry.h"
@@ -425,6 +426,37 @@ TEST(RowKernels, EveryPickGivesThePlainBytes)
                          });
         }
     }
+}
+
+TEST(RowKernels, RowsOfAnotherWidth)
+{
+    std::mt19937 random(77);
+    const RowKernels& chosen = rowKernels();
+    const auto upTo = [&random](unsigned limit) { return static_cast<R_INT>(random() % limit) + 1; };
+    for (const R_INT bits : {1, 3, 8, 12, 16, 24, 32, 48, 64}) {
+        for (int i = 0; i < 24 && !::testing::Test::HasFatalFailure(); ++i) {
+            const R_INT right = upTo(i % 3 == 0 ? 300 : 50),
+                        left = i % 2 == 0 ? 0 : upTo(static_cast<unsigned>(right)) - 1;
+            const R_INT width = upTo(i % 4 == 0 ? 9 : 60);
+            const auto source = randomBytes(packedBytes(right, bits), static_cast<unsigned>(i));
+            std::vector<uint8_t> wanted(packedBytes(width, bits));
+            for (R_INT64 x = 0; x < width; ++x)
+                setPixelAt(wanted.data(), x, bits, pixelAt(source.data(), left + x * (right - left) / width, bits));
+            inEveryPlace(std::to_string(bits) + " bits, " + std::to_string(left) + " to " + std::to_string(right) +
+                             " as " + std::to_string(width),
+                         [&](const RowKernels& variant, size_t offset, GuardedBuffer::Side side) {
+                             if (bits != 24 && offset % 8 != static_cast<size_t>(bits) % 8) return true;
+                             static RowPage from, to;
+                             useRowKernels(variant);
+                             const PixelPicker picker(bits, left, right, width);
+                             const std::vector<uint8_t> blank(wanted.size(), 0x5A);
+                             uint8_t* const target = to.place(blank, offset, side);
+                             picker.pick(target, from.place(source, (offset * 7 + 3) % kOffsets, side));
+                             return to.holds(wanted) && from.holds(source);
+                         });
+        }
+    }
+    useRowKernels(chosen);
 }
 
 template <int Bits> void checkPixelTraits()

@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <optional>
 
 namespace rv {
 
@@ -67,6 +68,7 @@ public:
     static void free(LineResizer* state) noexcept
     {
         state->tag_ = 0; // a use after this is refused for as long as nobody else has the memory
+        state->~LineResizer();
         platform().release(state);
     }
 
@@ -79,7 +81,11 @@ public:
         return count;
     }
 
+    /// Makes a row longer or shorter in its buffer.
+    void resizeLine(uint8_t* row, R_INT bits) noexcept;
+
 private:
+    ~LineResizer() = default;
     R_INT64 errorOf(R_INT row) const noexcept { return R_INT64{row} * rest_ % sizes_.oldHeight; }
     R_INT downwards(R_INT row) noexcept
     {
@@ -109,6 +115,10 @@ private:
     R_INT repeat_; // every row at least so often
     R_INT rest_;   // and so many of oldHeight rows once more
     R_INT64 error_ = 0;
+
+    R_INT bits_ = 0; // for which there is a picker, or could be none
+    std::optional<PixelPicker> picker_;
+    RowBuffer old_; // a row as it was
 };
 
 struct LineWalk {
@@ -126,6 +136,25 @@ void walkLine(const LineWalk& line, uint8_t* target, const uint8_t* source, bool
     const bool packed = line.bits < 8 || line.bits == 12;
     const R_UINT64 used = packedBytes(line.pixels, line.bits);
     if (packed && used < line.rowBytes) std::memset(target + used, 0, line.rowBytes - used);
+}
+
+/// Many rows are picked much faster with a plan; without memory for it each is walked.
+void LineResizer::resizeLine(uint8_t* row, R_INT bits) noexcept
+{
+    const R_UINT64 oldBytes = packedBytes(sizes_.oldWidth, bits), newBytes = packedBytes(sizes_.newWidth, bits);
+    if (bits != bits_) {
+        picker_.emplace(bits, 0, sizes_.oldWidth, sizes_.newWidth);
+        old_ = RowBuffer(oldBytes);
+        bits_ = bits;
+    }
+    if (!picker_->ready() || !old_) {
+        const auto rowBytes = static_cast<R_UINT>(oldBytes), pixels = static_cast<R_UINT>(sizes_.newWidth);
+        const PickWalk walk = PickWalk::between(sizes_.oldWidth, sizes_.newWidth);
+        return walkLine({bits, rowBytes, walk, pixels}, row, row, sizes_.newWidth > sizes_.oldWidth);
+    }
+    std::memcpy(old_.data(), row, oldBytes);
+    picker_->pick(row, old_.data());
+    if ((bits < 8 || bits == 12) && newBytes < oldBytes) std::memset(row + newBytes, 0, oldBytes - newBytes);
 }
 
 /// A row that grows takes its step as 0.
@@ -164,11 +193,7 @@ R_INT R_Resize(void* pRow, R_INT nRow, R_INT nBitsPerPixel, R_INT* pnNewWidth, R
     *pnNewWidth = sizes.newWidth;
     *pnRepeat = sizes.unchanged() ? 1 : state->repeats(nRow);
     if (*pnRepeat == 0 || sizes.newWidth == sizes.oldWidth) return *pnRepeat;
-    const auto oldBytes = static_cast<R_UINT>(packedBytes(sizes.oldWidth, nBitsPerPixel));
-    auto* const row = static_cast<uint8_t*>(pRow);
-    walkLine({nBitsPerPixel, oldBytes, PickWalk::between(sizes.oldWidth, sizes.newWidth),
-              static_cast<R_UINT>(sizes.newWidth)},
-             row, row, sizes.newWidth > sizes.oldWidth);
+    state->resizeLine(static_cast<uint8_t*>(pRow), nBitsPerPixel);
     return *pnRepeat;
 }
 

@@ -1,13 +1,11 @@
 #include "Kernel/Geometry/ResizedRows.h"
 
 #include "Kernel/Core/Checks.h"
-#include "Kernel/Pixels/BitCopy.h"
 #include "Kernel/Pixels/Depths.h"
 #include "Kernel/Pixels/PackedPixels.h"
+#include "Kernel/Pixels/Simd/Select.h"
 
 #include <algorithm>
-#include <bit>
-#include <cstring>
 
 namespace rv {
 
@@ -58,42 +56,28 @@ R_INT64 squareRoot(R_INT64 square) noexcept
     return static_cast<R_INT64>(root);
 }
 
-/// Bits set by halves, quarters and so on: most words of a page have none, and the others need no table.
-unsigned bitsSet(uint64_t word) noexcept
-{
-    if (word == 0) return 0;
-    word -= word >> 1 & 0x5555555555555555u;
-    word = (word & 0x3333333333333333u) + (word >> 2 & 0x3333333333333333u);
-    word = (word + (word >> 4)) & 0x0F0F0F0F0F0F0F0Fu;
-    return static_cast<unsigned>(word * 0x0101010101010101u >> 56);
-}
-
-/// 64 bits of a row from a byte on; zeros behind its end.
-uint64_t wordAt(const uint8_t* row, size_t byte, size_t rowBytes) noexcept
-{
-    if (rowBytes - byte >= 8) return bits::loadBigEndian(row + byte);
-    uint64_t word = 0;
-    for (size_t i = 0; byte + i < rowBytes; ++i) word |= uint64_t{row[byte + i]} << (56 - 8 * i);
-    return word;
-}
+/// Rows whose black pixels a byte can count.
+constexpr R_INT kSummed = 255;
 
 } // namespace
 
 BlackRows::BlackRows(BITMAPHANDLE* pSrc, const SizeJob& job, unsigned black) noexcept
-    : job_(job), rows_(pSrc, RowMode::read), rowBytes_(static_cast<size_t>(packedBytes(job.source.right, 1))),
-      white_(black != 0 ? 0 : ~uint64_t{0}), borders_((R_UINT64{static_cast<R_UINT>(job.width)} + 1) * sizeof(R_INT)),
-      counts_(R_UINT64{static_cast<R_UINT>(job.width)} * sizeof(R_INT64))
+    : job_(job), rows_(pSrc, RowMode::read), black_(black),
+      columns_(static_cast<size_t>(job.source.right - firstFetched(job))),
+      borders_((static_cast<R_UINT64>(job.width) + 1) * sizeof(R_INT)),
+      counts_(static_cast<R_UINT64>(job.width) * sizeof(R_INT64)), pixels_(columns_), sums_(columns_)
 {
-    if (!borders_ || !counts_) return;
+    if (!borders_) return;
     auto* const borders = reinterpret_cast<R_INT*>(borders_.data());
+    const R_INT start = job.source.left - firstFetched(job);
     for (R_INT column = 0; column <= job.width; ++column)
-        borders[column] = job.source.left + static_cast<R_INT>(R_INT64{column} * job.columns() / job.width);
+        borders[column] = start + static_cast<R_INT>(R_INT64{column} * job.columns() / job.width);
 }
 
 Status BlackRows::status() const noexcept
 {
     R_TRY(rows_.status());
-    return borders_ && counts_ ? SUCCESS : ERROR_FAILURE;
+    return borders_ && counts_ && pixels_ && sums_ ? SUCCESS : ERROR_FAILURE;
 }
 
 /// A column at least: where the row grows, neighbours share one.
@@ -103,17 +87,29 @@ R_INT BlackRows::boxWidth(size_t column) const noexcept
     return std::max(borders[column + 1] - borders[column], 1);
 }
 
-void BlackRows::addBlack(const uint8_t* row) noexcept
+/// The black pixels of each column in some rows, kSummed at the most.
+Status BlackRows::sumColumns(R_INT first, R_INT end) noexcept
 {
-    constexpr R_INT atOnce = 56; // of a word's bits, from anywhere in its first byte on
+    const simd::RowKernels& kernels = rowKernels();
+    const auto zero = static_cast<uint8_t>(1 - black_), one = static_cast<uint8_t>(black_);
+    for (R_INT y = first; y < end; ++y) {
+        R_TRY(rows_.openPart(job_.source.top + y, firstFetched(job_), fetchedBytes(job_, 1)));
+        uint8_t* const pixels = y == first ? sums_.data() : pixels_.data();
+        kernels.expand1(pixels, rows_.data() + columnByte(firstFetched(job_), 1), columns_, zero, one);
+        if (y != first)
+            kernels.combine8[static_cast<size_t>(simd::Arithmetic::add)](sums_.data(), pixels, columns_, kSummed);
+    }
+    return SUCCESS;
+}
+
+void BlackRows::sumBoxes() noexcept
+{
     const auto* const borders = reinterpret_cast<const R_INT*>(borders_.data());
     auto* const counts = reinterpret_cast<R_INT64*>(counts_.data());
     for (size_t column = 0; column < static_cast<size_t>(job_.width); ++column) {
-        R_INT first = borders[column];
-        for (R_INT left = boxWidth(column); left > 0; left -= atOnce, first += atOnce) {
-            const uint64_t word = wordAt(row, static_cast<size_t>(first / 8), rowBytes_) ^ white_;
-            counts[column] += bitsSet(word << first % 8 >> (64 - std::min(left, atOnce)));
-        }
+        const uint8_t* const sums = sums_.data() + borders[column];
+        const R_INT width = boxWidth(column);
+        for (R_INT i = 0; i < width; ++i) counts[column] += sums[i];
     }
 }
 
@@ -124,16 +120,16 @@ Status BlackRows::row(R_INT row, uint8_t* target) noexcept
     const auto width = static_cast<size_t>(job_.width);
     auto* const counts = reinterpret_cast<R_INT64*>(counts_.data());
     std::fill_n(counts, width, 0);
-    for (R_INT y = first; y <= last; ++y) {
-        R_TRY(rows_.openPart(job_.source.top + y, firstFetched(job_), fetchedBytes(job_, 1)));
-        addBlack(rows_.data());
+    for (R_INT64 y = first; y <= last; y += kSummed) {
+        R_TRY(sumColumns(static_cast<R_INT>(y), static_cast<R_INT>(std::min<R_INT64>(y + kSummed, R_INT64{last} + 1))));
+        sumBoxes();
     }
     const R_INT narrow = std::max(job_.columns() / job_.width, 1); // the others are wider by one
     const R_INT64 height = R_INT64{last} - first + 1;
     const R_INT64 needed[2] = {squareRoot(narrow * height), squareRoot((R_INT64{narrow} + 1) * height)};
     putEachPixel<1>(target, width, [&](size_t column) {
         const bool black = counts[column] >= needed[boxWidth(column) - narrow];
-        return R_UINT64{black} ^ (white_ & 1);
+        return R_UINT64{black} ^ (1 - black_);
     });
     return SUCCESS;
 }

@@ -71,15 +71,18 @@ public:
     Status row(R_INT row, uint8_t* target) noexcept;
 
 private:
-    void addBlack(const uint8_t* row) noexcept;
+    Status sumColumns(R_INT first, R_INT end) noexcept;
+    void sumBoxes() noexcept;
     R_INT boxWidth(size_t column) const noexcept;
 
     SizeJob job_;
     RowCursor rows_;
-    size_t rowBytes_;
-    uint64_t white_;    // a word of white pixels
-    RowBuffer borders_; // between boxes: job_.width + 1 columns
+    unsigned black_;
+    size_t columns_;    // that are looked at: from a whole byte on
+    RowBuffer borders_; // between boxes: job_.width + 1 of them
     RowBuffer counts_;  // of black pixels in each box
+    RowBuffer pixels_;  // of a row, a byte each: 1 for black
+    RowBuffer sums_;    // of such rows
 };
 
 /// The rows of one of these kinds, or of a resampler.
