@@ -25,7 +25,7 @@ def left(t):
 def help_and_version(t):
     assert t.ok("--version").startswith("rvimg ")
     commands = ("info", "convert", "flip", "mirror", "crop", "fill", "combine", "orient", "dither", "depth", "gray",
-                "palette", "chart")
+                "palette", "resize", "thumbnail", "rotate", "deskew", "chart")
     assert all(command in t.ok("--help") for command in commands)
     for command in commands:
         assert "Usage: rvimg " + command in t.ok(command, "--help")

@@ -1,6 +1,6 @@
 /// rvimg: reads, changes and writes pictures with the kernel.
-#include "Operations.h"
 #include "Palettes.h"
+#include "Shapes.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -50,6 +50,10 @@ public:
         addDepth();
         addGray();
         addPalette();
+        addResize();
+        addThumbnail();
+        addRotate();
+        addDeskew();
         addChart();
     }
     CLI::App& app() { return app_; }
@@ -294,6 +298,78 @@ private:
         return true;
     }
 
+    void addResize()
+    {
+        CLI::App* const command =
+            addRecolouring("resize", "Give a picture another number of pixels", [this] { return resizeTo(resizing_); });
+        addValue(command, "--size", resizing_.size, sizeOf,
+                 "Its new width and height; one that is left out follows from the other", "WxH|Wx|xH");
+        addValue(command, "--fit", resizing_.fit, sizeOf, "As large as has room in this, in its own proportions",
+                 "WxH|Wx|xH");
+        command->add_option("--percent", resizing_.percent, "Of its width and height")
+            ->check(quiet(CLI::Range(0.01, 1e6)))
+            ->type_name("N");
+        command
+            ->add_option("--method", resizing_.method,
+                         "How new pixels come about: " + joined(resizingMethods()) +
+                             " (auto: black for pages of 1 bit; else area to shrink, spline to grow)")
+            ->check(quiet(CLI::IsMember(resizingMethods())))
+            ->type_name("NAME");
+    }
+
+    void addThumbnail()
+    {
+        CLI::App* const command = addRecolouring("thumbnail", "Make a small picture; a page of 1 bit becomes gray",
+                                                 [this] { return thumbnailOf(side_); });
+        command->add_option("--size", side_, "Its longer side in pixels, where the picture is larger (256)")
+            ->check(quiet(CLI::Range(1, 30000)))
+            ->type_name("N");
+    }
+
+    void addRotate()
+    {
+        CLI::App* const command =
+            addTransform("rotate", "Turn a picture by any angle", [this] { return rotateBy(rotation_); });
+        addValue(command, "--by", rotation_.angle, angleOf, "The angle, clockwise", "DEGREES from -360 to 360")
+            ->required();
+        addFillColour(command, rotation_.fill);
+        command->add_flag("--keep-size", rotation_.keepSize, "Cut off the corners that do not fit");
+        command->add_flag("--nearest", rotation_.nearest, "Move pixels as they are, instead of weighing four");
+    }
+
+    void addDeskew()
+    {
+        CLI::App* const command = addTransform(
+            "deskew", "Put a scanned page upright, by its lines; or a sheet that was photographed, by its corners",
+            [this] { return deskewBy(deskewing_); });
+        command->add_option("--most", deskewing_.most, "How far a page may be tilted, in degrees (15)")
+            ->check(quiet(CLI::Range(0.1, 45.0)))
+            ->type_name("N");
+        const auto take = [this](const std::vector<std::string>& words) {
+            deskewing_.corners = cornersOf(words);
+            if (!deskewing_.corners) throw CLI::ValidationError("--corners", "is four times X,Y");
+        };
+        command
+            ->add_option_function<std::vector<std::string>>("--corners", take,
+                                                            "Take what lies between these points: the sheet's top "
+                                                            "left, top right, bottom right and bottom left")
+            ->expected(4)
+            ->type_name("X,Y");
+        addFillColour(command, deskewing_.fill);
+        command->add_flag("--keep-size", deskewing_.keepSize, "Cut off the corners that do not fit");
+    }
+
+    static void addFillColour(CLI::App* command, Colour& fill)
+    {
+        const auto take = [&fill](const std::string& words) {
+            const auto colour = colourOf(words);
+            if (!colour) throw CLI::ValidationError("--fill", "is RRGGBB[AA]|black|white");
+            fill = *colour;
+        };
+        command->add_option_function<std::string>("--fill", take, "The colour of the new corners (white)")
+            ->type_name("RRGGBB[AA]|black|white");
+    }
+
     CLI::Option* addArea(CLI::App* command, const char* description)
     {
         return addValue(command, "--area", area_, areaOf, description, "WxH+X+Y");
@@ -346,6 +422,10 @@ private:
     PaletteOptions showing_;
     std::string from_;
     bool keepIndices_ = false;
+    Resizing resizing_;
+    R_INT side_ = 256;
+    Rotation rotation_;
+    Deskewing deskewing_;
     ChartOptions chart_;
     std::function<bool()> run_;
 };
