@@ -83,5 +83,6 @@ void registerRuns();
 void registerStores();
 void registerThreads();
 void registerTurns();
+void registerWarps();
 
 } // namespace rv::bench

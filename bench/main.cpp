@@ -140,6 +140,7 @@ int main(int argc, char** argv)
     rv::bench::registerRuns();
     rv::bench::registerThreads();
     rv::bench::registerTurns();
+    rv::bench::registerWarps();
     rv::bench::registerPerspectives();
     rv::bench::registerRotations();
     rv::bench::registerResizes();
