@@ -3,11 +3,15 @@
 #include "Kernel/Core/Access.h"
 #include "Kernel/Core/Checks.h"
 #include "Kernel/Core/Replacement.h"
+#include "Kernel/Core/RowCursor.h"
 #include "Kernel/Geometry/Perspective.h"
 #include "Kernel/Geometry/Sampling.h"
+#include "Kernel/Pixels/BitCopy.h"
+#include "Kernel/Pixels/FillRow.h"
 #include "R_Geometry.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <limits>
 
 namespace rv {
@@ -106,6 +110,12 @@ public:
         span.end = static_cast<R_INT>(std::clamp<R_INT64>(end, span.first, width_));
         return span;
     }
+    /// How many columns from one on, which lies on the old picture, show pixels of one row.
+    R_INT64 sameRow(R_INT row, R_INT column) const noexcept
+    {
+        const R_INT64 within = (rowCentre(row) - slide_.first - slide_.step * column) & (kFinePixel - 1);
+        return slide_.step > 0 ? within / slide_.step + 1 : (kFinePixel - 1 - within) / -slide_.step + 1;
+    }
     Position at(R_INT row, R_INT column) const noexcept override
     {
         return {(R_INT64{column} << kPositionBits) + (1 << (kPositionBits - 1)),
@@ -114,10 +124,12 @@ public:
     void locate(R_INT row, R_INT column, size_t count, const Position& origin, int32_t* x,
                 int32_t* y) const noexcept override
     {
-        for (size_t i = 0; i < count; ++i) {
-            const Position position = at(row, column + static_cast<R_INT>(i));
-            x[i] = static_cast<int32_t>(position.x - origin.x);
-            y[i] = static_cast<int32_t>(position.y - origin.y);
+        constexpr unsigned finer = kFineBits - kPositionBits;
+        const Position first = at(row, column);
+        R_INT64 down = rowCentre(row) - slide_.first - slide_.step * column - (origin.y << finer);
+        for (size_t i = 0; i < count; ++i, down -= slide_.step) {
+            x[i] = static_cast<int32_t>(first.x - origin.x + (static_cast<R_INT64>(i) << kPositionBits));
+            y[i] = static_cast<int32_t>(down >> finer);
         }
     }
 
@@ -135,6 +147,94 @@ LinearMapping movedRows(const BITMAPHANDLE* old, const Slide& slide) noexcept
                          {-slide.step, kFinePixel}, {1 << kPositionBits, 0});
 }
 
+/// Pixels that move by whole rows or columns are copied as they are, with fill on both sides.
+class Copier {
+public:
+    Copier(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc) noexcept
+        : target_(pDst, RowMode::write), source_(pSrc, RowMode::read), beside_(pDst->BytesPerLine),
+          bits_(pDst->BitsPerPixel), height_(pDst->Height), rowBits_(R_INT64{pDst->BytesPerLine} * 8)
+    {
+    }
+    Status status() const noexcept
+    {
+        R_TRY(target_.status());
+        R_TRY(source_.status());
+        return beside_ ? SUCCESS : ERROR_FAILURE;
+    }
+    /// Whether the old rows can be had all at once.
+    bool direct() const noexcept { return source_.direct(); }
+
+    Status moveRows(const LinearMapping& mapping, Progress& progress) noexcept
+    {
+        return forEachRow(mapping, progress, [&](R_INT row, Span inside) noexcept -> Status {
+            R_TRY(source_.open(row));
+            const R_INT64 from = mapping.at(row, inside.first).x >> kPositionBits;
+            copyBits(target_.data(), inside.first * bits_, source_.data(), from * bits_,
+                     (inside.end - inside.first) * bits_);
+            return SUCCESS;
+        });
+    }
+    /// direct() only.
+    Status moveColumns(const MovedColumns& mapping, Progress& progress) noexcept
+    {
+        return forEachRow(mapping, progress, [&](R_INT row, Span inside) noexcept -> Status {
+            for (R_INT64 column = inside.first, count = 0; column < inside.end; column += count) {
+                const auto first = static_cast<R_INT>(column);
+                count = std::min(mapping.sameRow(row, first), inside.end - column);
+                const uint8_t* const from = source_.row(mapping.at(row, first).y >> kPositionBits);
+                copyBits(target_.data(), column * bits_, from, column * bits_, count * bits_);
+            }
+            return SUCCESS;
+        });
+    }
+    void fillWith(BITMAPHANDLE* pDst, StoredPixel fill) noexcept
+    {
+        fillRow(beside_.data(), pDst->BytesPerLine, pDst->Width, pDst->BitsPerPixel, fill.bits);
+    }
+
+private:
+    template <class Copy> Status forEachRow(const Mapping& mapping, Progress& progress, Copy copy) noexcept
+    {
+        for (R_INT row = 0; row < height_; ++row) {
+            const Span inside = mapping.inside(row);
+            R_TRY(target_.open(row));
+            copyBits(target_.data(), 0, beside_.data(), 0, inside.first * bits_);
+            R_TRY(copy(row, inside));
+            const R_INT64 end = inside.end * bits_;
+            copyBits(target_.data(), end, beside_.data(), end, rowBits_ - end);
+            R_TRY(target_.commit());
+            R_TRY(progress.step());
+        }
+        return SUCCESS;
+    }
+
+    RowCursor target_;
+    RowCursor source_;
+    RowBuffer beside_;
+    R_INT64 bits_;
+    R_INT height_;
+    R_INT64 rowBits_;
+};
+
+/// From here on columns change their row too often to be copied in pieces.
+constexpr R_INT64 kSteep = kFinePixel / 6;
+
+Status moveLines(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Slide& slide, const Sampling& how,
+                 Progress& progress) noexcept
+{
+    R_TRY(progress.begin());
+    const MovedColumns columns(pSrc, slide);
+    const LinearMapping rows = movedRows(pSrc, slide);
+    if (!how.bilinear) {
+        Copier copier(pDst, pSrc);
+        R_TRY(copier.status());
+        copier.fillWith(pDst, how.fill);
+        if (!slide.columns) return copier.moveRows(rows, progress);
+        if (copier.direct() && std::abs(slide.step) < kSteep) return copier.moveColumns(columns, progress);
+    }
+    return slide.columns ? sampleInto(pDst, pSrc, columns, how, progress) : sampleInto(pDst, pSrc, rows, how, progress);
+}
+
 Status fillSheared(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Slide& slide, const Sampling& how) noexcept
 {
     R_TRY(checkWalkable(pDst)); // rows as the record counts them, which very wide ones do not fit
@@ -143,11 +243,7 @@ Status fillSheared(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Slide& slide, c
     BitmapAccess target(pDst);
     R_TRY(target.status());
     Progress progress = Progress::ofThread(pDst->Height);
-    Status status = progress.begin();
-    if (status.ok())
-        status = slide.columns ? sampleInto(pDst, pSrc, MovedColumns(pSrc, slide), how, progress)
-                               : sampleInto(pDst, pSrc, movedRows(pSrc, slide), how, progress);
-    return source.finish(target.finish(status));
+    return source.finish(target.finish(moveLines(pDst, pSrc, slide, how, progress)));
 }
 
 Status shear(BITMAPHANDLE* pBitmap, R_INT angle, R_UINT flags, COLORREF crFill) noexcept
