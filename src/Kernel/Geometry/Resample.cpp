@@ -1,5 +1,6 @@
 #include "Kernel/Geometry/Resample.h"
 
+#include "Kernel/Geometry/ResampleBilinear.h"
 #include "Kernel/Geometry/ResampleSpline.h"
 #include "Kernel/Geometry/ResampleTaps.h"
 
@@ -10,7 +11,9 @@ namespace rv {
 struct Resampler::Work {
     ResampleSource source;
     Weighing weighing;
+    enum class Way { taps, spline, bytes } way = Way::taps;
     TapResampler taps;
+    BilinearResampler bytes;
     SplineResampler spline;
 
     Work(BITMAPHANDLE* pSrc, const Job& job, const PixelFormat& target) noexcept
@@ -20,13 +23,27 @@ struct Resampler::Work {
     Status prepare() noexcept
     {
         R_TRY(source.status());
-        if (weighing == Weighing::spline) return spline.prepare(source);
-        return taps.prepare(source, weighing == Weighing::area);
+        way = chooseWay();
+        switch (way) {
+        case Way::spline: return spline.prepare(source);
+        case Way::bytes: return bytes.prepare(source);
+        default: return taps.prepare(source, weighing == Weighing::area);
+        }
+    }
+    Way chooseWay() const noexcept
+    {
+        if (weighing == Weighing::spline) return Way::spline;
+        const bool grows = source.newWidth() >= source.width() && source.newHeight() >= source.height();
+        const bool byCentres = weighing == Weighing::bilinear || grows;
+        return byCentres && !source.wide() && !source.byAlpha() ? Way::bytes : Way::taps;
     }
     Status row(R_INT row, uint8_t* target) noexcept
     {
-        if (weighing == Weighing::spline) return spline.row(source, row, target);
-        return taps.row(source, row, target);
+        switch (way) {
+        case Way::spline: return spline.row(source, row, target);
+        case Way::bytes: return bytes.row(source, row, target);
+        default: return taps.row(source, row, target);
+        }
     }
 };
 

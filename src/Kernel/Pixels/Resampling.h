@@ -24,6 +24,23 @@ struct CurvePoint {
 };
 constexpr size_t kSplineLanes = 8; ///< rows that are resampled side by side
 
+/// Two neighbours mixed in steps of 1 / kMixSteps: the second one has so many of them.
+struct MixedPixel {
+    int32_t first;
+    int32_t steps;
+};
+constexpr int kMixSteps = 128;
+constexpr int kMixRowSteps = 32768;
+
+constexpr size_t kMixBlock = 8;  ///< samples
+constexpr size_t kMixBytes = 16; ///< that one half of a block comes from
+/// Eight samples, each mixed from two bytes: those that `from` tells, counted from the offset of the block's half.
+struct MixBlock {
+    uint32_t offsets[2];
+    uint8_t from[2 * kMixBlock];
+    uint8_t weights[2 * kMixBlock];
+};
+
 /// After so many addends a sum begins anew: what adding rounds away would be seen in 16 bits otherwise.
 constexpr size_t kAddends = 64;
 /// Floats behind a row that are read and written though they are nobody's.

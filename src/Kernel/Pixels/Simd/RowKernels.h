@@ -173,6 +173,14 @@ using CurveColumns = void (*)(float* rows, size_t pitch, const float* samples, c
 /// kFloatSlack floats behind each row are touched.
 using CurveRow = void (*)(float* target, const float* const rows[2], const float* const bent[2],
                           const CurvePoint& point, size_t count) noexcept;
+/// Bytes as sums of two, weighed and less 128 each: (a - 128) * (128 - steps) + (b - 128) * steps. Of the row,
+/// kMixBytes bytes from each offset on are read; mixBlocks takes the two offsets of each block to be one.
+using MixBlocks = void (*)(int16_t* target, const uint8_t* row, const MixBlock* plan, size_t blocks) noexcept;
+/// The same by pixels, at any distance.
+using MixPixels = void (*)(int16_t* target, const uint8_t* row, const MixedPixel* plan, size_t width,
+                           size_t channels) noexcept;
+/// Two rows of such sums mixed as bytes; the next one weighs steps / kMixRowSteps, less than 1. Halves go up.
+using MixRows = void (*)(uint8_t* target, const int16_t* first, const int16_t* next, int steps, size_t count) noexcept;
 
 /// Takes the pixel that holds each position, or weighs the four whose centres lie around it: those that hold the
 /// position less half a pixel, and their neighbours to the right and below. Bytes are weighed by 256ths of a pixel, and
@@ -271,6 +279,10 @@ struct RowKernels {
     CurveColumns curveColumns;
     CurveRow curveRow;
     PickBytes pickBytes;
+    MixBlocks mixBlocks;
+    MixBlocks mixHalves;
+    MixPixels mixPixels;
+    MixRows mixRows;
 };
 
 // Which of them this machine can run is Select.h's business.

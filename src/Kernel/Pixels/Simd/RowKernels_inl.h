@@ -15,6 +15,7 @@
 #include "Kernel/Pixels/Simd/Combine_inl.h"
 #include "Kernel/Pixels/Simd/Convert_inl.h"
 #include "Kernel/Pixels/Simd/Mirror_inl.h"
+#include "Kernel/Pixels/Simd/Mix_inl.h"
 #include "Kernel/Pixels/Simd/NearestEntries_inl.h"
 #include "Kernel/Pixels/Simd/PickBytes_inl.h"
 #include "Kernel/Pixels/Simd/Pick_inl.h"
@@ -130,6 +131,10 @@ const RowKernels kRowKernels = {
     .curveColumns = curveColumns,
     .curveRow = curveRow,
     .pickBytes = pickBytes,
+    .mixBlocks = mixBlocks<true>,
+    .mixHalves = mixBlocks<false>,
+    .mixPixels = mixPixels,
+    .mixRows = mixRows,
 };
 
 } // namespace rv::simd::RV_SIMD
