@@ -1,6 +1,7 @@
 #include "Kernel/Geometry/Resample.h"
 
 #include "Kernel/Geometry/ResampleBilinear.h"
+#include "Kernel/Geometry/ResamplePage.h"
 #include "Kernel/Geometry/ResampleSpline.h"
 #include "Kernel/Geometry/ResampleTaps.h"
 
@@ -11,9 +12,10 @@ namespace rv {
 struct Resampler::Work {
     ResampleSource source;
     Weighing weighing;
-    enum class Way { taps, spline, bytes } way = Way::taps;
+    enum class Way { taps, spline, bytes, page } way = Way::taps;
     TapResampler taps;
     BilinearResampler bytes;
+    PageResampler page;
     SplineResampler spline;
 
     Work(BITMAPHANDLE* pSrc, const Job& job, const PixelFormat& target) noexcept
@@ -27,12 +29,14 @@ struct Resampler::Work {
         switch (way) {
         case Way::spline: return spline.prepare(source);
         case Way::bytes: return bytes.prepare(source);
+        case Way::page: return page.prepare(source);
         default: return taps.prepare(source, weighing == Weighing::area);
         }
     }
     Way chooseWay() const noexcept
     {
         if (weighing == Weighing::spline) return Way::spline;
+        if (weighing == Weighing::area && PageResampler::takes(source)) return Way::page;
         const bool grows = source.newWidth() >= source.width() && source.newHeight() >= source.height();
         const bool byCentres = weighing == Weighing::bilinear || grows;
         return byCentres && !source.wide() && !source.byAlpha() ? Way::bytes : Way::taps;
@@ -42,6 +46,7 @@ struct Resampler::Work {
         switch (way) {
         case Way::spline: return spline.row(source, row, target);
         case Way::bytes: return bytes.row(source, row, target);
+        case Way::page: return page.row(source, row, target);
         default: return taps.row(source, row, target);
         }
     }

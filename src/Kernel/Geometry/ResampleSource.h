@@ -39,7 +39,8 @@ public:
         if (put_ != nullptr) put_(*this, target);
     }
 
-    /// Gray levels of a black and a white bit; where channels() is 1.
+    bool isBits() const noexcept { return from_.bits == 1; }
+    /// The gray level of each index; of up to 8 bits, where channels() is 1.
     const uint8_t* levels() const noexcept { return levelOf_; }
 
 private:

@@ -181,6 +181,16 @@ using MixPixels = void (*)(int16_t* target, const uint8_t* row, const MixedPixel
                            size_t channels) noexcept;
 /// Two rows of such sums mixed as bytes; the next one weighs steps / kMixRowSteps, less than 1. Halves go up.
 using MixRows = void (*)(uint8_t* target, const int16_t* first, const int16_t* next, int steps, size_t count) noexcept;
+/// Counts the bits of half bytes: of the upper ones in `bytes` bytes of counts, of the lower ones in as many behind.
+/// begins: the counts are new; else added, up to kMostFourRows rows.
+using CountFours = void (*)(uint8_t* counts, const uint8_t* bits, size_t bytes, bool begins) noexcept;
+constexpr int kMostFourRows = 63;
+/// The counts as levels: levelOf[count * 255 / all], for `width` of them, the upper and the lower ones in turn.
+/// levelOf  straight between its first and its last
+using LevelsOfFours = void (*)(uint8_t* levels, const uint8_t* counts, size_t width, int all,
+                               const uint8_t* levelOf) noexcept;
+/// Adds a weight to the sums of those columns whose bit is set; begins: they are 0 before.
+using AddBits = void (*)(uint16_t* sums, const uint8_t* bits, size_t width, uint16_t weight, bool begins) noexcept;
 
 /// Takes the pixel that holds each position, or weighs the four whose centres lie around it: those that hold the
 /// position less half a pixel, and their neighbours to the right and below. Bytes are weighed by 256ths of a pixel, and
@@ -283,6 +293,9 @@ struct RowKernels {
     MixBlocks mixHalves;
     MixPixels mixPixels;
     MixRows mixRows;
+    CountFours countFours;
+    LevelsOfFours levelsOfFours;
+    AddBits addBits;
 };
 
 // Which of them this machine can run is Select.h's business.

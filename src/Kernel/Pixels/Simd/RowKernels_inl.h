@@ -19,6 +19,7 @@
 #include "Kernel/Pixels/Simd/NearestEntries_inl.h"
 #include "Kernel/Pixels/Simd/PickBytes_inl.h"
 #include "Kernel/Pixels/Simd/Pick_inl.h"
+#include "Kernel/Pixels/Simd/Page_inl.h"
 #include "Kernel/Pixels/Simd/Repeat_inl.h"
 #include "Kernel/Pixels/Simd/Resample_inl.h"
 #include "Kernel/Pixels/Simd/Spline_inl.h"
@@ -135,6 +136,9 @@ const RowKernels kRowKernels = {
     .mixHalves = mixBlocks<false>,
     .mixPixels = mixPixels,
     .mixRows = mixRows,
+    .countFours = countFours,
+    .levelsOfFours = levelsOfFours,
+    .addBits = addBits,
 };
 
 } // namespace rv::simd::RV_SIMD
