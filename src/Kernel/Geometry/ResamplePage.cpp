@@ -9,7 +9,7 @@ namespace rv {
 bool PageResampler::takes(const ResampleSource& source) noexcept
 {
     return source.isBits() && source.channels() == 1 && source.newWidth() <= source.width() &&
-           source.newHeight() <= source.height();
+           source.newHeight() <= source.height() && source.width() / source.newWidth() < 65535;
 }
 
 Status PageResampler::prepare(const ResampleSource& source) noexcept
@@ -20,17 +20,18 @@ Status PageResampler::prepare(const ResampleSource& source) noexcept
     fours_ = width_ == 4 * newWidth_ && source.height() % source.newHeight() == 0 && rowsEach_ <= simd::kMostFourRows;
     const int zero = source.levels()[0], one = source.levels()[1];
     for (int i = 0; i < 256; ++i) levels_[i] = static_cast<uint8_t>((zero * (255 - i) + one * i + 127) / 255);
-    sums_ = RowBuffer(fours_ ? 2 * ((width_ + 7) / 8) : sizeof(uint16_t) * (width_ + 1));
+    const size_t blocks = ((width_ + 7) / 8 + simd::kCountBlock - 1) / simd::kCountBlock;
+    sums_ = RowBuffer(fours_ ? 2 * blocks * simd::kCountBlock : sizeof(uint16_t) * (width_ + 1));
     if (!sums_) return ERROR_FAILURE;
     if (fours_) return SUCCESS;
     before_ = RowBuffer(sizeof(uint32_t) * (width_ + 1));
-    borders_ = RowBuffer(sizeof(Border) * (newWidth_ + 1));
+    borders_ = RowBuffer(sizeof(ColumnBorder) * (newWidth_ + 1));
     if (!before_ || !borders_) return ERROR_FAILURE;
-    auto* const borders = reinterpret_cast<Border*>(borders_.data());
+    auto* const borders = reinterpret_cast<ColumnBorder*>(borders_.data());
     for (size_t x = 0; x <= newWidth_; ++x) {
         const R_UINT64 at = x * width_;
-        const R_UINT64 share = (at % newWidth_ * kWhole * 2 + newWidth_) / (2 * newWidth_);
-        borders[x] = {static_cast<R_INT>(at / newWidth_), static_cast<R_INT>(share)};
+        const R_UINT64 share = at % newWidth_ * 32768 / newWidth_;
+        borders[x] = {static_cast<int32_t>(at / newWidth_), static_cast<uint32_t>(share)};
     }
     return SUCCESS;
 }
@@ -65,30 +66,6 @@ Status PageResampler::addRows(ResampleSource& source, R_INT row) noexcept
     return SUCCESS;
 }
 
-void PageResampler::sumColumns(uint8_t* levels) noexcept
-{
-    const auto* const sums = reinterpret_cast<const uint16_t*>(sums_.data());
-    auto* const before = reinterpret_cast<uint32_t*>(before_.data());
-    const auto* const borders = reinterpret_cast<const Border*>(borders_.data());
-    uint32_t sum = 0; // may wrap: only differences count
-    for (size_t x = 0; x < width_; ++x) {
-        before[x] = sum;
-        sum += sums[x];
-    }
-    before[width_] = sum;
-    const double whole = static_cast<double>(width_) / static_cast<double>(newWidth_) * kRowsWeigh * kWhole;
-    const auto scale = static_cast<float>(255 / whole);
-    R_INT64 partBefore = 0; // of the border's column
-    for (size_t x = 0; x < newWidth_; ++x) {
-        const Border from = borders[x], to = borders[x + 1];
-        const R_INT64 part = R_INT64{sums[to.column]} * to.share;
-        const uint32_t columns = before[to.column] - before[from.column];
-        const R_INT64 covered = static_cast<R_INT64>(columns) * kWhole + part - partBefore;
-        partBefore = part;
-        levels[x] = levels_[static_cast<uint8_t>(std::min(static_cast<float>(covered) * scale + 0.5f, 255.0f))];
-    }
-}
-
 Status PageResampler::row(ResampleSource& source, R_INT row, uint8_t* target) noexcept
 {
     uint8_t* const levels = source.place(target);
@@ -97,7 +74,9 @@ Status PageResampler::row(ResampleSource& source, R_INT row, uint8_t* target) no
         rowKernels().levelsOfFours(levels, sums_.data(), newWidth_, 4 * rowsEach_, levels_);
     } else {
         R_TRY(addRows(source, row));
-        sumColumns(levels);
+        rowKernels().levelsOfSums(levels, reinterpret_cast<uint32_t*>(before_.data()),
+                                  reinterpret_cast<const uint16_t*>(sums_.data()), width_,
+                                  reinterpret_cast<const ColumnBorder*>(borders_.data()), newWidth_, levels_);
     }
     source.put(target);
     return SUCCESS;

@@ -16,17 +16,8 @@ public:
     Status row(ResampleSource& source, R_INT row, uint8_t* target) noexcept;
 
 private:
-    /// A place between columns, or in one: `share` of kWhole of it lie before.
-    struct Border {
-        R_INT column;
-        R_INT share;
-    };
-    static constexpr R_INT kWhole = 32768;
-    static constexpr R_INT kRowsWeigh = 255 * 128; ///< all rows of a new one; fits a signed word
-
     Status addRows(ResampleSource& source, R_INT row) noexcept;
     Status countRows(ResampleSource& source, R_INT row) noexcept;
-    void sumColumns(uint8_t* levels) noexcept;
 
     bool fours_ = false;
     size_t width_ = 0, newWidth_ = 0;

@@ -103,8 +103,12 @@ void SplineResampler::solveStrip(R_INT block, size_t column, R_INT first, size_t
     // Nothing else is in these between two groups.
     float* const found = floatsOf(laneMoments_);
     float* const samples = found + kKept * kStrip;
-    for (size_t i = 0; i < points; ++i)
-        std::memcpy(samples + i * kStrip, kept(first + static_cast<R_INT>(i)) + column, kStrip * sizeof(float));
+    for (size_t i = 0; i < points; ++i) {
+        const float* const row = kept(first + static_cast<R_INT>(i)) + column;
+        std::memcpy(samples + i * kStrip, row, kStrip * sizeof(float));
+        __builtin_prefetch(row + kStrip); // of the next strip
+        __builtin_prefetch(row + kStrip + kStrip / 2);
+    }
     rowKernels().solveSplines(found, floatsOf(ratios_), samples, points, kStrip);
     const auto skipped = static_cast<size_t>(block * kBlock - first);
     for (size_t i = skipped; i < std::min(points, skipped + kBlock + 1); ++i)

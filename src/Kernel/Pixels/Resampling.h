@@ -41,6 +41,13 @@ struct MixBlock {
     uint8_t weights[2 * kMixBlock];
 };
 
+/// A place between columns, or in one, of which share / 2^15 lie before it.
+struct ColumnBorder {
+    int32_t column;
+    uint32_t share;
+};
+constexpr int kRowsWeigh = 255 * 128; ///< all rows of a new one; fits a signed word
+
 /// After so many addends a sum begins anew: what adding rounds away would be seen in 16 bits otherwise.
 constexpr size_t kAddends = 64;
 /// Floats behind a row that are read and written though they are nobody's.

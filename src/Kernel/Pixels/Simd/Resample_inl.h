@@ -94,7 +94,7 @@ void sumColumns(float* target, const float* sums, const Taps* taps, size_t width
 // --- Floats as samples
 
 /// Cut to what a sample can be, and rounded.
-RV_INLINE Int4 roundFloats(const float* from, float top) noexcept
+RV_INLINE Int4 roundFour(const float* from, float top) noexcept
 {
     Float4 value = loadFloats(from);
     value = value > 0.0f ? value : Float4{};
@@ -102,15 +102,39 @@ RV_INLINE Int4 roundFloats(const float* from, float top) noexcept
     return __builtin_convertvector(value + 0.5f, Int4);
 }
 
-template <class Sample> void roundFloatsTo(uint8_t* target, const float* source, size_t count, float top) noexcept
+/// Four by four, and the last ones alone.
+template <class Sample>
+RV_INLINE void roundRest(uint8_t* target, const float* source, size_t done, size_t count, float top) noexcept
 {
-    typedef Sample Some __attribute__((vector_size(4 * sizeof(Sample))));
+    typedef Sample Four __attribute__((vector_size(4 * sizeof(Sample))));
+    for (; done < count; done += 4) {
+        const Four some = __builtin_convertvector(roundFour(source + done, top), Four);
+        const size_t samples = count - done < 4 ? count - done : 4;
+        memcpy(target + done * sizeof(Sample), &some, samples * sizeof(Sample));
+    }
+}
+
+void roundToWords(uint8_t* target, const float* source, size_t count, float top) noexcept
+{
+    roundRest<uint16_t>(target, source, 0, count, top);
+}
+
+void roundToBytes(uint8_t* target, const float* source, size_t count, float top) noexcept
+{
     size_t done = 0;
-    for (; count - done >= 4; done += 4)
-        store(target + done * sizeof(Sample), __builtin_convertvector(roundFloats(source + done, top), Some));
-    if (done == count) return;
-    const Some rest = __builtin_convertvector(roundFloats(source + done, top), Some);
-    memcpy(target + done * sizeof(Sample), &rest, (count - done) * sizeof(Sample));
+#if RV_VECTOR_BYTES >= 16
+    typedef short Packed __attribute__((vector_size(16)));
+    const auto wholes = [=](size_t at) noexcept { // packing cuts at 0
+        const Float4 value = loadFloats(source + at);
+        return __builtin_convertvector((value < top ? value : Float4{} + top) + 0.5f, Int4);
+    };
+    for (; count - done >= 16; done += 16) {
+        const Packed low = __builtin_ia32_packssdw128(wholes(done), wholes(done + 4));
+        const Packed high = __builtin_ia32_packssdw128(wholes(done + 8), wholes(done + 12));
+        store(target + done, __builtin_ia32_packuswb128(low, high));
+    }
+#endif
+    roundRest<uint8_t>(target, source, done, count, top);
 }
 
 } // namespace

@@ -181,16 +181,23 @@ using MixPixels = void (*)(int16_t* target, const uint8_t* row, const MixedPixel
                            size_t channels) noexcept;
 /// Two rows of such sums mixed as bytes; the next one weighs steps / kMixRowSteps, less than 1. Halves go up.
 using MixRows = void (*)(uint8_t* target, const int16_t* first, const int16_t* next, int steps, size_t count) noexcept;
-/// Counts the bits of half bytes: of the upper ones in `bytes` bytes of counts, of the lower ones in as many behind.
-/// begins: the counts are new; else added, up to kMostFourRows rows.
+/// Counts the bits of half bytes: of the upper ones in counts, of the lower ones behind, in whole blocks of kCountBlock
+/// bytes each. begins: the counts are new; else added, up to kMostFourRows rows.
 using CountFours = void (*)(uint8_t* counts, const uint8_t* bits, size_t bytes, bool begins) noexcept;
 constexpr int kMostFourRows = 63;
+constexpr size_t kCountBlock = 32;
 /// The counts as levels: levelOf[count * 255 / all], for `width` of them, the upper and the lower ones in turn.
 /// levelOf  straight between its first and its last
 using LevelsOfFours = void (*)(uint8_t* levels, const uint8_t* counts, size_t width, int all,
                                const uint8_t* levelOf) noexcept;
 /// Adds a weight to the sums of those columns whose bit is set; begins: they are 0 before.
 using AddBits = void (*)(uint16_t* sums, const uint8_t* bits, size_t width, uint16_t weight, bool begins) noexcept;
+/// What columns sum up to, up to kRowsWeigh each, as levels levelOf[sum * 255 / all] of `width` pixels: at most as many
+/// as columns, and fewer than 65536 of them in one.
+/// before   room for columns + 1
+/// borders  of the pixels, width + 1
+using LevelsOfSums = void (*)(uint8_t* levels, uint32_t* before, const uint16_t* sums, size_t columns,
+                              const ColumnBorder* borders, size_t width, const uint8_t* levelOf) noexcept;
 
 /// Takes the pixel that holds each position, or weighs the four whose centres lie around it: those that hold the
 /// position less half a pixel, and their neighbours to the right and below. Bytes are weighed by 256ths of a pixel, and
@@ -296,6 +303,7 @@ struct RowKernels {
     CountFours countFours;
     LevelsOfFours levelsOfFours;
     AddBits addBits;
+    LevelsOfSums levelsOfSums;
 };
 
 // Which of them this machine can run is Select.h's business.

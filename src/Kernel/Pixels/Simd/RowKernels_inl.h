@@ -125,8 +125,8 @@ const RowKernels kRowKernels = {
     .sum1 = sumColumns<1>,
     .sum3 = sumColumns<3>,
     .sum4 = sumColumns<4>,
-    .roundToBytes = roundFloatsTo<uint8_t>,
-    .roundToWords = roundFloatsTo<uint16_t>,
+    .roundToBytes = roundToBytes,
+    .roundToWords = roundToWords,
     .sideBySide = sideBySide,
     .solveSplines = solveSplines,
     .curveColumns = curveColumns,
@@ -139,6 +139,7 @@ const RowKernels kRowKernels = {
     .countFours = countFours,
     .levelsOfFours = levelsOfFours,
     .addBits = addBits,
+    .levelsOfSums = levelsOfSums,
 };
 
 } // namespace rv::simd::RV_SIMD
