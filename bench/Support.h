@@ -78,6 +78,7 @@ void registerMemory();
 void registerPalettes();
 void registerPerspectives();
 void registerResizes();
+void registerResampling();
 void registerRotations();
 void registerRuns();
 void registerStores();

@@ -144,6 +144,7 @@ int main(int argc, char** argv)
     rv::bench::registerPerspectives();
     rv::bench::registerRotations();
     rv::bench::registerResizes();
+    rv::bench::registerResampling();
     rv::bench::registerFills();
     rv::bench::registerCombine();
     rv::bench::registerPalettes();
