@@ -33,10 +33,15 @@ void addBytes(float* sums, const uint8_t* samples, size_t count, float weight, b
 {
     addSamples(sums, samples, count, weight, begins);
 }
-void addWords(float* sums, const uint8_t* samples, size_t count, float weight, bool begins) noexcept
+void addWords(float* __restrict sums, const uint8_t* __restrict samples, size_t count, float weight,
+              bool begins) noexcept
 {
-    typedef uint16_t AnyWord __attribute__((aligned(1), may_alias));
-    addSamples(sums, reinterpret_cast<const AnyWord*>(samples), count, weight, begins);
+    typedef uint16_t AnyWord __attribute__((aligned(1), may_alias)); // which no template takes for what it is
+    const auto* const words = reinterpret_cast<const AnyWord*>(samples);
+    if (begins)
+        for (size_t i = 0; i < count; ++i) sums[i] = static_cast<float>(words[i]) * weight;
+    else
+        for (size_t i = 0; i < count; ++i) sums[i] += static_cast<float>(words[i]) * weight;
 }
 void addFloats(float* sums, const float* samples, size_t count, float weight, bool begins) noexcept
 {
