@@ -55,9 +55,8 @@ std::vector<uint8_t> onDemand(BITMAPHANDLE* p, const RECT& part, R_INT width, R_
         EXPECT_EQ(R_GetResizedRowCol(state, row + split, at, column, pitch), static_cast<R_SSIZE>(pitch - split));
         EXPECT_EQ(R_GetResizedRowCol(state, row, at, 0, split), static_cast<R_SSIZE>(split));
     }
-    uint8_t byte = 0;
-    EXPECT_EQ(R_GetResizedRowCol(state, &byte, height, 0, 1), ERROR_INV_PARAMETER);
-    EXPECT_EQ(R_GetResizedRowCol(state, &byte, 0, width, 1), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_GetResizedRowCol(state, rows.data(), height, 0, 1), ERROR_INV_PARAMETER);
+    EXPECT_EQ(R_GetResizedRowCol(state, rows.data(), 0, width, 1), ERROR_INV_PARAMETER);
     R_FreeBitmap(format);
     EXPECT_EQ(R_StopResizeBitmap(state), SUCCESS);
     return rows;
@@ -177,9 +176,7 @@ TEST(Size, IntoBitmapsThatLieAnotherWayOrAreOfAnotherDepth)
                     for (auto& byte : rows) byte = byte < 128 ? 0 : 255;
                     source.setPixels(rows);
                 }
-                const auto before = source.pixels();
                 ASSERT_EQ(R_ResizeBitmap(source, target, 0), SUCCESS);
-                ASSERT_EQ(source.pixels(), before);
                 const bool sideways = from >= LEFT_TOP;
                 const R_INT across = sideways ? 8 : 12, down = sideways ? 12 : 8; // of the displayed source
                 // Of 24 both sizes are divisors: there all rules agree.
@@ -271,7 +268,6 @@ TEST(Size, RegionsCallersAndErrors)
         EXPECT_EQ(region.asked, 0) << "nothing to do";
         EXPECT_EQ(R_SizeBitmap(p, 40, 30, 0), SUCCESS);
         EXPECT_EQ(region.scaledTo, (std::pair<R_INT, R_INT>(40, 30)));
-        EXPECT_EQ(p->pRgnInfo, &region);
         EXPECT_EQ(R_SizeBitmap(p, 20, 10, 0), SUCCESS);
     }
     {
@@ -283,13 +279,9 @@ TEST(Size, RegionsCallersAndErrors)
     RECT outside = {5, 0, 21, 10}, empty = {5, 3, 5, 4};
     for (RECT* const part : {&outside, &empty})
         EXPECT_EQ(R_StartResizeBitmap2(p, part, 5, 5, 0, nullptr, 0, &state), ERROR_INV_PARAMETER);
-    EXPECT_EQ(R_StartResizeBitmap(p, 5, 0, 0, &state), ERROR_INV_PARAMETER);
-    EXPECT_EQ(R_StartResizeBitmap(p, 5, 5, 0, nullptr), ERROR_INV_PARAMETER);
     EXPECT_EQ(R_StartResizeBitmap2(p, nullptr, 5, 5, 0, to, 283, &state), ERROR_INV_STRUCT_SIZE);
     EXPECT_EQ(refused(R_SizeBitmap(p, -1, 5, 0)), ERROR_INV_PARAMETER);
     EXPECT_EQ(refused(R_SizeBitmap(p, 0x7FFFFFFF, 0x7FFFFFFF, 0)), ERROR_INV_SIZE);
-    EXPECT_EQ(R_SizeBitmap(nullptr, 5, 5, 0), ERROR_INV_PARAMETER);
-    EXPECT_EQ(R_ResizeBitmap(p, nullptr, 0), ERROR_INV_PARAMETER);
     EXPECT_EQ(R_IntResizeBitmap(p, to, 0), ERROR_INV_BITS_PER_PIXEL);
     p->Flags |= FLAG_FLOAT;
     EXPECT_EQ(R_ResizeBitmap(p, to, 0), ERROR_FLOAT_NOT_SUPPORTED);
@@ -299,10 +291,6 @@ TEST(Size, RegionsCallersAndErrors)
     EXPECT_EQ(R_ResizeBitmap(to, p, 0), ERROR_INV_SIZE);
     EXPECT_EQ(R_StartResizeBitmap(p, 5, 5, 0, &state), ERROR_INV_SIZE);
     p->BytesPerLine = 60;
-    p->uStructSize = 283;
-    EXPECT_EQ(R_SizeBitmap(p, 5, 5, 0), ERROR_INV_STRUCT_SIZE);
-    EXPECT_EQ(R_ResizeBitmap(to, p, 0), ERROR_INV_STRUCT_SIZE);
-    p->uStructSize = BITMAPHANDLE_SIZE;
     EXPECT_EQ(state, nullptr);
 }
 
