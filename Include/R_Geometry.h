@@ -269,8 +269,8 @@ R_API R_INT R_WarpBitmap(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, R_UINT uStructS
 /// as colours and become the nearest entries, and gray, 48 and 64 bits keep their full precision.
 /// Where the display module can (DISDISPATCH.ScaleRegion), a region is scaled.
 /// Errors: ERROR_INV_PARAMETER null or no pixels, a size below 1; ERROR_INV_STRUCT_SIZE; ERROR_INV_SIZE;
-/// ERROR_INV_BITS_PER_PIXEL; those of R_DupBitmapNewDim; a region hook's or a progress callback's answer. The bitmap is
-/// as it was then.
+/// ERROR_INV_BITS_PER_PIXEL; ERROR_FLOAT_NOT_SUPPORTED samples of floating point that would be weighed; those of
+/// R_DupBitmapNewDim; a region hook's or a progress callback's answer. The bitmap is as it was then.
 R_API R_INT R_SizeBitmap(BITMAPHANDLE* pBitmap, R_INT nNewWidth, R_INT nNewHeight, R_UINT uFlags) R_NOEXCEPT;
 /// Fills an allocated bitmap of another size, perspective or depth with the image of pSrc. Pixels of the same depth are
 /// taken as they are stored: orders and palettes are not compared, but what has been weighed is looked up in pDst's

@@ -285,6 +285,7 @@ TEST(Size, RegionsCallersAndErrors)
     EXPECT_EQ(R_IntResizeBitmap(p, to, 0), ERROR_INV_BITS_PER_PIXEL);
     p->Flags |= FLAG_FLOAT;
     EXPECT_EQ(R_ResizeBitmap(p, to, 0), ERROR_FLOAT_NOT_SUPPORTED);
+    EXPECT_EQ(refused(R_SizeBitmap(p, 9, 9, SIZE_AREA)), ERROR_FLOAT_NOT_SUPPORTED);
     p->Flags &= ~FLAG_FLOAT;
     p->BytesPerLine = 56;
     EXPECT_EQ(R_SizeBitmap(p, 5, 5, 0), ERROR_INV_SIZE) << "rows that do not hold their pixels";

@@ -448,7 +448,7 @@ TEST(RowKernels, RowsOfAnotherWidth)
                              if (bits != 24 && offset % 8 != static_cast<size_t>(bits) % 8) return true;
                              static RowPage from, to;
                              useRowKernels(variant);
-                             const PixelPicker picker(bits, left, right, width);
+                             const RowPicker picker(bits, left, right, width);
                              const std::vector<uint8_t> blank(wanted.size(), 0x5A);
                              uint8_t* const target = to.place(blank, offset, side);
                              picker.pick(target, from.place(source, (offset * 7 + 3) % kOffsets, side));

@@ -117,7 +117,7 @@ private:
     R_INT64 error_ = 0;
 
     R_INT bits_ = 0; // for which there is a picker, or could be none
-    std::optional<PixelPicker> picker_;
+    std::optional<RowPicker> picker_;
     RowBuffer old_; // a row as it was
 };
 

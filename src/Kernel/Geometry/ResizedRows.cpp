@@ -155,13 +155,15 @@ ResizedRows::ResizedRows(BITMAPHANDLE* pSrc, const SizeJob& job, const SizePlan&
         nearest_.emplace(pSrc, job);
     else if (plan.way == SizePlan::Way::favorBlack)
         black_.emplace(pSrc, job, blackIndex(pSrc));
-    else
+    else if ((pSrc->Flags & FLAG_FLOAT) == 0)
         weighed_.emplace(pSrc, Resampler::Job{job.source, job.width, job.height, plan.weighing, plan.byAlpha}, target);
 }
 
 Status ResizedRows::status() const noexcept
 {
-    return nearest_ ? nearest_->status() : black_ ? black_->status() : weighed_->status();
+    if (nearest_) return nearest_->status();
+    if (black_) return black_->status();
+    return weighed_ ? weighed_->status() : Status(ERROR_FLOAT_NOT_SUPPORTED);
 }
 
 bool ResizedRows::repeats(R_INT row) const noexcept

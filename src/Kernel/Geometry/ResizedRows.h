@@ -56,7 +56,7 @@ public:
 private:
     SizeJob job_;
     RowCursor rows_;
-    PixelPicker picker_;
+    RowPicker picker_;
     R_SIZE fetched_; // bytes of a source row
 };
 
@@ -91,7 +91,8 @@ public:
     /// Takes all memory at construction: some rows of either size. pSrc is accessed and walkable; target is the new
     /// rows' format, whose palette is used until the end.
     ResizedRows(BITMAPHANDLE* pSrc, const SizeJob& job, const SizePlan& plan, const PixelFormat& target) noexcept;
-    /// ERROR_FAILURE: no memory. Else what the source's format or cursor says.
+    /// ERROR_FAILURE: no memory. ERROR_FLOAT_NOT_SUPPORTED: samples of floating point cannot be weighed. Else what the
+    /// source's format or cursor says.
     Status status() const noexcept;
 
     /// Whether a row is the same as the one above it, and need not be made.
@@ -101,7 +102,7 @@ public:
 
 private:
     SizeJob job_;
-    std::optional<NearestRows> nearest_; // one of the three
+    std::optional<NearestRows> nearest_; // one of the three, or none that could be
     std::optional<BlackRows> black_;
     std::optional<Resampler> weighed_;
 };

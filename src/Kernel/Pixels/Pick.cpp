@@ -123,7 +123,7 @@ PickInOrder pickBackwardFor(R_INT bits) noexcept
     return withDepth(bits, []<int Bits>(Depth<Bits>) -> PickInOrder { return &pickBackward<Bits>; });
 }
 
-PixelPicker::PixelPicker(R_INT bits, R_INT left, R_INT right, R_INT width) noexcept
+RowPicker::RowPicker(R_INT bits, R_INT left, R_INT right, R_INT width) noexcept
     : bits_(bits), width_(static_cast<size_t>(width)), walk_(PickWalk::between(right - left, width, left)),
       oneByOne_(pickForwardFor(bits))
 {
@@ -139,7 +139,7 @@ PixelPicker::PixelPicker(R_INT bits, R_INT left, R_INT right, R_INT width) noexc
     ready_ = planBytes(walk, columns * unit_) && (!packed || takeUnpacked());
 }
 
-bool PixelPicker::planBytes(const PickWalk& walk, size_t sourceBytes) noexcept
+bool RowPicker::planBytes(const PickWalk& walk, size_t sourceBytes) noexcept
 {
     const size_t bytes = width_ * unit_;
     const size_t groups = (bytes + kSixteen - 1) / kSixteen;
@@ -163,14 +163,14 @@ bool PixelPicker::planBytes(const PickWalk& walk, size_t sourceBytes) noexcept
     return true;
 }
 
-bool PixelPicker::takeUnpacked() noexcept
+bool RowPicker::takeUnpacked() noexcept
 {
     unpackedSource_ = RowBuffer(unpacked_);
     unpackedTarget_ = RowBuffer(width_);
     return unpackedSource_ && unpackedTarget_;
 }
 
-void PixelPicker::pick(uint8_t* target, const uint8_t* source) const noexcept
+void RowPicker::pick(uint8_t* target, const uint8_t* source) const noexcept
 {
     const simd::RowKernels& kernels = rowKernels();
     if (walk_.step == 1 && walk_.increment == 0) {

@@ -52,10 +52,10 @@ PickInOrder pickForwardFor(R_INT bits) noexcept;
 PickInOrder pickBackwardFor(R_INT bits) noexcept;
 
 /// Picks the same pixels of many rows. Takes its memory at construction: about as much as some rows of the target.
-class PixelPicker {
+class RowPicker {
 public:
     /// Columns left to right - 1 of rows of a depth become `width` pixels; both have some.
-    PixelPicker(R_INT bits, R_INT left, R_INT right, R_INT width) noexcept;
+    RowPicker(R_INT bits, R_INT left, R_INT right, R_INT width) noexcept;
     /// False: there was no memory.
     bool ready() const noexcept { return ready_; }
 
