@@ -23,12 +23,23 @@ struct Resizing {
     size_t bytes() const { return std::max(from.bytes(), to.bytes()); }
 };
 
+/// Of 8 bits a gray one.
+std::shared_ptr<Bitmap> bitmapOf(Size size)
+{
+    const auto bitmap = std::make_shared<Bitmap>(size.width, size.height, size.bits);
+    for (unsigned i = 0; size.bits == 8 && i < 256; ++i) {
+        const auto level = static_cast<uint8_t>(i);
+        bitmap->get()->pPalette[i] = {level, level, level, 0};
+    }
+    return bitmap;
+}
+
 /// Into a bitmap that is there already.
 MakeStep kernel(const Resizing& job)
 {
     return [=] {
-        const auto source = std::make_shared<Bitmap>(job.from.width, job.from.height, job.from.bits);
-        const auto target = std::make_shared<Bitmap>(job.to.width, job.to.height, job.to.bits);
+        const auto source = bitmapOf(job.from);
+        const auto target = bitmapOf(job.to);
         return [=] { return R_ResizeBitmap(source->get(), target->get(), job.flags) == SUCCESS; };
     };
 }

@@ -29,6 +29,18 @@ struct Significance {
     bool wholeWord() const noexcept { return top == 65535; }
 };
 
+/// Whether bytes of a format are levels of gray.
+bool holdsLevels(const PixelFormat& format) noexcept
+{
+    if (format.bits != 8 || format.gray) return format.bits == 8;
+    for (R_UINT i = 0; i < 256; ++i) {
+        if (i >= format.colours) return false;
+        const RGBQUAD& entry = format.palette[i];
+        if (entry.rgbRed != i || entry.rgbGreen != i || entry.rgbBlue != i) return false;
+    }
+    return true;
+}
+
 } // namespace
 
 /// The ways of a row, which know the inside.
@@ -160,7 +172,7 @@ bool ResampleSource::mapsGray() noexcept
 void ResampleSource::chooseIndices() noexcept
 {
     reader_ = FormatReader(from_);
-    const bool toLevels = from_.bits == 1 && to_.bits == 8 && to_.gray;
+    const bool toLevels = from_.bits == 1 && holdsLevels(to_);
     if (to_.bits > 8 || (!toLevels && from_.bits != to_.bits)) {
         take_ = Ways::takeColours;
         return;
