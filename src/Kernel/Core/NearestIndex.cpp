@@ -73,9 +73,9 @@ struct NearestIndex::Lists {
                              uint32_t{palette[i].rgbRed} << 16 | i << 24;
             around = choose(entries, colours, red & ~31, green & ~31, blue & ~31, 32);
         }
-        const Span near = choose(items + around.first, around.count, red & ~7, green & ~7, blue & ~7, 8);
-        if (near.count != 0 && near.count <= simd::kLongestList) return near.first << 6 | near.count;
-        used -= near.count;
+        const Span close = choose(items + around.first, around.count, red & ~7, green & ~7, blue & ~7, 8);
+        if (close.count != 0 && close.count <= simd::kLongestList) return close.first << 6 | close.count;
+        used -= close.count;
         return kNoList;
     }
 };
