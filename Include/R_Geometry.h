@@ -190,12 +190,15 @@ R_API R_INT R_CosValue(R_INT nAngle) R_NOEXCEPT;
 /// Turns the displayed image about its centre, positive angles clockwise. Perspectives other than top-left and
 /// bottom-left become one of these. Without ROTATE_RESIZE the stored size stays and corners are cut off. Quarter turns
 /// that fit and half turns are exact; otherwise each new pixel's centre is turned back, in 14-bit fixed point, and the
-/// old pixel that holds the point is taken, or the four around it are weighed: in colour where pixels are indices, with
-/// colours weighed by alpha where there is alpha. New pixels that no old one maps to are crFill, any colour value.
-/// A region turns along where the display module can turn it (DISDISPATCH.RotateRegion).
-/// Errors: ERROR_INV_STRUCT_SIZE; ERROR_INV_BITMAP null or no pixels; ERROR_INV_PARAMETER unknown flags;
-/// ERROR_INV_SIZE; ERROR_INV_BITS_PER_PIXEL; those of R_DupBitmapNewDim; a progress callback's answer. The bitmap is as
-/// it was then.
+/// old pixel that holds the point is taken. New pixels whose point no old one holds are crFill, any colour value.
+/// With ROTATE_BILINEAR the four pixels whose centres lie around the point are weighed, at the picture's edge those
+/// that there are: indices as colours, which become the nearest entries, colours by their alpha unless it is multiplied
+/// into them, gray by its significant bits, with their sign. Indices without a palette are never weighed. A region
+/// turns along where the display module can turn it (DISDISPATCH.RotateRegion). Errors: ERROR_INV_STRUCT_SIZE;
+/// ERROR_INV_BITMAP null or no pixels; ERROR_INV_PARAMETER unknown flags, a perspective that is none, LowBit above
+/// HighBit where gray is weighed; ERROR_INV_SIZE; ERROR_INV_BITS_PER_PIXEL; ERROR_FLOAT_NOT_SUPPORTED pixels of
+/// floating point to be weighed; those of R_DupBitmapNewDim; a region hook's or a progress callback's answer. The
+/// bitmap is as it was then.
 R_API R_INT R_RotateBitmap(BITMAPHANDLE* pBitmap, R_INT nAngle, R_UINT uFlags, COLORREF crFill) R_NOEXCEPT;
 
 /// A quarter turn of the displayed image: nDirection 0 counter-clockwise, 1 clockwise. Width and height change places,

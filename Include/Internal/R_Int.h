@@ -35,7 +35,8 @@ R_API R_INT R_IntChangeBitmapViewPerspective(BITMAPHANDLE* pDst, BITMAPHANDLE* p
                                              R_INT nViewPerspective, R_UINT uFlags) R_NOEXCEPT;
 
 /// R_RotateBitmap whose progress runs from nFirst to nLast percent, for a part of a larger operation; ROTATE_CENTER is
-/// about the point (fX, fY) of the bitmap as it is stored when its perspective has been absorbed.
+/// about the point (fX, fY) of the stored rows and columns, which may lie anywhere: ERROR_INV_PARAMETER where it is no
+/// number, or further away than rows and columns can be.
 R_API R_INT R_IntRotateBitmap(BITMAPHANDLE* pBitmap, R_INT nAngle, R_UINT uFlags, COLORREF crFill, R_INT nFirst,
                               R_INT nLast, float fX, float fY) R_NOEXCEPT;
 /// R_ResizeBitmap for bitmaps of one depth and perspectives that need no turn; 1 bit into 8 makes levels of gray, as

@@ -12,9 +12,6 @@ namespace rv {
 
 namespace {
 
-/// Rows that are wider may have runs in parts, whose lengths depend on where in the row they begin.
-constexpr R_INT kWidestOfWholeRuns = 0xFFFF;
-
 bool movesRuns(const BITMAPHANDLE* pBitmap) noexcept
 {
     const BITMAPHANDLEDATACALLBACKS* const callbacks = dataCallbacks(pBitmap);
@@ -111,6 +108,29 @@ Status copyRuns(BITMAPHANDLE* pDst, const BITMAPHANDLE* pSrc, const CopiedRectan
     const Status copied = copyRows(rows, from.height, progress);
     setPixelBytes(pDst, compressedStore().heldBytes(slotsOf(pDst), shapeOf(pDst)));
     return copied;
+}
+
+Status turnRuns(BITMAPHANDLE* pDst, const BITMAPHANDLE* pSrc, const Turn& turn, Progress& progress) noexcept
+{
+    const auto width = static_cast<size_t>(pSrc->Width);
+    const size_t room = mostRuns(width);
+    const RowBuffer runs((room + 1) * kRunBytes); // turned round, there may be one more
+    if (!runs) return ERROR_FAILURE;
+    const StoreSlots source = slotsOf(pSrc), target = slotsOf(pDst);
+    const StoreShape sourceShape = shapeOf(pSrc), targetShape = shapeOf(pDst);
+    R_TRY(progress.begin());
+    Status status = SUCCESS;
+    for (R_INT row = 0; status.ok() && row < pSrc->Height; ++row) {
+        status = readRowRuns(source, sourceShape, row, runs.data(), room);
+        if (!status.ok()) break;
+        size_t count = countRuns(runs.data(), room, width);
+        if (turn.columnsBackwards()) count = mirrorRuns(runs.data(), count);
+        const R_INT to = turn.rowsBackwards() ? pSrc->Height - 1 - row : row;
+        status = writeRowRuns(target, targetShape, to, runs.data(), count);
+        if (status.ok()) status = progress.step();
+    }
+    setPixelBytes(pDst, compressedStore().heldBytes(target, targetShape));
+    return status;
 }
 
 } // namespace rv

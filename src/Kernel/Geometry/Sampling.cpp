@@ -100,7 +100,7 @@ private:
         fillRow_ = RowBuffer(rowBytes);
         pieceBytes_ = sourceRows_.direct() ? kNearBytes : kFarBytes;
         piece_ = RowBuffer(pieceBytes_ + kPickSlack);
-        line_ = RowBuffer(pieceBytes_ + kSampleSlack); // no row of a piece is longer
+        line_ = RowBuffer(picker_.loosens() ? pieceBytes_ + kSampleSlack : 0); // no row of a piece is longer
         if (!spans_ || !fillRow_ || !piece_ || !line_) return ERROR_FAILURE;
         fillRow(fillRow_.data(), rowBytes, target_->Width, target_->BitsPerPixel, fill_.bits);
         return SUCCESS;

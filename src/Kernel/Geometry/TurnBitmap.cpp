@@ -4,6 +4,7 @@
 #include "Kernel/Core/Checks.h"
 #include "Kernel/Core/RowCol.h"
 #include "Kernel/Core/RowCursor.h"
+#include "Kernel/Geometry/CopyRuns.h"
 #include "Kernel/Pixels/Depths.h"
 
 #include <algorithm>
@@ -160,6 +161,10 @@ private:
 /// A turn that leaves rows what they are.
 Status moveRows(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn, const PercentRange& range) noexcept
 {
+    if (bothMoveRuns(pDst, pSrc) && pSrc->Width <= kWidestOfWholeRuns) {
+        Progress progress = Progress::ofThread(pSrc->Height, range);
+        return turnRuns(pDst, pSrc, turn, progress);
+    }
     RowCursor target(pDst, RowMode::write);
     R_TRY(target.status());
     RowCursor source(pSrc, RowMode::read);
