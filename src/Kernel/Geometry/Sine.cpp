@@ -36,7 +36,8 @@ constexpr std::array<R_INT, kQuarter + 1> makeSines() noexcept
     std::array<R_INT, kQuarter + 1> sines{};
     Direction at = {1, 0};
     for (R_INT& sine : sines) {
-        sine = static_cast<R_INT>(at.sine * kOne + 0.5);
+        constexpr double half = 0.5; // no sine here is negative
+        sine = static_cast<R_INT>(at.sine * kOne + half);
         at = at.turnedBy(step);
     }
     return sines;

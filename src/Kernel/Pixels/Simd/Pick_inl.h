@@ -162,7 +162,8 @@ RV_INLINE void pickBitsAlong(uint8_t* target, const uint8_t* source, ptrdiff_t p
         unsigned byte = 0;
         for (size_t i = 0; i < bits; ++i, walk.next(1)) {
             const auto column = static_cast<unsigned>(walk.x() >> kFraction);
-            byte = byte << 1 | (source[(walk.y() >> kFraction) * pitch + column / 8] >> (7 - column % 8) & 1u);
+            const unsigned eight = source[(walk.y() >> kFraction) * pitch + column / 8];
+            byte = byte << 1 | (eight >> (7 - column % 8) & 1u);
         }
         *target = static_cast<uint8_t>(byte << (8 - bits));
         count -= bits;
