@@ -177,8 +177,8 @@ TEST(Formats, TheNearestEntryOfManyColoursIsThatOfEach)
         std::vector<RGBQUAD> palette(entries), colours(30000);
         for (RGBQUAD& c : palette) c = {byte(step), byte(step), byte(step), byte(1)};
         for (size_t i = 0; i < colours.size(); ++i) {
-            const unsigned near = i % 3 == 0 ? 1 : i % 3 == 1 ? 8 : 64; // far apart, and often the same
-            colours[i] = {byte(near), byte(near), byte(near), byte(1)};
+            const unsigned apart = i % 3 == 0 ? 1 : i % 3 == 1 ? 8 : 64; // far apart, and often the same
+            colours[i] = {byte(apart), byte(apart), byte(apart), byte(1)};
             if (i % 50 == 0) colours[i] = i % 100 == 0 ? RGBQUAD{0, 0, 0, 1} : RGBQUAD{255, 255, 255, 1};
         }
         std::vector<uint8_t> wanted, got(colours.size());

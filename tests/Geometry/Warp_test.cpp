@@ -130,7 +130,7 @@ struct Map {
 TEST(Warp, StraightLinesStayStraight)
 {
     std::mt19937 random(7);
-    std::uniform_real_distribution<double> near(-12, 12);
+    std::uniform_real_distribution<double> little(-12, 12);
     forEachLie([&](R_INT bits, Home home, R_INT perspective) {
         const Lying p(bits, home, perspective, static_cast<unsigned>(random()));
         const Picture old(p);
@@ -140,7 +140,7 @@ TEST(Warp, StraightLinesStayStraight)
         R_INT status = ERROR_INV_PARAMETER;
         while (status == ERROR_INV_PARAMETER) { // until they are convex
             auto moved = corners;
-            for (R_POINTF& corner : moved) corner = {corner.x + near(random), corner.y + near(random) / 2};
+            for (R_POINTF& corner : moved) corner = {corner.x + little(random), corner.y + little(random) / 2};
             status = R_WarpBitmap(made, p, made.structSize(), moved.data(), 41, 19, 0, kFill);
             if (status == SUCCESS) corners = moved;
         }
