@@ -219,6 +219,56 @@ TEST(Size, FlagsChooseTheWay)
     }
 }
 
+/// Makes every pixel of a gray bitmap one of two, in turn by columns.
+void makeStripes(const TestBitmap& p, uint64_t even, uint64_t odd)
+{
+    p->Order = ORDER_GRAY;
+    auto rows = p.pixels();
+    for (R_INT y = 0; y < p->Height; ++y)
+        for (R_INT x = 0; x < p->Width; ++x)
+            setPixelAt(rows.data() + R_INT64{y} * p->BytesPerLine, x, p->BitsPerPixel, x % 2 == 0 ? even : odd);
+    p.setPixels(rows);
+}
+
+TEST(Size, GrayMeansWhatItsRecordSays)
+{
+    std::vector<RGBQUAD> table(4096);
+    for (size_t i = 0; i < table.size(); ++i) table[i].rgbGreen = i < 256 ? static_cast<uint8_t>(255 - i) : 0;
+    for (const R_INT bits : {8, 12, 16}) {
+        const uint64_t top = (uint64_t{1} << bits) - 1;
+        const TestBitmap p({.bits = bits, .width = 20, .height = 4});
+        makeStripes(p, 3, top - 4);
+        p->Flags |= FLAG_SIGNED;
+        if (bits > 8) {
+            ASSERT_EQ(R_SizeBitmap(p, 10, 2, SIZE_AREA), SUCCESS);
+            EXPECT_EQ(pixelAt(p.pixels().data(), 5, bits), top) << "half way from 3 to -5, " << bits;
+        }
+        makeStripes(p, 10, 20);
+        p->Flags = (p->Flags & ~FLAG_SIGNED) | FLAG_NON_LINEAR_LUT;
+        p->pLUT = table.data();
+        p->LUTLength = 4096;
+        ASSERT_EQ(R_SizeBitmap(p, 5, 1, SIZE_AREA), SUCCESS);
+        ASSERT_EQ(p->BitsPerPixel, 24);
+        EXPECT_EQ(R_GetPixelColor(p, 0, 2), 0xF000u) << "half way between entries, " << bits;
+        EXPECT_EQ(p->pLUT, nullptr);
+    }
+    for (const R_INT bits : {12, 16}) { // in the bits that the destination counts
+        const TestBitmap source({.bits = 24, .width = 20, .height = 4}),
+            target({.bits = bits, .width = 10, .height = 8});
+        source.setPixels(std::vector<uint8_t>(source.pixels().size(), 0xFF));
+        makeStripes(target, 0, 0);
+        target->LowBit = 1;
+        target->HighBit = 10;
+        ASSERT_EQ(R_ResizeBitmap(source, target, SIZE_BICUBIC), SUCCESS);
+        EXPECT_EQ(pixelAt(target.pixels().data(), 5, bits), 0x7FEu);
+    }
+    const TestBitmap source({.bits = 8, .width = 4, .height = 4}), same({.bits = 8, .width = 8, .height = 8});
+    makeStripes(source, 10, 200);
+    same->ViewPerspective = RIGHT_TOP;
+    ASSERT_EQ(R_ResizeBitmap(source, same, SIZE_TO_GRAY), SUCCESS);
+    for (const uint8_t level : same.pixels()) ASSERT_TRUE(level == 10 || level == 200) << "turned, and not weighed";
+}
+
 TEST(Size, StartingOnDemandTakesSomeRows)
 {
     constexpr R_INT side = 40000;

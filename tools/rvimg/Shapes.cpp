@@ -76,11 +76,11 @@ R_UINT flagsOf(const std::string& name)
     return method->flags;
 }
 
-/// Strokes of pages survive; else every pixel counts where the picture shrinks, and curves are smooth where it grows.
+/// Strokes of pages survive; else every pixel counts where a side shrinks, and curves are smooth where none does.
 R_UINT suitableFlags(const BITMAPHANDLE* bitmap, const Size& from, const Size& to)
 {
     if (bitmap->BitsPerPixel == 1) return SIZE_FAVOR_BLACK | SIZE_BILINEAR; // the latter where 1 bit is no page
-    return to.width > from.width || to.height > from.height ? SIZE_BICUBIC : SIZE_AREA;
+    return to.width < from.width || to.height < from.height ? SIZE_AREA : SIZE_BICUBIC;
 }
 
 R_INT resize(BITMAPHANDLE* bitmap, const Size& to, R_UINT flags)

@@ -102,15 +102,7 @@ Status formatWithTables(const BITMAPHANDLE* pBitmap, PixelFormat* format) noexce
 {
     R_TRY(formatOf(pBitmap, format));
     if (!format->gray || format->bits < 8) return ERROR_INV_PARAMETER;
-    if (format->bits == 8) {
-        format->lowBit = std::max(pBitmap->LowBit, 0);
-        format->highBit = highBit(pBitmap);
-        if (format->lowBit > format->highBit) return ERROR_INV_PARAMETER;
-        format->table = pBitmap->pLUT;
-        format->tableLength = pBitmap->LUTLength;
-        format->table16 = lut16(pBitmap);
-        format->tableLength16 = pBitmap->LUTLength16;
-    }
+    if (format->bits == 8) R_TRY(takeTables(pBitmap, format));
     if (format->table == nullptr) format->tableLength = 0;
     if (format->table16 == nullptr) format->tableLength16 = 0;
     return format->tableLength != 0 || format->tableLength16 != 0 ? SUCCESS : ERROR_INV_PARAMETER;

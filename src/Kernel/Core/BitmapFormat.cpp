@@ -17,15 +17,21 @@ Status formatOf(const BITMAPHANDLE* pBitmap, PixelFormat* format) noexcept
         f.palette = pBitmap->pPalette;
         f.colours = std::min(readableColors(pBitmap), 1u << f.bits); // no pixel names those behind
     } else if (f.gray) {
-        f.lowBit = std::max(pBitmap->LowBit, 0);
-        f.highBit = highBit(pBitmap);
-        if (f.lowBit > f.highBit) return ERROR_INV_PARAMETER;
-        f.table = pBitmap->pLUT;
-        f.tableLength = pBitmap->LUTLength;
-        f.table16 = lut16(pBitmap);
-        f.tableLength16 = pBitmap->LUTLength16;
+        R_TRY(takeTables(pBitmap, &f));
     }
     *format = f;
+    return SUCCESS;
+}
+
+Status takeTables(const BITMAPHANDLE* pBitmap, PixelFormat* format) noexcept
+{
+    format->lowBit = std::max(pBitmap->LowBit, 0);
+    format->highBit = highBit(pBitmap);
+    if (format->lowBit > format->highBit) return ERROR_INV_PARAMETER;
+    format->table = pBitmap->pLUT;
+    format->tableLength = pBitmap->LUTLength;
+    format->table16 = lut16(pBitmap);
+    format->tableLength16 = pBitmap->LUTLength16;
     return SUCCESS;
 }
 

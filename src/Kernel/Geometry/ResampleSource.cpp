@@ -86,14 +86,17 @@ struct ResampleSource::Ways {
             std::memcpy(rows.taken_.data(), row, 2 * width);
         const Significance bits(rows.from_);
         auto* const samples = reinterpret_cast<uint16_t*>(rows.taken_.data());
-        for (size_t x = 0; x < width; ++x) samples[x] = static_cast<uint16_t>(samples[x] >> bits.low & bits.top);
+        const unsigned sign = rows.sign_;
+        for (size_t x = 0; x < width; ++x)
+            samples[x] = static_cast<uint16_t>((samples[x] >> bits.low & bits.top) ^ sign);
     }
     static void putGray(ResampleSource& rows, uint8_t* target) noexcept
     {
         const auto width = static_cast<size_t>(rows.newWidth_);
         const Significance bits(rows.to_);
         auto* const samples = reinterpret_cast<uint16_t*>(rows.made_.data());
-        for (size_t x = 0; x < width; ++x) samples[x] = static_cast<uint16_t>(samples[x] << bits.low);
+        const unsigned sign = rows.sign_;
+        for (size_t x = 0; x < width; ++x) samples[x] = static_cast<uint16_t>((samples[x] ^ sign) << bits.low);
         if (rows.packed_.pack == nullptr) {
             std::memcpy(target, samples, 2 * width);
             return;
@@ -119,8 +122,10 @@ ResampleSource::ResampleSource(BITMAPHANDLE* pSrc, const Resampler::Job& job, co
       newHeight_(job.height), byAlpha_(job.byAlpha), status_(formatOf(pSrc, &from_))
 {
     if (!status_.ok()) return;
-    status_ = cursor_.status();
+    if (from_.bits == 8 && from_.gray && to_.bits > 8) status_ = takeTables(pSrc, &from_);
+    if (status_.ok()) status_ = cursor_.status();
     if (!status_.ok()) return;
+    signed_ = (pSrc->Flags & FLAG_SIGNED) != 0;
     choose();
     byAlpha_ = byAlpha_ && channels_ == 4 && take_ == nullptr;
     status_ = takeMemory();
@@ -210,7 +215,8 @@ void ResampleSource::chooseGray() noexcept
     packed_ = sampleFormatOf(from_.bits, true);
     wide_ = true;
     top_ = bits.top;
-    if (from_.bits == 16 && bits.wholeWord() && Significance(to_).wholeWord()) return;
+    if (signed_) sign_ = (top_ + 1) / 2;
+    if (from_.bits == 16 && bits.wholeWord() && Significance(to_).wholeWord() && sign_ == 0) return;
     take_ = Ways::takeGray;
     put_ = Ways::putGray;
 }

@@ -64,6 +64,8 @@ private:
     bool wide_ = false;
     bool byAlpha_ = false;
     unsigned top_ = 255;
+    bool signed_ = false;
+    unsigned sign_ = 0;   // turns gray with a sign into numbers in the order of their bits, and back
     Take take_ = nullptr; // null: pixels are samples
     Put put_ = nullptr;
     SampleFormat packed_;

@@ -8,6 +8,8 @@
 #include "Kernel/Core/Replacement.h"
 #include "Kernel/Geometry/Region.h"
 #include "Kernel/Geometry/ResizedRows.h"
+#include "Kernel/Pixels/FormatReader.h"
+#include "Kernel/Pixels/FormatWriter.h"
 #include "Kernel/Pixels/Simd/Select.h"
 #include "R_Colour.h"
 #include "R_Geometry.h"
@@ -180,6 +182,7 @@ private:
         const R_INT bits = pDst->BitsPerPixel;
         if (bits > 8) {
             R_TRY(R_ColorResBitmap(&converted_, bitmap_, sizeof converted_, bits, orderFlag(pDst), nullptr, 0));
+            R_TRY(narrowGray(pDst));
         } else {
             const R_UINT colours = std::min(readableColors(pDst), 1u << bits);
             const RGBQUAD* const palette = colours != 0 ? pDst->pPalette : nullptr;
@@ -194,6 +197,35 @@ private:
         if (bits == 12) return 0;
         if (bits == 16 && pDst->Order == ORDER_GRAY) return COLORRES_ORDER_GRAY;
         return pDst->Order == ORDER_RGB ? 0 : COLORRES_ORDER_BGR;
+    }
+    /// Gray in the bits that count in the destination.
+    Status narrowGray(const BITMAPHANDLE* pDst) noexcept
+    {
+        PixelFormat from, to;
+        R_TRY(formatOf(&converted_, &from));
+        R_TRY(formatOf(pDst, &to));
+        if (!to.gray || to.bits <= 8 || (to.lowBit == from.lowBit && to.highBit == from.highBit)) return SUCCESS;
+        BitmapAccess access(&converted_);
+        R_TRY(access.status());
+        converted_.LowBit = to.lowBit;
+        converted_.HighBit = to.highBit;
+        return access.finish(rewriteRows(FormatReader(from), FormatWriter(to)));
+    }
+    Status rewriteRows(const FormatReader& reader, const FormatWriter& writer) noexcept
+    {
+        RowCursor rows(&converted_, RowMode::update);
+        R_TRY(rows.status());
+        const auto width = static_cast<size_t>(converted_.Width);
+        const RowBuffer levels(width * sizeof(RGBQUAD16));
+        if (!levels) return ERROR_FAILURE;
+        auto* const quads = reinterpret_cast<RGBQUAD16*>(levels.data());
+        for (R_INT row = 0; row < converted_.Height; ++row) {
+            R_TRY(rows.open(row));
+            reader.read(quads, rows.data(), width);
+            writer.write(rows.data(), quads, width);
+            R_TRY(rows.commit());
+        }
+        return SUCCESS;
     }
 
     BITMAPHANDLE turned_ = {};
@@ -234,7 +266,8 @@ R_INT R_ResizeBitmap(BITMAPHANDLE* pSrc, BITMAPHANDLE* pDst, R_UINT uFlags) noex
     if (pSrc == pDst) return SUCCESS;
     const MatchingSource source(pSrc, pDst);
     R_TRY(source.status());
-    if (source.bitmap() != pSrc && pDst->BitsPerPixel > 1 && (uFlags & SIZE_TO_GRAY) != 0)
+    const bool converted = pSrc->BitsPerPixel != pDst->BitsPerPixel;
+    if (converted && pDst->BitsPerPixel > 1 && (uFlags & SIZE_TO_GRAY) != 0)
         uFlags = (uFlags & ~SIZE_TO_GRAY) | SIZE_BILINEAR;
     R_TRY(R_IntResizeBitmap(source.bitmap(), pDst, uFlags));
     return scaleRegion(pDst, pDst->Width, pDst->Height);

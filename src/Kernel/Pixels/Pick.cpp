@@ -131,7 +131,8 @@ RowPicker::RowPicker(R_INT bits, R_INT left, R_INT right, R_INT width) noexcept
     const R_INT start = packed ? left / 8 * 8 : left; // where pixels begin with a byte
     const auto columns = static_cast<size_t>(R_INT64{right} - start);
     unit_ = packed ? 1 : static_cast<size_t>(bits) / 8;
-    if (right - left == width || columns * unit_ < kSixteen || !worthPlan(bits, right - left, width)) return;
+    const bool plannable = columns * unit_ >= kSixteen && columns * unit_ <= UINT32_MAX;
+    if (right - left == width || !plannable || !worthPlan(bits, right - left, width)) return;
     firstByte_ = static_cast<size_t>(columnByte(start, bits));
     unpacked_ = packed ? columns : 0;
     PickWalk walk = walk_;
