@@ -8,6 +8,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <numbers>
 #include <random>
 
 namespace rv::test {
@@ -79,7 +80,7 @@ TEST(Shear, EveryPixelHasMovedAlongItsLine)
         const Picture old(p);
         ASSERT_EQ(R_ShearBitmap(p, angle, columns ? SHEAR_VERTICAL : 0, kFill), SUCCESS) << p.scene().text();
         const Picture made(p);
-        const double slope = std::tan(angle * M_PI / 18000);
+        const double slope = std::tan(angle * std::numbers::pi / 18000);
         const R_INT lines = columns ? old.width : old.height;
         const auto growth = static_cast<R_INT>(std::lround(std::abs(slope) * (lines - 1)));
         ASSERT_EQ(made.width, old.width + (columns ? 0 : growth));
