@@ -140,9 +140,9 @@ R_API R_INT R_CreateBitmapOptPal(BITMAPHANDLE* pBitmap, RGBQUAD* pPalette, R_UIN
 #define DITHER_CLUSTERED 8 ///< 8 x 8 clustered dots
 
 /// Starts turning the rows of a bitmap, by its DitheringMethod, into indices of a palette, packed in nDestBitsPerPixel
-/// bits (R_StartDithering: the fewest that hold uColors). The state hangs in pDitherData until R_StopDithering, or until
-/// the bitmap is freed or gets another image; one that was there at the start is not freed. Entries whose reserved byte
-/// has bit 0 or 1 set are never chosen, unless all have.
+/// bits (R_StartDithering: the fewest that hold uColors). The state hangs in pDitherData until R_StopDithering, or
+/// until the bitmap is freed or gets another image; one that was there at the start is not freed. Entries whose
+/// reserved byte has bit 0 or 1 set are never chosen, unless all have.
 /// pPalette        copied; null stands for the fixed palette of the number of colours
 /// pUserMatchTable null, or a table of the caller's for this palette, used in place of any rule and filled where it
 ///                 has no answer; positions in it count the entries that can be chosen only

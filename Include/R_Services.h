@@ -25,7 +25,7 @@ typedef struct DISDISPATCH {
     R_INT (*GetRegionSegments)(BITMAPHANDLE* pBitmap, R_INT nRow, R_SEGMENT* pSegments, R_UINT* puSegments);
     /// The pixels are about to be turned, as they are stored, clockwise by hundredths of a degree, 0 to 35999: what
     /// lies around the point (fX, fY) will lie around (fXNew, fYNew) in a bitmap of nNewWidth x nNewHeight.
-    R_INT (*RotateRegion)
+    R_INT(*RotateRegion)
     (BITMAPHANDLE* pBitmap, R_INT nAngle, float fX, float fY, float fXNew, float fYNew, R_INT nNewWidth,
      R_INT nNewHeight);
     /// The bitmap is about to have this size; its pixels are scaled.

@@ -2,8 +2,8 @@
 
 #include "Kernel/Base/System.h"
 #include "Kernel/Colour/Colour15.h"
-#include "Kernel/Core/ColourReach.h"
 #include "Kernel/Colour/OptPal.h"
+#include "Kernel/Core/ColourReach.h"
 #include "Kernel/Core/Palette.h"
 
 #include <algorithm>
