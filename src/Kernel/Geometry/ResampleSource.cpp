@@ -88,7 +88,7 @@ struct ResampleSource::Ways {
         auto* const samples = reinterpret_cast<uint16_t*>(rows.taken_.data());
         const unsigned sign = rows.sign_;
         for (size_t x = 0; x < width; ++x)
-            samples[x] = static_cast<uint16_t>((samples[x] >> bits.low & bits.top) ^ sign);
+            samples[x] = static_cast<uint16_t>((unsigned{samples[x]} >> bits.low & bits.top) ^ sign);
     }
     static void putGray(ResampleSource& rows, uint8_t* target) noexcept
     {

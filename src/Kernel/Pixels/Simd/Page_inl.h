@@ -120,7 +120,7 @@ void addBits(uint16_t* sums, const uint8_t* bits, size_t width, uint16_t weight,
     }
 #endif
     for (; x < width; ++x) {
-        const unsigned set = bits[x / 8] >> (7 - x % 8) & 1u;
+        const unsigned set = unsigned{bits[x / 8]} >> (7 - x % 8) & 1u;
         sums[x] = static_cast<uint16_t>((begins ? 0u : sums[x]) + set * weight);
     }
 }
