@@ -236,6 +236,11 @@ TEST(Rotate, PerspectivesTurnTheSameImage)
         EXPECT_TRUE(Picture(other) == Picture(first)) << perspective;
         R_FreeBitmap(other);
     }
+    upright->XResolution = 204;
+    upright->YResolution = 98;
+    ASSERT_EQ(R_ChangeBitmapViewPerspective(nullptr, upright, 0, RIGHT_TOP), SUCCESS);
+    ASSERT_EQ(R_RotateBitmap(upright, 100, 0, kFill), SUCCESS);
+    EXPECT_TRUE(upright->XResolution == 204 && upright->YResolution == 98); // as seen, and now as stored
     R_FreeBitmap(first);
 }
 

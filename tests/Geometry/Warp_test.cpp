@@ -166,6 +166,31 @@ TEST(Warp, StraightLinesStayStraight)
     });
 }
 
+TEST(ShearAndWarp, AnAbortChangesNothing)
+{
+    const LiveBlocks live;
+    const std::array<R_POINTF, 4> sheet = {{{1, 1}, {30, 2}, {36, 9}, {0, 10}}};
+    for (const Home home : {Home::conventional, Home::disk}) {
+        for (const R_UINT flags : {0u, SHEAR_VERTICAL, SHEAR_BILINEAR, ~0u}) {
+            for (int stopAt = 0;; ++stopAt) {
+                const Lying p(24, home, RIGHT_TOP);
+                const auto record = p.record(), pixels = p.pixels();
+                const Watcher watcher(stopAt, -100);
+                const R_INT status = flags == ~0u ? R_WarpBitmap(nullptr, p, 0, sheet.data(), 0, 0, 0, kFill)
+                                                  : R_ShearBitmap(p, 1200, flags, kFill);
+                ASSERT_EQ(watcher.percents.front(), 0);
+                if (status == SUCCESS) {
+                    ASSERT_EQ(watcher.percents.back(), 100);
+                    break;
+                }
+                ASSERT_EQ(status, -100);
+                ASSERT_TRUE(p.record() == record && p.pixels() == pixels) << "stopped at " << stopAt;
+            }
+        }
+    }
+    EXPECT_EQ(live.count(), 0) << live.text();
+}
+
 TEST(Warp, RefusesWhatIsNoSheet)
 {
     const Lying p(24, Home::conventional, TOP_LEFT);

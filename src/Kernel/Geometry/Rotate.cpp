@@ -154,6 +154,7 @@ Status rotateFreely(BITMAPHANDLE* pBitmap, R_INT upright, const Rotation& rotati
     if (status.ok()) status = turnRegionAlong(pBitmap, rotation);
     if (!status.ok()) return rotated.fail(status);
     rotated.bitmap()->ViewPerspective = upright;
+    if (showsRowsAsColumns(pBitmap->ViewPerspective)) takeResolutionsSideways(rotated.bitmap(), pBitmap);
     return rotated.commit();
 }
 

@@ -141,9 +141,9 @@ private:
     Slide slide_;
 };
 
-LinearMapping movedRows(const BITMAPHANDLE* old, const Slide& slide) noexcept
+LinearMapping movedRows(const BITMAPHANDLE* old, R_INT columns, const Slide& slide) noexcept
 {
-    return LinearMapping(old->Width, old->Height, old->Width + slide.growth, {kFineHalf - slide.first, kFineHalf},
+    return LinearMapping(old->Width, old->Height, columns, {kFineHalf - slide.first, kFineHalf},
                          {-slide.step, kFinePixel}, {1 << kPositionBits, 0});
 }
 
@@ -224,7 +224,7 @@ Status moveLines(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Slide& slide, con
 {
     R_TRY(progress.begin());
     const MovedColumns columns(pSrc, slide);
-    const LinearMapping rows = movedRows(pSrc, slide);
+    const LinearMapping rows = movedRows(pSrc, pDst->Width, slide);
     if (!how.bilinear) {
         Copier copier(pDst, pSrc);
         R_TRY(copier.status());

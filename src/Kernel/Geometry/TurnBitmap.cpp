@@ -237,12 +237,14 @@ Status fillTurned(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn, R_IN
     status = source.finish(status);
     if (!status.ok()) return status;
     pDst->ViewPerspective = perspective;
-    if (sideways) {
-        const R_INT across = pSrc->XResolution;
-        pDst->XResolution = pSrc->YResolution;
-        pDst->YResolution = across;
-    }
+    if (sideways) takeResolutionsSideways(pDst, pSrc);
     return SUCCESS;
+}
+
+void takeResolutionsSideways(BITMAPHANDLE* pDst, const BITMAPHANDLE* pSrc) noexcept
+{
+    pDst->XResolution = pSrc->YResolution;
+    pDst->YResolution = pSrc->XResolution;
 }
 
 Status changeWhereItIs(BITMAPHANDLE* pBitmap, const Turn& turn, R_INT perspective, bool* done,

@@ -16,6 +16,9 @@ Status turnInto(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn, const 
 Status fillTurned(BITMAPHANDLE* pDst, BITMAPHANDLE* pSrc, const Turn& turn, R_INT perspective,
                   const PercentRange& range = {}) noexcept;
 
+/// Gives pDst, whose rows are pSrc's columns, its resolutions accordingly.
+void takeResolutionsSideways(BITMAPHANDLE* pDst, const BITMAPHANDLE* pSrc) noexcept;
+
 /// Turns a bitmap where it is and gives it another perspective, if that can be done so that a failure or an abort
 /// leaves it as it was: not sideways, rows in memory. *done: whether it could.
 Status changeWhereItIs(BITMAPHANDLE* pBitmap, const Turn& turn, R_INT perspective, bool* done,
