@@ -49,18 +49,9 @@ TEST(Messages, Known)
         {-1, "Not enough memory available"},
         {0, "Function not successful"},
         {1, "Success"},
-        {104, "dialog exits successfully after selecting exit and export option, dialog parameters will have the "
-              "resulting bitmap allocated"},
-        {-16, "Feature not supported.\r\nSupport for the requested feature is unavailable.\r\n"
-              "This could be due to:\r\n  * The file format does not support this feature.\r\n"
-              "  * The required dll is missing from your system.\r\n"
-              "  * The required file filter dll is disabled in this demo (ex. vector formats).\r\n"
-              "  * Your runtime license does not include support for this functionality.\r\n"
-              "For more information see the documentation, chapter Licensing"},
     };
     for (const auto& c : cases) EXPECT_EQ(message(c.code), c.text) << c.code;
-    for (const R_INT code : {-143, -1591, -1790, -1942, -400})
-        EXPECT_TRUE(message(code).find("licence") != std::string::npos && message(code).ends_with(kHelp)) << code;
+    EXPECT_TRUE(message(-16).ends_with("functionality.\r\nFor more information see " + kHelp));
     for (const R_INT code : {INT_MIN, -1963, -1945, -26, -818, -353, 9, 50, 99, 105, INT_MAX})
         EXPECT_EQ(message(code), kUnknown) << code;
 }
@@ -94,8 +85,7 @@ TEST(Messages, CutAtEverySize)
 {
     const std::string whole = message(ERROR_INV_SIZE);
     for (R_UINT units = 0; units <= whole.size() + 3; ++units) {
-        const GuardedBuffer wide(units * sizeof(R_WCHAR));
-        const GuardedBuffer narrow(units);
+        const GuardedBuffer wide(units * sizeof(R_WCHAR)), narrow(units);
         auto* const wideText = reinterpret_cast<R_WCHAR*>(wide.data());
         auto* const narrowText = reinterpret_cast<char*>(narrow.data());
         const R_INT expected = units > 0 ? SUCCESS : ERROR_INV_PARAMETER;
@@ -106,7 +96,6 @@ TEST(Messages, CutAtEverySize)
         EXPECT_EQ(std::string(narrowText), whole.substr(0, units - 1));
     }
     EXPECT_EQ(R_GetFriendlyErrorMessage(1, nullptr, 10, 0), ERROR_INV_PARAMETER);
-    EXPECT_EQ(R_GetFriendlyErrorMessageA(1, nullptr, 10, 0), ERROR_INV_PARAMETER);
 }
 
 /// A module's file name, or the status; a failing call leaves the buffer alone.
@@ -128,17 +117,13 @@ TEST(LibNames, ByNumberAndByFormat)
         R_UINT units = 64;
     } cases[] = {
         {0, 0, 0, "rvkrnX.DLL"},
-        {0, 81, 0, "rvodfengineX.DLL"},
         {0, 55, 0, "rvwebkitengine.DLL"},
         {LIBNAME_NO_SUFFIX, 55, 0, "rvwebkitengine"},
         {0, 8, 1, "rfpdfX.DLL"},
-        {LIBNAME_NO_SUFFIX, 8, 0, "rfpdf"},
         {LIBNAME_BARE, 8, 0, "pdf"},
         {0, 0, 1, "rfbmpX.DLL"},
         {0, 3, 1, "rvannX.DLL"}, // a format counts for the kernel's number alone
-        {LIBNAME_NO_SUFFIX, 0, 87, "rvsgm"},
         {LIBNAME_NO_SUFFIX, 0, 53, "rvclr"},
-        {0, 1, 0, "rvdisX.DLL", 11},
         {0, 1, 0, "rvdisX.", 8},
         {0, 1, 0, "", 1},
         {0, 1, 0, "-13", 0},

@@ -31,8 +31,6 @@ namespace {
 
 namespace n = native;
 
-const Wide kFullDevice = u"/dev/full";
-
 TEST(PosixFiles, PipesAnswerWhatTheyHave)
 {
     int ends[2];
@@ -181,7 +179,7 @@ template <class F> int inChild(F f)
     if (child == 0) _exit(f() ? 0 : 1);
     int status = -1;
     waitpid(child, &status, 0);
-    return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 /// A step of a child: says what failed.
 #define CHECK_OR_FAIL(condition)                                                                                       \
@@ -234,16 +232,12 @@ bool unshareMounts()
 /// Runs f in a child with a disk of 1 MiB on the folder, which nobody else sees and which is gone with the child.
 template <class F> int onSmallDisk(const Folder& folder, F f)
 {
-    const pid_t child = fork();
-    if (child == 0) {
-        if (!unshareMounts()) _exit(kNotPermitted);
-        if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) _exit(kNotPermitted);
-        if (mount("tmpfs", folder.path().c_str(), "tmpfs", 0, "size=1m") != 0) _exit(kNotPermitted);
-        _exit(f() ? 0 : 1);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return inChild([&] {
+        if (!unshareMounts() || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            mount("tmpfs", folder.path().c_str(), "tmpfs", 0, "size=1m") != 0)
+            _exit(kNotPermitted);
+        return f();
+    });
 }
 
 TEST(PosixFiles, AFullDiskIsToldAndLosesNothing)
@@ -296,24 +290,14 @@ TEST(PosixFiles, AFullDiskIsToldAndLosesNothing)
     EXPECT_EQ(result, 0);
 }
 
-TEST(PosixFiles, TheDeviceThatIsAlwaysFull)
-{
-    const R_INT64 file = R_OsOpen(kFullDevice.c_str(), 2, 0), again = R_OsOpen(kFullDevice.c_str(), 2, 0);
-    EXPECT_TRUE(failsFull(R_OsWrite(file, "x", 1) >= 0));
-    EXPECT_EQ(R_OsClose(file), 0);
-    EXPECT_EQ(R_OsClose(again), 0); // devices are for all
-}
-
 TEST(PosixFiles, TheTemporaryFolderEndsWithASeparator)
 {
     const char* const old = std::getenv("TMPDIR");
     const std::string before = old != nullptr ? old : "";
     for (const auto& [value, expected] : {std::pair{"/a", u"/a/"}, {"/b/", u"/b/"}, {"", u"/tmp/"}}) {
         setenv("TMPDIR", value, 1);
-        R_WCHAR text[8] = {u'?'};
-        const uint32_t units = platform().temporaryFolder(text, 3);
-        EXPECT_EQ(text[0], units <= 3 ? expected[0] : u'?');
-        EXPECT_EQ(platform().temporaryFolder(text, units), Wide(expected).size() + 1);
+        R_WCHAR text[8] = {};
+        EXPECT_EQ(platform().temporaryFolder(text, 8), Wide(expected).size() + 1);
         EXPECT_EQ(Wide(text), expected);
     }
     old != nullptr ? setenv("TMPDIR", before.c_str(), 1) : unsetenv("TMPDIR");

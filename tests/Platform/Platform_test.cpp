@@ -13,8 +13,6 @@
 #include <vector>
 
 using rv::gSystemPlatform;
-using rv::LockStorage;
-using rv::ThreadSlot;
 
 namespace {
 
@@ -99,69 +97,6 @@ TEST(PlatformMovable, FindsEachOfManyOnSeveralThreads)
     two.join();
 }
 
-std::atomic<void*> endedWith{nullptr};
-
-TEST(PlatformSlots, AreNullOnEveryThreadAndTellTheirThreadsEnd)
-{
-    ThreadSlot slot, other;
-    ASSERT_TRUE(gSystemPlatform.createSlot(&slot, [](void* value) { endedWith = value; }));
-    ASSERT_TRUE(gSystemPlatform.createSlot(&other, nullptr));
-    int here = 0, there = 0;
-    ASSERT_TRUE(gSystemPlatform.setSlotValue(slot, &here));
-    std::atomic<int> stage{0};
-    const auto live = [&] {
-        EXPECT_EQ(gSystemPlatform.slotValue(slot), nullptr);
-        ASSERT_TRUE(gSystemPlatform.setSlotValue(slot, &there));
-        EXPECT_EQ(gSystemPlatform.slotValue(slot), &there);
-        EXPECT_EQ(gSystemPlatform.slotValue(other), nullptr);
-        for (++stage; stage == 2;) gSystemPlatform.sleep(1);
-    };
-    std::thread(live).join();
-    EXPECT_EQ(gSystemPlatform.slotValue(slot), &here);
-#if !defined(_WIN32) // there the entry point of a library is told, and not the slot
-    EXPECT_EQ(endedWith, &there);
-#endif
-
-    // After its slot is gone, a thread's end is nobody's business any more.
-    endedWith = nullptr;
-    std::thread living(live);
-    while (stage != 2) gSystemPlatform.sleep(1);
-    gSystemPlatform.destroySlot(slot);
-    gSystemPlatform.destroySlot(other);
-    stage = 3;
-    living.join();
-    EXPECT_EQ(endedWith, nullptr);
-}
-
-TEST(PlatformLocks, LetOneThreadInAndThatOneAgain)
-{
-    LockStorage lock;
-    gSystemPlatform.createLock(&lock);
-    int count = 0;
-    const auto add = [&](int times) {
-        for (int i = 0; i < times; ++i) {
-            gSystemPlatform.enterLock(&lock);
-            ++count;
-            gSystemPlatform.leaveLock(&lock);
-        }
-    };
-    std::thread one(add, 20000), two(add, 20000);
-    one.join();
-    two.join();
-    EXPECT_EQ(count, 40000);
-
-    gSystemPlatform.enterLock(&lock);
-    gSystemPlatform.enterLock(&lock);
-    std::thread third(add, 1);
-    gSystemPlatform.leaveLock(&lock);
-    gSystemPlatform.sleep(30);
-    EXPECT_EQ(count, 40000); // left once, entered twice
-    gSystemPlatform.leaveLock(&lock);
-    third.join();
-    EXPECT_EQ(count, 40001);
-    gSystemPlatform.destroyLock(&lock);
-}
-
 // Automatic or manual, with one or all of its waiters woken.
 TEST(PlatformEvents, RememberTheirSignalAsTheyWereMade)
 {
@@ -202,70 +137,32 @@ TEST(Platform, HasThreadsAClockAndMemory)
 {
     const uint32_t here = gSystemPlatform.threadId();
     std::thread([here] { EXPECT_NE(gSystemPlatform.threadId(), here); }).join();
-    EXPECT_EQ(gSystemPlatform.threadId(), here);
-    EXPECT_NE(gSystemPlatform.processId(), 0u);
-
     const uint64_t before = gSystemPlatform.ticks();
     gSystemPlatform.sleep(50);
     const uint64_t elapsed = gSystemPlatform.ticks() - before;
-    EXPECT_GE(elapsed, 35u);
-    EXPECT_LT(elapsed, 30000u); // milliseconds, and nothing else
-
+    EXPECT_TRUE(elapsed >= 35 && elapsed < 30000) << elapsed; // milliseconds, and nothing else
     const rv::MemoryStatus status = gSystemPlatform.memoryStatus();
-    EXPECT_GE(status.totalPhysical, 16 * kMiB);
-    EXPECT_GT(status.availablePhysical, 0u);
+    EXPECT_TRUE(status.totalPhysical >= 16 * kMiB && status.availablePhysical > 0);
     EXPECT_LE(status.availablePhysical, status.totalPhysical);
     EXPECT_LE(status.availablePageFile, status.totalPageFile);
 }
 
 TEST(PlatformPalettes, MoveTheEntriesTheyHave)
 {
-    std::vector<PALETTEENTRY> made(257), read(300);
+    std::vector<PALETTEENTRY> made(257), read(20, {200, 0, 0, 0});
     for (size_t i = 0; i < made.size(); ++i) made[i].peRed = static_cast<uint8_t>(i);
     const HPALETTE palette = gSystemPlatform.createPalette(made.data(), 16);
     ASSERT_NE(palette, nullptr);
     EXPECT_EQ(gSystemPlatform.paletteSize(palette), 16u);
-    const auto readFrom = [&](uint32_t first, uint32_t count) {
-        read.assign(300, {200, 0, 0, 0});
-        const uint32_t moved = gSystemPlatform.paletteEntries(palette, first, count, read.data());
-        EXPECT_EQ(read[moved].peRed, 200);
-        return std::pair(moved, moved != 0 ? read[moved - 1].peRed : 0); // how many, and the last one
-    };
-    EXPECT_EQ(readFrom(0, 16), std::pair(16u, 15));
-    EXPECT_EQ(readFrom(10, 290), std::pair(6u, 15)); // cut to what there is
-    EXPECT_EQ(readFrom(16, 1).first + readFrom(UINT32_MAX, UINT32_MAX).first, 0u);
-    EXPECT_EQ(gSystemPlatform.setPaletteEntries(palette, 15, 2, made.data() + 100), 1u);
-    EXPECT_EQ(readFrom(0, 15), std::pair(15u, 14));
-    EXPECT_EQ(readFrom(14, 2), std::pair(2u, 100));
-
+    EXPECT_EQ(gSystemPlatform.setPaletteEntries(palette, 15, 2, made.data() + 100), 1u); // cut to what there is
+    EXPECT_EQ(gSystemPlatform.paletteEntries(palette, 14, UINT32_MAX, read.data()), 2u);
+    EXPECT_TRUE(read[0].peRed == 14 && read[1].peRed == 100 && read[2].peRed == 200);
+    EXPECT_EQ(gSystemPlatform.paletteEntries(palette, 16, 1, read.data()), 0u);
     uint32_t index = 99; // of what is near red 3
     EXPECT_EQ(gSystemPlatform.nearestPaletteIndex(palette, 0x000003, &index) ? index : index - 96, 3u);
     EXPECT_EQ(gSystemPlatform.createPalette(made.data(), 257), nullptr);
     EXPECT_EQ(gSystemPlatform.createPalette(nullptr, 2), nullptr);
     gSystemPlatform.deletePalette(palette);
-}
-
-// What has failed to be made is given to the other calls all the same.
-TEST(Platform, TakesNullForNothing)
-{
-    rv::Platform& door = gSystemPlatform;
-    PALETTEENTRY entry{};
-    EXPECT_EQ(door.mapPages(nullptr), nullptr);
-    EXPECT_EQ(door.movableHandle(nullptr), nullptr);
-    EXPECT_EQ(door.reallocateMovable(nullptr, 8), nullptr);
-    EXPECT_EQ(door.lockMovable(nullptr), nullptr);
-    EXPECT_EQ(door.waitEvent(nullptr, 0), rv::Waited::failed);
-    EXPECT_FALSE(door.setEvent(nullptr) || door.resetEvent(nullptr));
-    EXPECT_EQ(door.movableSize(nullptr) + door.paletteSize(nullptr) + door.paletteEntries(nullptr, 0, 1, &entry) +
-                  door.setPaletteEntries(nullptr, 0, 1, &entry),
-              0u);
-    door.unmapPages(nullptr, nullptr);
-    for (const auto call : {&rv::Platform::closePages, &rv::Platform::unlockMovable, &rv::Platform::freeMovable,
-                            &rv::Platform::closeEvent})
-        (door.*call)(nullptr);
-    door.deletePalette(nullptr);
-    door.debugOutput(nullptr);
-    door.debugOutputWide(nullptr);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // Buffered files against a plain array of bytes, over a file that reads short and fails on cue.
 #include "Support/FailingPlatform.h"
+#include "Support/FileModel.h"
 #include "Support/MemoryDisk.h"
 
 #include <gtest/gtest.h>
@@ -11,109 +12,29 @@ constexpr R_WCHAR kName[] = {'f', 0};
 constexpr R_INT kModeBoth = FILE_MODE_READ_WRITE;
 
 /// A buffered file behind a redirected handle, as programs use it, beside what it should hold.
-class Model {
-public:
-    explicit Model(unsigned seed) : random(seed)
-    {
-        disk.random.seed(seed);
-        disk.bytes = content = randomBytes(random() % 100000);
-        REDIRECTSET under = disk.set(), buffered;
-        EXPECT_EQ(R_GetRedirectFunctions(&buffered, REDIRECTSET_SIZE, REDIRECT_BUFFERED, 0), SUCCESS);
-        const R_INT64 below = R_BufferedOpen(kName, kModeBoth, 0, &under);
-        EXPECT_EQ(R_CreateRedirectedCallbackFileHandle(below, &buffered, &handle), SUCCESS);
-        disk.shortReads = seed % 2 == 0;
-        disk.faultsIn1000 = seed % 3 == 0 ? 0 : 60;
-    }
-    /// Does a random thing until it succeeds: a failure must have left the position, and lost nothing.
-    void step()
-    {
-        switch (random() % 8) {
-        case 0: again([&] { return R_RedirectedWrite(handle, nullptr, 0) == 0; }), content.resize(at); break;
-        case 1:
-        case 2: write(randomBytes(length())); break;
-        case 3:
-        case 4: read(length()); break;
-        default: seek();
-        }
-        EXPECT_EQ(R_RedirectedSeek(handle, 0, FILE_FROM_CURRENT), static_cast<R_INT64>(at));
-    }
-    void close()
-    {
-        disk.faultsIn1000 = 0;
-        EXPECT_EQ(R_RedirectedClose(handle), 0);
-        EXPECT_EQ(disk.opened, disk.closed);
-        EXPECT_TRUE(disk.bytes == content);
-    }
-
-private:
-    using Bytes = std::vector<uint8_t>;
-    Bytes randomBytes(size_t count)
-    {
-        Bytes bytes(count);
-        for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random());
-        return bytes;
-    }
-    size_t length()
-    {
-        constexpr size_t kLengths[] = {1, 2, 511, 32766, 32767, 32768, 32769, 65536, 70000};
-        return random() % 2 == 0 ? 1 + random() % 3000 : kLengths[random() % std::size(kLengths)];
-    }
-    template <class Try> void again(Try works)
-    {
-        for (int tries = 0; !works(); ++tries) {
-            ASSERT_LT(tries, disk.faultsIn1000 == 0 ? 1 : 200);
-            ASSERT_EQ(R_RedirectedSeek(handle, 0, FILE_FROM_CURRENT), static_cast<R_INT64>(at));
-        }
-    }
-    void write(const Bytes& bytes)
-    {
-        const auto count = static_cast<R_UINT>(bytes.size());
-        again([&] { return R_RedirectedWrite(handle, bytes.data(), count) == static_cast<R_INT>(count); });
-        content.resize(std::max(content.size(), at + count));
-        std::copy(bytes.begin(), bytes.end(), content.begin() + static_cast<long>(at));
-        at += count;
-    }
-    void read(size_t count)
-    {
-        const size_t there = std::min(count, content.size() - std::min(at, content.size()));
-        Bytes bytes(count);
-        R_INT got = 0;
-        again([&] { return (got = R_RedirectedRead(handle, bytes.data(), static_cast<R_UINT>(count))) >= 0; });
-        ASSERT_EQ(got, static_cast<R_INT>(there));
-        if (there > 0) {
-            ASSERT_EQ(std::memcmp(bytes.data(), content.data() + at, there), 0);
-        }
-        at += there;
-    }
-    void seek()
-    {
-        const size_t size = content.size();
-        const size_t edge = 32768 * (1 + random() % 3) + random() % 5 - 2;
-        const size_t targets[] = {0, edge, at + random() % 9, random() % (size + 1),
-                                  std::min(size + 100, size_t{200000})};
-        const auto target = static_cast<R_INT64>(targets[random() % std::size(targets)]);
-        const R_INT origin = static_cast<R_INT>(random() % 3);
-        const auto from = static_cast<R_INT64>(origin == 0 ? 0 : origin == 1 ? at : size);
-        // What the buffer has added is not below yet, so only a seek that has written it knows the end.
-        again([&] { return R_RedirectedSeek(handle, target - from, origin) == target; });
-        at = static_cast<size_t>(target);
-    }
-
-    MemoryDisk disk;
-    Bytes content;
-    size_t at = 0;
-    R_INT64 handle = R_INVALID_FILE;
-    std::mt19937 random;
-};
-
 TEST(Buffered, HoldsWhatAPlainArrayHolds)
 {
     const LiveBlocks live;
     for (unsigned seed = 1; seed <= 60 && !::testing::Test::HasFailure(); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
-        Model model(seed);
-        for (int i = 0; i < 400 && !::testing::Test::HasFailure(); ++i) model.step();
-        model.close();
+        FileModel model({R_RedirectedRead, R_RedirectedWrite, R_RedirectedSeek}, seed);
+        MemoryDisk disk;
+        disk.random.seed(seed);
+        disk.bytes = model.content = model.someBytes(model.random() % 100000);
+        REDIRECTSET under = disk.set(), buffered;
+        EXPECT_EQ(R_GetRedirectFunctions(&buffered, REDIRECTSET_SIZE, REDIRECT_BUFFERED, 0), SUCCESS);
+        R_INT64 handle = R_INVALID_FILE;
+        const R_INT64 below = R_BufferedOpen(kName, kModeBoth, 0, &under);
+        EXPECT_EQ(R_CreateRedirectedCallbackFileHandle(below, &buffered, &handle), SUCCESS);
+        disk.shortReads = seed % 2 == 0;
+        disk.faultsIn1000 = seed % 3 == 0 ? 0 : 60;
+        model.mostTries = seed % 3 == 0 ? 1 : 200;
+        size_t at = 0;
+        for (int i = 0; i < 400 && !::testing::Test::HasFailure(); ++i) model.step(handle, at);
+        disk.faultsIn1000 = 0;
+        EXPECT_EQ(R_RedirectedClose(handle), 0);
+        EXPECT_EQ(disk.opened, disk.closed);
+        EXPECT_TRUE(disk.bytes == model.content);
     }
     EXPECT_EQ(live.count(), 0) << live.text();
 }
@@ -133,9 +54,7 @@ TEST(Buffered, MovingWithinTheBufferAsksNothingBelow)
     for (const R_UINT count : {0u, 1u, 40000u})
         EXPECT_EQ(R_BufferedWrite(file, bytes, count, nullptr), -1) << "read-only";
     EXPECT_EQ(disk.calls, calls);
-    EXPECT_EQ(R_BufferedSeek(file, INT64_MAX, 0, nullptr), -1);
     EXPECT_EQ(R_BufferedSeek(file, INT64_MAX, 1, nullptr), -1);
-    EXPECT_EQ(R_BufferedSeek(file, -129, 1, nullptr), -1);
     EXPECT_EQ(R_BufferedSeek(file, 0, 1, nullptr), 128);
     EXPECT_EQ(R_BufferedClose(file, nullptr), 0);
 }

@@ -2,13 +2,12 @@
 #include "Kernel/Services/TempFile.h"
 #include "Platform/NativeErrors.h"
 #include "Support/FailingPlatform.h"
+#include "Support/FileModel.h"
 #include "Support/TempOptions.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
-#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -59,13 +58,7 @@ Bytes contentOf(const Name& name)
     return bytes;
 }
 
-Bytes someBytes(size_t count, unsigned seed)
-{
-    std::minstd_rand random(seed);
-    Bytes bytes(count);
-    for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random() >> 8);
-    return bytes;
-}
+Bytes someBytes(size_t count, unsigned seed) { return FileModel({}, seed).someBytes(count); }
 
 /// A name of an empty file in memory.
 Name memoryName(R_INT mode = kCurrentTempFileMode)
@@ -97,104 +90,51 @@ struct NothingLeft {
 
 // --- Against a model
 
-struct ModelHandle {
-    R_INT64 file;
-    size_t model;
-    R_INT64 position = 0;
-};
-
-class Model {
-public:
-    explicit Model(unsigned seed) : random_(seed) {}
-
-    void run(int steps)
-    {
-        contents_.resize(kFiles);
-        while (names_.size() < kFiles) names_.push_back(memoryName());
-        for (int step = 0; step < steps && !testing::Test::HasFailure(); ++step) {
-            if (handles_.empty() || upTo(8) == 0)
-                openOne();
-            else
-                use(handles_[static_cast<size_t>(upTo(static_cast<R_INT64>(handles_.size()) - 1))]);
-            if (handles_.size() > 6) closeOne();
-        }
-        while (!handles_.empty()) closeOne();
-        for (size_t i = 0; i < kFiles; ++i) {
-            EXPECT_TRUE(contentOf(names_[i]) == contents_[i]);
-            EXPECT_EQ(R_DeleteTempFile(names_[i].c_str()), SUCCESS);
-            EXPECT_FALSE(isMemoryTempFile(names_[i].c_str()));
-        }
+/// Several files at a time, and several handles of each.
+void runModels(unsigned seed, int steps)
+{
+    constexpr FileCalls kCalls = {
+        [](R_INT64 file, void* to, R_UINT count) { return read(file, to, count); },
+        [](R_INT64 file, const void* from, R_UINT count) { return write(file, from, count); },
+        [](R_INT64 file, R_INT64 distance, R_INT origin) { return seek(file, distance, origin); },
+    };
+    struct File {
+        Name name;
+        FileModel model;
+    };
+    struct Handle {
+        R_INT64 file;
+        File* of;
+        size_t at = 0;
+    };
+    std::mt19937 random(seed);
+    std::vector<File> files;
+    for (unsigned i = 0; i < 4; ++i) files.push_back({memoryName(), FileModel(kCalls, 4 * seed + i, 3 * kMiB)});
+    std::vector<Handle> handles;
+    const auto openOne = [&] {
+        File& one = files[random() % files.size()];
+        const bool cuts = random() % 16 == 0;
+        handles.push_back({open(one.name, FILE_MODE_READ_WRITE | (cuts ? FILE_MODE_CREATE : 0)), &one});
+        if (cuts) one.model.content.clear();
+    };
+    const auto closeOne = [&] {
+        std::swap(handles.back(), handles[random() % handles.size()]);
+        EXPECT_EQ(close(handles.back().file), 0);
+        handles.pop_back();
+    };
+    for (int step = 0; step < steps && !testing::Test::HasFailure(); ++step) {
+        if (handles.empty() || random() % 9 == 0) openOne();
+        Handle& handle = handles[random() % handles.size()];
+        handle.of->model.step(handle.file, handle.at);
+        if (handles.size() > 6) closeOne();
     }
-
-private:
-    static constexpr size_t kFiles = 4;
-    R_INT64 upTo(R_INT64 most) { return std::uniform_int_distribution<R_INT64>(0, most)(random_); }
-
-    void openOne()
-    {
-        const auto model = static_cast<size_t>(upTo(kFiles - 1));
-        const bool cuts = upTo(15) == 0;
-        const R_INT64 file = open(names_[model], FILE_MODE_READ_WRITE | (cuts ? FILE_MODE_CREATE : 0));
-        ASSERT_NE(file, kNoFile);
-        if (cuts) contents_[model].clear();
-        handles_.push_back({file, model});
+    while (!handles.empty()) closeOne();
+    for (const File& one : files) {
+        EXPECT_TRUE(contentOf(one.name) == one.model.content);
+        EXPECT_EQ(R_DeleteTempFile(one.name.c_str()), SUCCESS);
+        EXPECT_FALSE(isMemoryTempFile(one.name.c_str()));
     }
-    void closeOne()
-    {
-        std::swap(handles_.back(), handles_[static_cast<size_t>(upTo(static_cast<R_INT64>(handles_.size()) - 1))]);
-        EXPECT_EQ(close(handles_.back().file), 0);
-        handles_.pop_back();
-    }
-    void use(ModelHandle& handle)
-    {
-        Bytes& content = contents_[handle.model];
-        const auto size = static_cast<R_INT64>(content.size());
-        const auto count = static_cast<size_t>(upTo(1) != 0 ? upTo(3000) : upTo(200000));
-        switch (upTo(9)) {
-        case 0: { // anywhere, behind the end too
-            const R_INT64 target = upTo(size + size / 8 + 5000);
-            const auto origin = static_cast<R_INT>(upTo(2));
-            const R_INT64 start = origin == 0 ? 0 : origin == 1 ? handle.position : size;
-            EXPECT_EQ(seek(handle.file, -start - 1, origin), -1);
-            EXPECT_EQ(seek(handle.file, target - start, origin), target);
-            handle.position = target;
-            break;
-        }
-        case 1:
-            if (upTo(3) != 0) break;
-            EXPECT_EQ(write(handle.file, nullptr, 0), 0);
-            content.resize(static_cast<size_t>(handle.position));
-            break;
-        case 2:
-        case 3:
-        case 4:
-        case 5: {
-            const Bytes bytes = someBytes(count, static_cast<unsigned>(upTo(1 << 30)));
-            if (bytes.empty()) break;
-            ASSERT_EQ(write(handle.file, bytes.data(), bytes.size()), static_cast<R_INT>(bytes.size()));
-            const auto end = static_cast<size_t>(handle.position) + bytes.size();
-            if (content.size() < end) content.resize(end);
-            std::copy(bytes.begin(), bytes.end(), content.begin() + handle.position);
-            handle.position += static_cast<R_INT64>(bytes.size());
-            break;
-        }
-        default: {
-            Bytes bytes(count + 1, 0xEE);
-            const R_INT64 wanted = std::clamp<R_INT64>(size - handle.position, 0, static_cast<R_INT64>(count));
-            ASSERT_EQ(read(handle.file, bytes.data(), count), wanted);
-            EXPECT_EQ(bytes[static_cast<size_t>(wanted)], 0xEE);
-            EXPECT_TRUE(std::equal(bytes.begin(), bytes.begin() + wanted,
-                                   content.begin() + (wanted != 0 ? handle.position : 0)));
-            handle.position += wanted;
-        }
-        }
-    }
-
-    std::mt19937 random_;
-    std::vector<Name> names_;
-    std::vector<Bytes> contents_;
-    std::vector<ModelHandle> handles_;
-};
+}
 
 TEST(MemoryFile, HoldsWhatWasWrittenWhereverItLives)
 {
@@ -209,7 +149,7 @@ TEST(MemoryFile, HoldsWhatWasWrittenWhereverItLives)
         const TempOptions options(limits.mode, limits.totalMiB, limits.fileMiB, limits.chunkKiB);
         for (const unsigned seed : {1u, 2u, 3u}) {
             SCOPED_TRACE(testing::Message() << "limits " << limits.totalMiB << ", seed " << seed);
-            Model(seed).run(1500);
+            runModels(seed, 1500);
         }
     }
 }

@@ -39,6 +39,7 @@ Wide Folder::operator/(const std::string& name) const { return wide(at(name)); }
 
 void Folder::write(const std::string& name, const std::string& content) const
 {
+    fs::create_directories(at(name).parent_path());
     std::ofstream(at(name), std::ios::binary) << content;
 }
 

@@ -22,9 +22,9 @@ public:
     const std::filesystem::path& path() const { return path_; }
     /// The whole name of something in it. 8-bit names are UTF-8.
     Wide operator/(const std::string& name) const;
-    void write(const std::string& name, const std::string& content) const;
-    std::string read(const std::string& name) const; ///< "(none)" where there is no such file
-    size_t count() const;                            ///< of what is in it
+    void write(const std::string& name, const std::string& content) const; ///< makes the folders it is in, too
+    std::string read(const std::string& name) const;                       ///< "(none)" where there is no such file
+    size_t count() const;                                                  ///< of what is in it
 
 private:
     std::filesystem::path at(const std::string& name) const;
