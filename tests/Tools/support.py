@@ -67,6 +67,10 @@ class Tool:
             done.stdout, done.stderr = out.read(), err.read()
         return done
 
+    def needs_posix(self):
+        if os.name != "posix" or "wine" in self.command[0]:
+            raise Skip("Windows has no such thing")
+
     def offers(self, name):
         if self.formats is None:
             self.formats = self.call("--version").stdout.decode().split("formats:")[1].replace(",", " ").split()

@@ -13,28 +13,22 @@ def colour_page(t, orientation):
     return source, displayed(seen(source), orientation).copy()
 
 
-@case("Working.Fill", *[(f"orientation {o}", o) for o in range(1, 9)])
-def fill(t, orientation):
+@case("Working.FillAndCrop", *[(f"orientation {o}", o) for o in range(1, 9)])
+def fill_and_crop(t, orientation):
     """An area is where it is seen; what of it lies outside is left away."""
     t.has("tiff")
     source, shown = colour_page(t, orientation)
     for area, rows, columns in (("6x5+3+2", slice(2, 7), slice(3, 9)), ("90x4+5+1", slice(1, 5), slice(5, None)),
                                 (None, slice(None), slice(None))):
-        options = ("--colour", "#FF8001") + (("--area", area) if area else ())
+        place = ("--area", area) if area else ()
         wanted = shown.copy()
         wanted[rows, columns, :3] = (0xFFFF, 0x8080, 0x0101)
-        same(displayed(seen(t.to("tif", source, *options, command="fill")), orientation), wanted)
-    t.fails("fill", source, "out.tif", "--colour", "white", "--area", "1x1+31+17", says="outside the picture")
-
-
-@case("Working.Crop", *[(f"orientation {o}", o) for o in range(1, 9)])
-def crop(t, orientation):
-    t.has("tiff")
-    source, shown = colour_page(t, orientation)
-    for area, rows, columns in (("6x5+3+2", slice(2, 7), slice(3, 9)), ("90x4+5+1", slice(1, 5), slice(5, None))):
-        cut = t.to("tif", source, "--area", area, command="crop")
-        same(displayed(seen(cut), orientation), shown[rows, columns])
-    t.fails("crop", source, "out.tif", "--area", "1x1+31+17", says="outside the picture")
+        filled = t.to("tif", source, "--colour", "#FF8001", *place, command="fill")
+        same(displayed(seen(filled), orientation), wanted)
+        if area:
+            same(displayed(seen(t.to("tif", source, *place, command="crop")), orientation), shown[rows, columns])
+    for command in (("fill", "--colour", "white"), ("crop",)):
+        t.fails(command[0], source, "out.tif", *command[1:], "--area", "1x1+31+17", says="outside the picture")
 
 
 @case("Working.Orient", *[(f"orientation {o}", o) for o in range(1, 9)])
