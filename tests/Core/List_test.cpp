@@ -1,6 +1,7 @@
 // Lists of bitmaps against a plain vector, with memory failing at random; who owns the pixels is counted.
 #include "Kernel/Base/System.h"
 #include "R_Kernel.h"
+#include "Support/Conventional.h"
 #include "Support/FailingPlatform.h"
 #include "Support/GuardedRecord.h"
 
@@ -17,13 +18,6 @@ namespace {
 using namespace rv::test;
 
 constexpr R_UINT64 kPixelBytes = 16; // of a bitmap of 4 x 4
-
-R_UINT64 conventionalTotal()
-{
-    R_UINT64 total = 0;
-    R_ManageMemory(MANAGE_GET_TOTAL, 0, &total);
-    return total;
-}
 
 struct Item {
     R_INT tag;

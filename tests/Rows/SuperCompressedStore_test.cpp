@@ -1,4 +1,5 @@
 #include "Kernel/Rows/SuperCompressedStore.h"
+#include "Support/Conventional.h"
 #include "Support/FailingPlatform.h"
 #include "Support/World.h"
 
@@ -10,20 +11,13 @@
 namespace rv::test {
 namespace {
 
-R_UINT64 total()
-{
-    R_UINT64 bytes = 0;
-    EXPECT_EQ(R_ManageMemory(MANAGE_GET_TOTAL, 0, &bytes), SUCCESS);
-    return bytes;
-}
-
 #define SKIP_WITHOUT_CODEC()                                                                                           \
     if (!superCompressedStore().usable({})) GTEST_SKIP() << "no codec is installed"
 
 /// Rows in a store with tiny bands, and what they must be.
 struct Rows {
     Rows(R_INT height, R_UINT rowBytes, SuperCompressedStore::Limits limits)
-        : store(limits), before(total()), model(size_t{rowBytes} * static_cast<size_t>(height))
+        : store(limits), before(conventionalTotal()), model(size_t{rowBytes} * static_cast<size_t>(height))
     {
         shape = {static_cast<R_INT>(rowBytes), height, 8, rowBytes, model.size()};
         created = store.create(slots, shape, {});
@@ -31,7 +25,7 @@ struct Rows {
     ~Rows()
     {
         store.destroy(slots, shape);
-        EXPECT_EQ(total(), before);
+        EXPECT_EQ(conventionalTotal(), before);
     }
     Rows(const Rows&) = delete;
     Rows& operator=(const Rows&) = delete;
@@ -43,7 +37,7 @@ struct Rows {
         std::vector<uint8_t> read(model.size());
         ASSERT_EQ(store.read(slots, shape, read.data(), 0, 0, read.size()), SUCCESS) << text;
         ASSERT_EQ(read, model) << text;
-        ASSERT_EQ(store.usage(slots).bytes, total() - before) << text;
+        ASSERT_EQ(store.usage(slots).bytes, conventionalTotal() - before) << text;
     }
 
     SuperCompressedStore store;
@@ -64,10 +58,8 @@ public:
         const R_INT height = rows_.shape.height;
         const int nth = faults && below(3) == 0 ? 1 + below(3) : 1000;
         const int what = height == 0 ? 9 : below(10);
-        if (what < 4)
-            write(nth);
-        else if (what < 6)
-            read(nth);
+        if (what < 6)
+            move(nth, what < 4);
         else if (what < 9)
             swapBorrowed(nth);
         else if (below(8) != 0)
@@ -89,26 +81,21 @@ private:
             bytes[i] = kind == 0 ? uint8_t{0} : kind == 1 ? value : static_cast<uint8_t>(random_());
     }
 
-    void write(int nth)
+    /// Moves bytes with the nth allocation failing; a row's when written, of rows and bands when read.
+    void move(int nth, bool writes)
     {
         const R_INT64 row = below(rows_.shape.height), first = below(rows_.shape.rowBytes);
-        std::vector<uint8_t> bytes(static_cast<size_t>(1 + below(rows_.shape.rowBytes - first)));
-        fill(bytes.data(), bytes.size());
+        const R_INT64 left = (writes ? 1 : rows_.shape.height - row) * R_INT64{rows_.shape.rowBytes} - first;
+        std::vector<uint8_t> bytes(static_cast<size_t>(1 + below(std::min<R_INT64>(left, 400))));
+        if (writes) fill(bytes.data(), bytes.size());
         const FailingAllocation fault(nth, kFailHeap);
-        const Status status = rows_.store.write(rows_.slots, rows_.shape, bytes.data(), row, first, bytes.size());
+        const auto& store = rows_.store;
+        const Status status = writes ? store.write(rows_.slots, rows_.shape, bytes.data(), row, first, bytes.size())
+                                     : store.read(rows_.slots, rows_.shape, bytes.data(), row, first, bytes.size());
         ASSERT_TRUE(status.ok() || (fault.happened() && status == ERROR_FAILURE)) << status;
-        if (status.ok()) std::memcpy(rows_.at(row, first), bytes.data(), bytes.size());
-    }
-
-    void read(int nth)
-    {
-        const R_INT64 row = below(rows_.shape.height), first = below(rows_.shape.rowBytes);
-        const R_INT64 left = (rows_.shape.height - row) * R_INT64{rows_.shape.rowBytes} - first;
-        std::vector<uint8_t> bytes(static_cast<size_t>(1 + below(std::min<R_INT64>(left, 400)))); // rows and bands long
-        const FailingAllocation fault(nth, kFailHeap);
-        const Status status = rows_.store.read(rows_.slots, rows_.shape, bytes.data(), row, first, bytes.size());
-        ASSERT_TRUE(status.ok() || (fault.happened() && status == ERROR_FAILURE)) << status;
-        ASSERT_TRUE(!status.ok() || std::memcmp(bytes.data(), rows_.at(row, first), bytes.size()) == 0);
+        if (!status.ok()) return;
+        if (writes) std::memcpy(rows_.at(row, first), bytes.data(), bytes.size());
+        ASSERT_EQ(std::memcmp(bytes.data(), rows_.at(row, first), bytes.size()), 0);
     }
 
     /// As two cursors do: each row must hold while the other is found, and for two calls more.
@@ -188,7 +175,7 @@ TEST(SuperCompressed, TheLimitOfConventionalMemoryLosesNoRow)
     ASSERT_EQ(rows.created, SUCCESS);
     std::mt19937 random(5);
     constexpr R_UINT64 kRoom = 12000;
-    R_ManageMemory(MANAGE_SET_LIMIT, total() + kRoom, nullptr);
+    R_ManageMemory(MANAGE_SET_LIMIT, conventionalTotal() + kRoom, nullptr);
     std::vector<uint8_t> row(100);
     R_INT written = 0;
     Status status = SUCCESS;
@@ -199,7 +186,8 @@ TEST(SuperCompressed, TheLimitOfConventionalMemoryLosesNoRow)
         std::memcpy(rows.at(written, 0), row.data(), 100);
     }
     EXPECT_EQ(status, ERROR_MEMORY_LIMIT);
-    EXPECT_TRUE(written > 100 && total() <= rows.before + kRoom + 5000) << written << " rows, " << total();
+    EXPECT_TRUE(written > 100 && conventionalTotal() <= rows.before + kRoom + 5000)
+        << written << " rows, " << conventionalTotal();
     EXPECT_EQ(rows.store.write(rows.slots, rows.shape, row.data(), written - 1, 0, 1), SUCCESS) << "of an open band";
     *rows.at(written - 1, 0) = row[0];
     R_ManageMemory(MANAGE_SET_LIMIT, 0, nullptr);
@@ -210,27 +198,28 @@ TEST(SuperCompressed, TakesWhatIsWorkedOnAndLittleMore)
 {
     SKIP_WITHOUT_CODEC();
     constexpr R_UINT64 kBand = 128 * 1024;
-    const R_UINT64 before = total();
+    const R_UINT64 before = conventionalTotal();
     BITMAPHANDLE p;
     R_InitBitmap(&p, BITMAPHANDLE_SIZE, 40000, 40000, 24);
     ASSERT_EQ(R_AllocateBitmap(&p, MEM_SUPER_COMPRESSED), SUCCESS);
     EXPECT_EQ(p.Flags & 0xD517u, FLAG_ALLOCATED | FLAG_CONVENTIONAL_MEMORY | FLAG_SUPER_COMPRESSED);
     std::vector<uint8_t> row(p.BytesPerLine);
     ASSERT_EQ(R_GetBitmapRow(&p, row.data(), 39999, row.size()), static_cast<R_SSIZE>(row.size()));
-    EXPECT_LT(total() - before, p.Size64 / 4000) << "what was never written takes no memory";
+    EXPECT_LT(conventionalTotal() - before, p.Size64 / 4000) << "what was never written takes no memory";
 
     ASSERT_EQ(R_AccessBitmap(&p), SUCCESS);
     for (R_INT y = 0; y < 200; ++y) {
         for (size_t i = 0; i < row.size(); ++i) row[i] = static_cast<uint8_t>(i / 512 + static_cast<size_t>(y));
         ASSERT_EQ(R_PutBitmapRow(&p, row.data(), y * 199, row.size()), static_cast<R_SSIZE>(row.size()));
-        ASSERT_LT(total() - before, p.Size64 / 4000 + 10 * kBand + static_cast<R_UINT64>(y) * row.size() / 20);
+        ASSERT_LT(conventionalTotal() - before,
+                  p.Size64 / 4000 + 10 * kBand + static_cast<R_UINT64>(y) * row.size() / 20);
     }
     ASSERT_EQ(R_ReleaseBitmap(&p), SUCCESS);
-    EXPECT_LT(total() - before, p.Size64 / 4000 + kBand + 200 * row.size() / 20) << "one band stays open";
+    EXPECT_LT(conventionalTotal() - before, p.Size64 / 4000 + kBand + 200 * row.size() / 20) << "one band stays open";
     ASSERT_EQ(R_GetBitmapRow(&p, row.data(), 7 * 199, row.size()), static_cast<R_SSIZE>(row.size()));
     for (size_t i = 0; i < row.size(); ++i) ASSERT_EQ(row[i], static_cast<uint8_t>(i / 512 + 7));
     R_FreeBitmap(&p);
-    EXPECT_EQ(total(), before);
+    EXPECT_EQ(conventionalTotal(), before);
 }
 
 TEST(SuperCompressed, PacksRowsThatRepeatEachOtherAndKeepsNoiseAsItIs)

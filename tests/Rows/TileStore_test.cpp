@@ -1,3 +1,4 @@
+#include "Support/Conventional.h"
 #include "Support/FailingPlatform.h"
 #include "Support/World.h"
 
@@ -5,10 +6,8 @@
 
 #include <algorithm>
 #include <array>
-#include <fstream>
 #include <optional>
 #include <random>
-#include <sstream>
 
 namespace rv::test {
 namespace {
@@ -16,13 +15,6 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 using Counts = std::array<R_UINT, 4>; // tiles, those in memory, the most views, views open
 constexpr R_UINT kAllInfo = MEMORYINFO_CONV_TILES | MEMORYINFO_MAX_TILE_VIEWS | MEMORYINFO_TILE_VIEWS;
-
-R_UINT64 conventionalTotal()
-{
-    R_UINT64 total = 0;
-    EXPECT_EQ(R_ManageMemory(MANAGE_GET_TOTAL, 0, &total), SUCCESS);
-    return total;
-}
 
 /// The thread's settings for tiles, which go back to the defaults; and nothing may be alive at the end.
 class Tiles : public testing::Test {
@@ -179,43 +171,6 @@ TEST_F(Tiles, ThatMemoryRefusesGoToTheFile)
     const NoMemory full(kFailScratch);
     EXPECT_EQ(Bitmap(1000).status, ERROR_FAILURE);
 }
-
-#if defined(__linux__)
-/// Bytes of files without a name that the process has mapped to read and write.
-R_UINT64 mappedOfFiles()
-{
-    std::ifstream maps("/proc/self/maps");
-    R_UINT64 bytes = 0;
-    for (std::string line; std::getline(maps, line);) {
-        if (line.find("(deleted)") == std::string::npos || line.find(" rw-s ") == std::string::npos) continue;
-        std::istringstream text(line);
-        R_UINT64 start, end;
-        char dash;
-        text >> std::hex >> start >> dash >> end;
-        bytes += end - start;
-    }
-    return bytes;
-}
-
-TEST_F(Tiles, CountTheViewsThatAreMapped)
-{
-    set(64 * 1024, 2, 6);
-    Bitmap p(1024);
-    std::mt19937 random(5);
-    Bytes row(1024);
-    for (int step = 0; step < 400; ++step) {
-        const auto place = static_cast<R_INT>(random() % 1024);
-        ASSERT_EQ(R_PutBitmapRow(&p.record, row.data(), place, row.size()), 1024);
-        if (step % 50 == 49) {
-            const auto most = static_cast<R_UINT>(random() % 16), open = static_cast<R_UINT>(random() % 8);
-            ASSERT_EQ(R_SetBitmapMemoryInfo(&p.record, 0, most, open, kAllInfo & ~MEMORYINFO_CONV_TILES), SUCCESS);
-        }
-        const Counts counts = p.counts();
-        ASSERT_LE(counts[3], counts[2]);
-        ASSERT_EQ(mappedOfFiles(), counts[3] * p.tileBytes) << step;
-    }
-}
-#endif
 
 TEST_F(Tiles, OfAForgedRecordAreRefused)
 {
