@@ -1,4 +1,5 @@
 #include "Internal/R_Int.h"
+#include "Kernel/Pixels/BitCopy.h"
 #include "Support/FailingPlatform.h"
 #include "Support/World.h"
 
@@ -259,6 +260,22 @@ TEST(ScratchCallback, GivesTheMemoryOfStagedRows)
         EXPECT_EQ(scratch.blocks.size(), answer == SUCCESS ? 2u : answer < 0 ? 5u : 4u) << "two rows at once";
     }
     EXPECT_EQ(p.pixels(), before);
+}
+
+TEST(BitCopy, EveryOffsetAndLength)
+{
+    std::mt19937 random(5);
+    for (R_INT64 n = 0; n <= 150 * 64; ++n) {
+        const R_INT64 count = n / 64, from = n / 8 % 8, into = n % 8;
+        const GuardedBuffer source(static_cast<size_t>((from + count + 7) / 8));
+        const GuardedBuffer target(static_cast<size_t>((into + count + 7) / 8));
+        for (const GuardedBuffer* const buffer : {&source, &target})
+            for (uint8_t& byte : *buffer) byte = static_cast<uint8_t>(random());
+        std::vector<uint8_t> model(target.begin(), target.end());
+        for (R_INT64 i = 0; i < count; ++i) setPixelAt(model.data(), into + i, 1, pixelAt(source.data(), from + i, 1));
+        copyBits(target.data(), into, source.data(), from, count);
+        ASSERT_TRUE(std::equal(model.begin(), model.end(), target.begin())) << count << ' ' << from << ' ' << into;
+    }
 }
 
 } // namespace

@@ -29,6 +29,7 @@ import broken_test  # noqa: E402
 import colour_test  # noqa: E402, F401
 import command_test  # noqa: E402, F401
 import keeping_test  # noqa: E402, F401
+import model_test  # noqa: E402, F401
 import reading_test  # noqa: E402, F401
 import shaping_test  # noqa: E402, F401
 import working_test  # noqa: E402, F401

@@ -122,7 +122,7 @@ Status SplineResampler::bringBlock(ResampleSource& source, R_INT block) noexcept
     const R_INT first = std::max(block * kBlock - kBeside, 0);
     const R_INT last = std::min<R_INT>(source.height() - 1, block * kBlock + kBlock + kBeside);
     for (R_INT group = first / kGroup; group <= last / kGroup; ++group) R_TRY(bringGroup(source, group));
-    const auto points = static_cast<size_t>(last - first + 1);
+    const size_t points = static_cast<size_t>(last - first) + 1;
     for (size_t column = 0; column + kStrip <= pitch_; column += kStrip) solveStrip(block, column, first, points);
     block_ = block;
     return SUCCESS;
