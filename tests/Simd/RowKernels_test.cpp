@@ -416,7 +416,7 @@ TEST(RowKernels, EveryPickGivesThePlainBytes)
             std::vector<uint8_t> wanted((count * bits + 7) / 8);
             (simd::base::kRowKernels.*kernel)(wanted.data(), picture.data(), static_cast<ptrdiff_t>(pitch), at, count);
             inEveryPlace(std::to_string(bits) + " bits, " + std::to_string(count) + " pixels",
-                         [&](const RowKernels& variant, size_t offset, GuardedBuffer::Side side) {
+                         [&, kernel = kernel](const RowKernels& variant, size_t offset, GuardedBuffer::Side side) {
                              static RowPage to;
                              const std::vector<uint8_t> blank(wanted.size(), 0x5A);
                              const PixelPositions& positions = offset % 2 == 0 ? at : listed;
