@@ -57,7 +57,15 @@ class Tool:
     def path(self, name):
         return self.home / name
 
-    def call(self, *arguments, timeout=120, **more):
+    def call(self, *arguments, **more):
+        done = self.start(*arguments, **more)
+        # Once in thousands of starts Wine itself ends with 1 before there is a program, which never fails without a
+        # word: it is started once more.
+        if "wine" in self.command[0] and done.returncode == 1 and not done.stdout + done.stderr:
+            done = self.start(*arguments, **more)
+        return done
+
+    def start(self, *arguments, timeout=120, **more):
         # Through files: a server that Wine leaves behind would hold pipes open, and reading them would wait for it.
         with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
             done = subprocess.run([*self.command, *map(str, arguments)], stdout=out, stderr=err, timeout=timeout,
